@@ -1,0 +1,28 @@
+# Compile and link options that every target of this project shares.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g1 -D_GLIBCXX_ASSERTIONS")
+
+# Options for our own sources (not for third-party sources built along).
+add_library(nuvolex_options INTERFACE)
+target_include_directories(nuvolex_options INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(nuvolex_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wcast-qual -Wcast-align
+  -Woverloaded-virtual -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wformat=2 -Werror
+  # comutil.h tests what its operator new returns; GCC keeps that test only with this option.
+  -fcheck-new
+  -ffunction-sections -fdata-sections
+  # Sanitizers cannot report on this target, so undefined behaviour stops the program where it happens.
+  $<$<CONFIG:Debug>:-fsanitize=undefined;-fsanitize-undefined-trap-on-error>)
+target_compile_definitions(nuvolex_options INTERFACE WINVER=0x0A00 _WIN32_WINNT=0x0A00)
+
+# Link options of every program and DLL: no run-time library beside the system's, hardened, reproducible.
+add_library(nuvolex_link INTERFACE)
+target_link_options(nuvolex_link INTERFACE
+  -static -static-libgcc -static-libstdc++
+  -Wl,--gc-sections,--dynamicbase,--high-entropy-va,--nxcompat,--no-insert-timestamp
+  $<$<CONFIG:Release>:-s>)

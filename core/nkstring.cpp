@@ -1,0 +1,435 @@
+#include "core/nkstring.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cwchar>
+#include <cwctype>
+#include <iterator>
+#include <limits>
+#include <new>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+static_assert(sizeof(CNKString) == sizeof(void*) && !std::is_polymorphic_v<CNKString>);
+static_assert(std::is_nothrow_move_constructible_v<CNKString> && std::is_nothrow_move_assignable_v<CNKString>);
+
+/// The run-time library's wcstod. The toolchain's headers put one of their own in its place, which first copies the
+/// whole text and skips other white space than iswspace knows.
+extern "C" double __cdecl RunTimeWcstod(const wchar_t* text, wchar_t** end) noexcept __asm__("wcstod");
+
+namespace {
+
+/// _bstr_t has no moves and keeps the pointer to its record private. An explicit instantiation may name private
+/// members, and so reaches it.
+auto& RecordOf(_bstr_t& handle) noexcept;
+
+template <auto member> struct RecordAccess {
+    friend auto& RecordOf(_bstr_t& handle) noexcept { return handle.*member; }
+};
+template struct RecordAccess<&_bstr_t::m_Data>;
+
+using Record = std::remove_pointer_t<std::remove_reference_t<decltype(RecordOf(std::declval<_bstr_t&>()))>>;
+
+/// Passes on what a BSTR allocation returned unless it failed.
+BSTR Allocated(BSTR text) {
+    if (text == nullptr) {
+        _com_issue_error(E_OUTOFMEMORY);
+    }
+    return text;
+}
+
+/// A BSTR of `length` code units from `text`, to be filled in by the caller if that is null.
+BSTR Allocate(const wchar_t* text, std::size_t length) {
+    const bool possible = length <= (std::numeric_limits<UINT>::max)();
+    return Allocated(possible ? SysAllocStringLen(text, static_cast<UINT>(length)) : nullptr);
+}
+
+std::wstring_view View(const CNKString& text) noexcept {
+    return {static_cast<const wchar_t*>(text), text.GetLength()};
+}
+
+std::wstring_view View(const wchar_t* text) noexcept {
+    return text == nullptr ? std::wstring_view() : std::wstring_view(text);
+}
+
+/// The text as a NUL-terminated one, empty for a null string.
+const wchar_t* Terminated(const CNKString& text) noexcept {
+    return text.IsEmpty() ? L"" : static_cast<const wchar_t*>(text);
+}
+
+CNKString Copy(std::wstring_view text) {
+    return {text.data(), text.size()};
+}
+
+CNKString Concatenate(std::wstring_view left, std::wstring_view right) {
+    const BSTR text = Allocate(nullptr, left.size() + right.size());
+    std::ranges::copy(right, std::ranges::copy(left, text).out);
+    return {text, false};
+}
+
+wchar_t Widened(char character) noexcept {
+    return static_cast<wchar_t>(static_cast<signed char>(character));
+}
+
+/// The text of a number, made without an allocation; empty when the formatter refuses it.
+class NumberText {
+  public:
+    explicit NumberText(unsigned int value) noexcept
+        : m_length(swprintf_s(m_text, 30, L"%d", static_cast<int>(value))) {}
+    explicit NumberText(double value) noexcept : m_length(swprintf_s(m_text, std::size(m_text), L"%.20lf", value)) {}
+
+    std::wstring_view Get() const noexcept { return {m_text, static_cast<std::size_t>((std::max)(m_length, 0))}; }
+
+  private:
+    wchar_t m_text[50];
+    int m_length;
+};
+
+bool IsWhiteSpace(wchar_t character) noexcept {
+    return std::iswspace(character) != 0;
+}
+
+std::size_t LeadingBlanks(std::wstring_view text) noexcept {
+    return static_cast<std::size_t>(std::ranges::find_if_not(text, IsWhiteSpace) - text.begin());
+}
+
+std::size_t LengthWithoutTrailingBlanks(std::wstring_view text) noexcept {
+    while (!text.empty() && IsWhiteSpace(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text.size();
+}
+
+/// Stores what `parse` reads from the start of the text; whether it read everything.
+template <class Value, class Parse> bool ParseAll(const CNKString& text, Value* value, Parse parse) noexcept {
+    wchar_t* end = nullptr;
+    *value = parse(Terminated(text), &end);
+    return *end == L'\0';
+}
+
+CNKString MapEach(const CNKString& text, wint_t (*map)(wint_t)) {
+    const BSTR mapped = text.copy();
+    if (mapped == nullptr) {
+        return {};
+    }
+    std::transform(mapped, mapped + text.GetLength(), mapped,
+                   [map](wchar_t character) { return static_cast<wchar_t>(map(character)); });
+    return {mapped, false};
+}
+
+} // namespace
+
+// Construction
+
+CNKString::CNKString(const wchar_t* text) {
+    Adopt(text == nullptr ? nullptr : Allocated(SysAllocString(text)));
+}
+
+CNKString::CNKString(const char* text) {
+    Adopt(_com_util::ConvertStringToBSTR(text));
+}
+
+CNKString::CNKString(const wchar_t* text, std::size_t length) {
+    Adopt(Allocate(text, length));
+}
+
+CNKString::CNKString(wchar_t character, std::size_t count) {
+    const BSTR text = Allocate(nullptr, count);
+    std::fill_n(text, count, character);
+    Adopt(text);
+}
+
+CNKString::CNKString(char character, std::size_t count) : CNKString(Widened(character), count) {}
+
+CNKString::CNKString(unsigned int value) : CNKString(Copy(NumberText(value).Get())) {}
+
+CNKString::CNKString(double value) : CNKString(Copy(NumberText(value).Get())) {}
+
+void CNKString::Hold(BSTR text, bool copyText) {
+    const bool copied = copyText && text != nullptr;
+    Adopt(copied ? Allocated(SysAllocStringByteLen(reinterpret_cast<const char*>(text), SysStringByteLen(text)))
+                 : text);
+}
+
+// Every record of a CNKString is made here and nowhere else. The record's own operator new and the constructors of
+// _bstr_t are inline in the toolchain's header, and how they fail depends on the macros and flags of the program that
+// includes it, whose copies of them may replace ours when it is linked. This needs neither.
+void CNKString::Adopt(BSTR text) {
+    auto* const record = ::new (std::nothrow) Record(text, false);
+    if (record == nullptr) {
+        SysFreeString(text);
+        _com_issue_error(E_OUTOFMEMORY);
+    }
+    RecordOf(*this) = record;
+}
+
+// Assignment
+
+CNKString& CNKString::operator=(CNKString&& other) noexcept {
+    CNKString taken(std::move(other));
+    swap(taken);
+    return *this;
+}
+
+CNKString& CNKString::operator=(const wchar_t* text) {
+    if (text != nullptr && text == static_cast<const wchar_t*>(*this)) {
+        return *this;
+    }
+    const CNKString old(std::move(*this)); // `text` may point into it
+    return *this = CNKString(text);
+}
+
+CNKString& CNKString::operator=(const char* text) {
+    const CNKString old(std::move(*this)); // `text` may point into its narrow view
+    return *this = CNKString(text);
+}
+
+CNKString& CNKString::Clear() noexcept {
+    return *this = CNKString();
+}
+
+void CNKString::swap(CNKString& other) noexcept {
+    std::swap(RecordOf(*this), RecordOf(other));
+}
+
+// Queries
+
+const CNKString& CNKString::Empty() noexcept {
+    static const CNKString empty;
+    return empty;
+}
+
+bool CNKString::IsBlank() const noexcept {
+    return std::ranges::all_of(View(*this), IsWhiteSpace);
+}
+
+bool CNKString::IsAlpha() const noexcept {
+    return std::ranges::all_of(View(*this), [](wchar_t character) { return std::iswalpha(character) != 0; });
+}
+
+bool CNKString::GetAt(int index, wchar_t* character) const noexcept {
+    const std::wstring_view text = View(*this);
+    if (index >= 0 && static_cast<std::size_t>(index) < text.size()) {
+        *character = text[static_cast<std::size_t>(index)];
+    }
+    return true;
+}
+
+wchar_t CNKString::First() const noexcept {
+    return *Terminated(*this);
+}
+
+std::size_t CNKString::Find(const CNKString& wanted) const noexcept {
+    const wchar_t* const text = Terminated(*this);
+    const wchar_t* const found = std::wcsstr(text, Terminated(wanted));
+    return found == nullptr ? GetLength() : static_cast<std::size_t>(found - text);
+}
+
+// Parts
+
+CNKString CNKString::Mid(std::size_t start, std::size_t count) const {
+    std::wstring_view text = View(*this);
+    if (start > text.size()) {
+        return Empty();
+    }
+    text.remove_prefix(start);
+    return Copy({text.data(), (std::min)(count, text.size())});
+}
+
+CNKString CNKString::Right(std::size_t count) const {
+    // Of fewer than `count` units the difference wraps round to a start beyond the end.
+    return Mid(GetLength() - count, count);
+}
+
+// Numbers and case
+
+bool CNKString::ToDouble(double* value) const noexcept {
+    return ParseAll(*this, value, RunTimeWcstod);
+}
+
+bool CNKString::ToLong(int* value) const noexcept {
+    return ParseAll(*this, value, [](const wchar_t* text, wchar_t** end) { return std::wcstol(text, end, 0); });
+}
+
+bool CNKString::ToULong(unsigned int* value) const noexcept {
+    return ParseAll(*this, value, [](const wchar_t* text, wchar_t** end) { return std::wcstoul(text, end, 0); });
+}
+
+double CNKString::AsDouble() const noexcept {
+    return RunTimeWcstod(Terminated(*this), nullptr);
+}
+
+long CNKString::AsLong() const noexcept {
+    return std::wcstol(Terminated(*this), nullptr, 0);
+}
+
+CNKString CNKString::ToUpper() const {
+    return MapEach(*this, std::towupper);
+}
+
+CNKString CNKString::ToLower() const {
+    return MapEach(*this, std::towlower);
+}
+
+// Changes
+
+CNKString& CNKString::Keep(std::size_t start, std::size_t end) {
+    return start == 0 && end == GetLength() ? *this : *this = Mid(start, end - start);
+}
+
+CNKString& CNKString::TrimLeft() {
+    const std::wstring_view text = View(*this);
+    return Keep(LeadingBlanks(text), text.size());
+}
+
+CNKString& CNKString::TrimRight() {
+    return Keep(0, LengthWithoutTrailingBlanks(View(*this)));
+}
+
+CNKString& CNKString::Trim() {
+    std::wstring_view text = View(*this);
+    const std::size_t start = LeadingBlanks(text);
+    text.remove_prefix(start);
+    return Keep(start, start + LengthWithoutTrailingBlanks(text));
+}
+
+CNKString& CNKString::Truncate(std::size_t count) {
+    return Keep(0, (std::min)(count, GetLength()));
+}
+
+CNKString& CNKString::MakeUpper() {
+    return *this = ToUpper();
+}
+
+CNKString& CNKString::MakeLower() {
+    return *this = ToLower();
+}
+
+CNKString& CNKString::Format(const wchar_t* format, va_list arguments) {
+    wchar_t text[1000];
+    if (_vsnwprintf_s(text, std::size(text), sizeof(text), format, arguments) < 0) {
+        text[0] = L'\0';
+    }
+    return *this = text;
+}
+
+CNKString& CNKString::Format(const char* format, va_list arguments) {
+    char text[1000];
+    if (_vsnprintf_s(text, std::size(text), sizeof(text), format, arguments) < 0) {
+        text[0] = '\0';
+    }
+    return *this = text;
+}
+
+CNKString& CNKString::operator+=(const CNKString& tail) {
+    return *this = *this + tail;
+}
+
+CNKString& CNKString::operator+=(const wchar_t* tail) {
+    return *this = *this + tail;
+}
+
+CNKString& CNKString::operator+=(const char* tail) {
+    return *this = *this + tail;
+}
+
+CNKString& CNKString::operator+=(wchar_t tail) {
+    const wchar_t text[] = {tail, L'\0'};
+    return *this += text;
+}
+
+CNKString& CNKString::operator+=(char tail) {
+    const char text[] = {tail, '\0'};
+    return *this += text;
+}
+
+// The BSTR itself
+
+BSTR CNKString::DetachText() && {
+    const Record* const record = RecordOf(*this);
+    if (record != nullptr && record->RefCount() == 1) {
+        return _bstr_t::Detach();
+    }
+    const BSTR text = copy();
+    Clear();
+    return text;
+}
+
+void CNKString::Attach(BSTR text) {
+    Clear();
+    Adopt(text);
+}
+
+void CNKString::Assign(BSTR text) {
+    if (text == nullptr || text != static_cast<const wchar_t*>(*this)) {
+        const CNKString old(std::move(*this)); // `text` may point into it
+        *this = CNKString(text, true);
+    }
+}
+
+BSTR& CNKString::GetBSTR() {
+    if (RecordOf(*this) == nullptr) {
+        Adopt(nullptr);
+    }
+    return RecordOf(*this)->GetWString();
+}
+
+BSTR* CNKString::GetAddress() {
+    Attach(nullptr);
+    return &GetBSTR();
+}
+
+// Concatenation
+
+CNKString operator+(const CNKString& left, const CNKString& right) {
+    return Concatenate(View(left), View(right));
+}
+
+CNKString operator+(const CNKString& left, const wchar_t* right) {
+    return Concatenate(View(left), View(right));
+}
+
+CNKString operator+(const CNKString& left, const char* right) {
+    return left + CNKString(right);
+}
+
+CNKString operator+(const CNKString& left, wchar_t right) {
+    return Concatenate(View(left), {&right, 1});
+}
+
+CNKString operator+(const CNKString& left, char right) {
+    return left + Widened(right);
+}
+
+CNKString operator+(const CNKString& left, unsigned int right) {
+    return Concatenate(View(left), NumberText(right).Get());
+}
+
+CNKString operator+(const CNKString& left, double right) {
+    return Concatenate(View(left), NumberText(right).Get());
+}
+
+CNKString operator+(const wchar_t* left, const CNKString& right) {
+    return Concatenate(View(left), View(right));
+}
+
+CNKString operator+(const char* left, const CNKString& right) {
+    return CNKString(left) + right;
+}
+
+CNKString operator+(wchar_t left, const CNKString& right) {
+    return Concatenate({&left, 1}, View(right));
+}
+
+CNKString operator+(char left, const CNKString& right) {
+    return Widened(left) + right;
+}
+
+CNKString operator+(unsigned int left, const CNKString& right) {
+    return Concatenate(NumberText(left).Get(), View(right));
+}
+
+CNKString operator+(double left, const CNKString& right) {
+    return Concatenate(NumberText(left).Get(), View(right));
+}

@@ -1,0 +1,487 @@
+/// The part of the platform's COM template library that this system uses: object roots and wrappers, class factory,
+/// interface maps, dual dispatch, error records, enumerators. See atlbase.h.
+#pragma once
+
+#include <climits>
+#include <new>
+#include <span>
+
+#include <atlbase.h>
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Object roots and interface maps
+
+/// One interface of an object: its identifier, and the cast that leads from the object to it.
+struct _ATL_INTMAP_ENTRY {
+    const IID* piid;
+    IUnknown* (*pfnCast)(void* pThis) noexcept;
+};
+
+/// What every object has: the count of its references and the lookup of its interfaces.
+class CComObjectRootBase {
+  public:
+    /// Called after construction and before destruction; a class with something to do there declares its own.
+    HRESULT FinalConstruct() noexcept { return S_OK; }
+    void FinalRelease() noexcept {}
+    /// Takes what a creator was given besides the class; only class factories want it.
+    void SetVoid(void* /*pv*/) noexcept {}
+
+    static void WINAPI ObjectMain(bool /*bStarting*/) noexcept {}
+
+    /// Answers interface `iid` of the object `pThis` with a reference for the caller. IUnknown is the first of the
+    /// map. E_NOINTERFACE: not in the map. E_POINTER: no `ppvObject`.
+    static HRESULT InternalQueryInterface(void* pThis, std::span<const _ATL_INTMAP_ENTRY> entries, REFIID iid,
+                                          void** ppvObject) noexcept {
+        if (ppvObject == nullptr) {
+            return E_POINTER;
+        }
+        *ppvObject = nullptr;
+        const bool wantsUnknown = iid == IID_IUnknown;
+        for (const _ATL_INTMAP_ENTRY& entry : entries) {
+            if (wantsUnknown || iid == *entry.piid) {
+                IUnknown* const answer = entry.pfnCast(pThis);
+                answer->AddRef();
+                *ppvObject = answer;
+                return S_OK;
+            }
+        }
+        return E_NOINTERFACE;
+    }
+
+  protected:
+    LONG m_dwRef = 0;
+};
+
+/// The object root with counting for `ThreadModel`.
+template <class ThreadModel> class CComObjectRootEx : public CComObjectRootBase {
+  public:
+    using _ThreadModel = ThreadModel;
+
+    ULONG InternalAddRef() noexcept { return ThreadModel::Increment(&m_dwRef); }
+    ULONG InternalRelease() noexcept { return ThreadModel::Decrement(&m_dwRef); }
+};
+
+// clang-format off
+/// The interfaces of class x, in the order in which they are looked up; the first also answers for IUnknown.
+#define BEGIN_COM_MAP(x)                                                                                               \
+  public:                                                                                                              \
+    using _ComMapClass = x;                                                                                            \
+    IUnknown* GetUnknown() noexcept { return _GetEntries()[0].pfnCast(this); }                                         \
+    HRESULT _InternalQueryInterface(REFIID iid, void** ppvObject) noexcept {                                           \
+        return CComObjectRootBase::InternalQueryInterface(this, _GetEntries(), iid, ppvObject);                        \
+    }                                                                                                                  \
+    static std::span<const _ATL_INTMAP_ENTRY> _GetEntries() noexcept {                                                 \
+        static constexpr _ATL_INTMAP_ENTRY entries[] = {
+#define COM_INTERFACE_ENTRY(x)                                                                                         \
+            {&IID_##x, [](void* pThis) noexcept -> IUnknown* {                                                         \
+                return static_cast<x*>(static_cast<_ComMapClass*>(pThis));                                             \
+            }},
+#define END_COM_MAP()                                                                                                  \
+        };                                                                                                             \
+        return entries;                                                                                                \
+    }
+// clang-format on
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Object wrappers: each completes a class with IUnknown for one way of living
+
+/// Keeps the module loaded. A wrapper's first base, so that the lock outlives everything else of the object.
+struct CComModuleLock {
+    CComModuleLock() noexcept { _Module.Lock(); }
+    CComModuleLock(const CComModuleLock&) = delete;
+    CComModuleLock& operator=(const CComModuleLock&) = delete;
+    ~CComModuleLock() { _Module.Unlock(); }
+};
+
+/// An object of its own on the heap; it deletes itself with its last reference.
+template <class Base> class CComObject final : private CComModuleLock, public Base {
+  public:
+    explicit CComObject(void* /*pv*/ = nullptr) noexcept {}
+    ~CComObject() {
+        // What the object releases now may come back with a reference for a moment: that must not delete it again.
+        this->m_dwRef = LONG_MIN / 2;
+        this->FinalRelease();
+    }
+
+    ULONG STDMETHODCALLTYPE AddRef() override { return this->InternalAddRef(); }
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG count = this->InternalRelease();
+        if (count == 0) {
+            delete this;
+        }
+        return count;
+    }
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppvObject) override {
+        return this->_InternalQueryInterface(iid, ppvObject);
+    }
+
+    /// Creates an object without references into `*pp`. E_OUTOFMEMORY, or what its final construction gives.
+    static HRESULT WINAPI CreateInstance(CComObject** pp) noexcept;
+};
+
+/// A class factory in the object map's cache: only references beyond the cache's own keep the module loaded.
+template <class Base> class CComObjectCached final : public Base {
+  public:
+    explicit CComObjectCached(void* /*pv*/ = nullptr) noexcept {}
+
+    ULONG STDMETHODCALLTYPE AddRef() override {
+        const ULONG count = this->InternalAddRef();
+        if (count == 2) {
+            _Module.Lock();
+        }
+        return count;
+    }
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG count = this->InternalRelease();
+        if (count == 0) {
+            delete this;
+        } else if (count == 1) {
+            _Module.Unlock();
+        }
+        return count;
+    }
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppvObject) override {
+        return this->_InternalQueryInterface(iid, ppvObject);
+    }
+};
+
+/// The inside of an aggregate: its references and interfaces are the outer object's.
+template <class Base> class CComContainedObject final : public Base {
+  public:
+    explicit CComContainedObject(void* pvOuter) noexcept : m_pOuterUnknown(static_cast<IUnknown*>(pvOuter)) {}
+
+    ULONG STDMETHODCALLTYPE AddRef() override { return m_pOuterUnknown->AddRef(); }
+    ULONG STDMETHODCALLTYPE Release() override { return m_pOuterUnknown->Release(); }
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppvObject) override {
+        return m_pOuterUnknown->QueryInterface(iid, ppvObject);
+    }
+
+  private:
+    IUnknown* const m_pOuterUnknown; ///< not counted: the outer object owns this one
+};
+
+/// An aggregated object: the inner unknown, which holds the contained object. Only the outer object uses it.
+template <class Contained>
+class CComAggObject final : private CComModuleLock,
+                            public IUnknown,
+                            public CComObjectRootEx<typename Contained::_ThreadModel> {
+  public:
+    explicit CComAggObject(void* pvOuter) noexcept : m_contained(pvOuter) {}
+    ~CComAggObject() {
+        this->m_dwRef = LONG_MIN / 2;
+        m_contained.FinalRelease();
+    }
+
+    HRESULT FinalConstruct() noexcept { return m_contained.FinalConstruct(); }
+
+    ULONG STDMETHODCALLTYPE AddRef() override { return this->InternalAddRef(); }
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG count = this->InternalRelease();
+        if (count == 0) {
+            delete this;
+        }
+        return count;
+    }
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppvObject) override {
+        if (ppvObject != nullptr && iid == IID_IUnknown) {
+            *ppvObject = static_cast<IUnknown*>(this);
+            AddRef();
+            return S_OK;
+        }
+        return m_contained._InternalQueryInterface(iid, ppvObject);
+    }
+
+  private:
+    CComContainedObject<Contained> m_contained;
+};
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Creation
+
+/// Makes a T, complete but without a reference, which belongs to the caller; null on failure, with the reason in `hr`.
+/// Constructors must not throw: what can fail belongs into final construction.
+template <class T> T* AtlConstruct(void* pv, HRESULT& hr) noexcept {
+    T* const object = new (std::nothrow) T(pv);
+    if (object == nullptr) {
+        hr = E_OUTOFMEMORY;
+        return nullptr;
+    }
+    object->SetVoid(pv);
+    object->InternalAddRef(); // final construction may hand the object around
+    hr = object->FinalConstruct();
+    object->InternalRelease();
+    if (SUCCEEDED(hr)) {
+        return object;
+    }
+    delete object;
+    return nullptr;
+}
+
+template <class Base> HRESULT WINAPI CComObject<Base>::CreateInstance(CComObject** pp) noexcept {
+    if (pp == nullptr) {
+        return E_POINTER;
+    }
+    HRESULT hr = S_OK;
+    *pp = AtlConstruct<CComObject>(nullptr, hr);
+    return hr;
+}
+
+/// Creates a T and answers its interface `riid`.
+template <class T> struct CComCreator {
+    static HRESULT WINAPI CreateInstance(void* pv, REFIID riid, void** ppv) noexcept {
+        if (ppv == nullptr) {
+            return E_POINTER;
+        }
+        *ppv = nullptr;
+        HRESULT hr = S_OK;
+        T* const object = AtlConstruct<T>(pv, hr);
+        if (object == nullptr) {
+            return hr;
+        }
+        hr = object->QueryInterface(riid, ppv);
+        if (FAILED(hr)) {
+            delete object;
+        }
+        return hr;
+    }
+};
+
+/// Creates through T1 without an outer unknown, and through T2 with one.
+template <class T1, class T2> struct CComCreator2 {
+    static HRESULT WINAPI CreateInstance(void* pvOuter, REFIID riid, void** ppv) noexcept {
+        return pvOuter == nullptr ? T1::CreateInstance(nullptr, riid, ppv) : T2::CreateInstance(pvOuter, riid, ppv);
+    }
+};
+
+/// The class factory of every class. What it creates is decided by the instance creator that SetVoid hands it.
+class CComClassFactory : public IClassFactory, public CComObjectRootEx<CComMultiThreadModel> {
+  public:
+    // clang-format off
+    BEGIN_COM_MAP(CComClassFactory)
+        COM_INTERFACE_ENTRY(IClassFactory)
+    END_COM_MAP()
+    // clang-format on
+
+    void SetVoid(void* pv) noexcept { m_pfnCreateInstance = reinterpret_cast<_ATL_CREATORFUNC*>(pv); }
+
+    /// CLASS_E_NOAGGREGATION: an outer object must ask for IUnknown, the only interface it can control.
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* pUnkOuter, REFIID riid, void** ppvObj) override;
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL fLock) override;
+
+  private:
+    _ATL_CREATORFUNC* m_pfnCreateInstance = nullptr;
+};
+
+#define DECLARE_CLASSFACTORY() using _ClassFactoryCreatorClass = CComCreator<CComObjectCached<CComClassFactory>>;
+#define DECLARE_AGGREGATABLE(x)                                                                                        \
+    using _CreatorClass = CComCreator2<CComCreator<CComObject<x>>, CComCreator<CComAggObject<x>>>;
+#define DECLARE_REGISTRY_RESOURCEID(x)                                                                                 \
+    static HRESULT WINAPI UpdateRegistry(BOOL bRegister) noexcept {                                                    \
+        return _Module.UpdateRegistryFromResource(x, bRegister);                                                       \
+    }
+
+/// Leaves an error record for the calling thread and returns `hRes` (DISP_E_EXCEPTION for 0). The record's source is
+/// the program identifier registered for `clsid`, or empty.
+HRESULT WINAPI AtlReportError(REFCLSID clsid, LPCOLESTR lpszDesc, REFIID iid, HRESULT hRes) noexcept;
+
+/// What makes a class creatable from outside: its identifier, factory, aggregation and error reporting.
+template <class T, const CLSID* pclsid> class CComCoClass {
+  public:
+    DECLARE_CLASSFACTORY()
+    DECLARE_AGGREGATABLE(T)
+
+    static const CLSID& WINAPI GetObjectCLSID() noexcept { return *pclsid; }
+    static LPCTSTR WINAPI GetObjectDescription() noexcept { return nullptr; }
+    static const _ATL_CATMAP_ENTRY* GetCategoryMap() noexcept { return nullptr; }
+
+    static HRESULT WINAPI Error(LPCOLESTR lpszDesc, const IID& iid, HRESULT hRes) noexcept {
+        return AtlReportError(*pclsid, lpszDesc, iid, hRes);
+    }
+};
+
+/// ISupportErrorInfo of an object with the one interface *piid.
+template <const IID* piid> class ISupportErrorInfoImpl : public ISupportErrorInfo {
+  public:
+    HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID riid) override {
+        return riid == *piid ? S_OK : S_FALSE;
+    }
+};
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Dual dispatch
+
+/// The type information of one interface: loaded when first used, kept until the module terminates.
+class CComTypeInfoHolder {
+  public:
+    constexpr CComTypeInfoHolder(const GUID* pguid, const GUID* plibid, WORD wMajor, WORD wMinor) noexcept
+        : m_pguid(pguid), m_plibid(plibid), m_wMajor(wMajor), m_wMinor(wMinor) {}
+
+    /// Answers the type information with a reference for the caller.
+    HRESULT GetTypeInfo(UINT itinfo, LCID lcid, ITypeInfo** pptinfo) noexcept;
+    HRESULT GetIDsOfNames(REFIID riid, LPOLESTR* rgszNames, UINT cNames, LCID lcid, DISPID* rgdispid) noexcept;
+    /// Lets through whatever exception the member called raises.
+    HRESULT Invoke(IDispatch* p, DISPID dispidMember, REFIID riid, LCID lcid, WORD wFlags, DISPPARAMS* pdispparams,
+                   VARIANT* pvarResult, EXCEPINFO* pexcepinfo, UINT* puArgErr);
+
+  protected:
+    /// Answers the type information, which stays the holder's.
+    HRESULT EnsureTI(ITypeInfo** ppInfo) noexcept;
+
+  private:
+    HRESULT LoadTI(ITypeInfo** ppInfo) const noexcept;
+    static void WINAPI Cleanup(DWORD_PTR dw) noexcept;
+
+    const GUID* m_pguid;
+    const GUID* m_plibid;
+    WORD m_wMajor;
+    WORD m_wMinor;
+    std::atomic<ITypeInfo*> m_pInfo = nullptr;
+};
+
+/// IDispatch of the dual interface T, answered from the type library.
+template <class T, const IID* piid, const GUID* plibid, WORD wMajor, WORD wMinor, class tihclass = CComTypeInfoHolder>
+class IDispatchImpl : public T {
+  public:
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* pctinfo) override {
+        if (pctinfo == nullptr) {
+            return E_POINTER;
+        }
+        *pctinfo = 1;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT itinfo, LCID lcid, ITypeInfo** pptinfo) override {
+        return _tih.GetTypeInfo(itinfo, lcid, pptinfo);
+    }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID riid, LPOLESTR* rgszNames, UINT cNames, LCID lcid,
+                                            DISPID* rgdispid) override {
+        return _tih.GetIDsOfNames(riid, rgszNames, cNames, lcid, rgdispid);
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID dispidMember, REFIID riid, LCID lcid, WORD wFlags, DISPPARAMS* pdispparams,
+                                     VARIANT* pvarResult, EXCEPINFO* pexcepinfo, UINT* puArgErr) override {
+        return _tih.Invoke(static_cast<IDispatch*>(this), dispidMember, riid, lcid, wFlags, pdispparams, pvarResult,
+                           pexcepinfo, puArgErr);
+    }
+
+  private:
+    static constinit inline tihclass _tih{piid, plibid, wMajor, wMinor};
+};
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Enumerators
+
+/// How an enumerator copies elements of type T out to the caller, and takes a copy back.
+template <class T> class _Copy;
+
+template <> class _Copy<VARIANT> {
+  public:
+    static void init(VARIANT* p) noexcept { VariantInit(p); }
+    static HRESULT copy(VARIANT* p1, const VARIANT* p2) noexcept {
+        VariantInit(p1);
+        return VariantCopy(p1, const_cast<VARIANT*>(p2)); // NOLINT(cppcoreguidelines-pro-type-const-cast): only read
+    }
+    static void destroy(VARIANT* p) noexcept { VariantClear(p); }
+};
+
+/// The enumerator Base (identifier *piid, elements T) over the live container of another object, which it keeps alive.
+///
+/// The position is an index, checked against the container before every step: whatever happens to the container
+/// meanwhile, the enumerator goes on with what is there, or is at the end. `Copy` turns a container's element into a T.
+template <class Base, const IID* piid, class T, class Copy, class CollType, class ThreadModel>
+class CComEnumOnSTL : public Base, public CComObjectRootEx<ThreadModel> {
+  public:
+    // clang-format off
+    BEGIN_COM_MAP(CComEnumOnSTL)
+        {piid, [](void* pThis) noexcept -> IUnknown* { return static_cast<Base*>(static_cast<_ComMapClass*>(pThis)); }},
+    END_COM_MAP()
+    // clang-format on
+
+    /// Starts at the first element of `collection`, which lives as long as `pUnkForRelease` has references.
+    HRESULT Init(IUnknown* pUnkForRelease, const CollType& collection) noexcept {
+        m_spUnk = pUnkForRelease;
+        m_pcollection = &collection;
+        m_position = 0;
+        return S_OK;
+    }
+
+    /// Copies up to `celt` elements out; they belong to the caller. S_FALSE: fewer were left. If a copy fails, none is
+    /// handed out and the position is at the element that failed.
+    HRESULT STDMETHODCALLTYPE Next(ULONG celt, T* rgelt, ULONG* pceltFetched) override {
+        if (rgelt == nullptr || (celt > 1 && pceltFetched == nullptr)) {
+            return E_POINTER;
+        }
+        if (pceltFetched != nullptr) {
+            *pceltFetched = 0;
+        }
+        if (m_pcollection == nullptr) {
+            return E_FAIL;
+        }
+
+        ULONG fetched = 0;
+        for (; fetched < celt && m_position < m_pcollection->size(); ++fetched) {
+            Copy::init(&rgelt[fetched]);
+            const HRESULT hr = Copy::copy(&rgelt[fetched], &*Element());
+            if (FAILED(hr)) {
+                while (fetched > 0) {
+                    Copy::destroy(&rgelt[--fetched]);
+                }
+                return hr;
+            }
+            ++m_position;
+        }
+        if (pceltFetched != nullptr) {
+            *pceltFetched = fetched;
+        }
+        return fetched == celt ? S_OK : S_FALSE;
+    }
+
+    /// Steps over `celt` elements, or to the end with S_FALSE.
+    HRESULT STDMETHODCALLTYPE Skip(ULONG celt) override {
+        if (m_pcollection == nullptr) {
+            return E_FAIL;
+        }
+        const std::size_t size = m_pcollection->size();
+        const std::size_t left = m_position < size ? size - m_position : 0;
+        if (celt > left) {
+            m_position += left;
+            return S_FALSE;
+        }
+        m_position += celt;
+        return S_OK;
+    }
+
+    HRESULT STDMETHODCALLTYPE Reset() override {
+        if (m_pcollection == nullptr) {
+            return E_FAIL;
+        }
+        m_position = 0;
+        return S_OK;
+    }
+
+    /// A second enumerator over the same container at the same position; its reference belongs to the caller.
+    HRESULT STDMETHODCALLTYPE Clone(Base** ppEnum) override {
+        if (ppEnum == nullptr) {
+            return E_POINTER;
+        }
+        *ppEnum = nullptr;
+        if (m_pcollection == nullptr) {
+            return E_FAIL;
+        }
+        CComObject<CComEnumOnSTL>* created = nullptr;
+        HRESULT hr = CComObject<CComEnumOnSTL>::CreateInstance(&created);
+        if (FAILED(hr)) {
+            return hr;
+        }
+        const CComPtr<Base> clone(created);
+        hr = created->Init(m_spUnk, *m_pcollection);
+        created->m_position = m_position;
+        return SUCCEEDED(hr) ? created->QueryInterface(*piid, reinterpret_cast<void**>(ppEnum)) : hr;
+    }
+
+  private:
+    using Position = typename CollType::difference_type;
+    auto Element() const noexcept { return m_pcollection->begin() + static_cast<Position>(m_position); }
+
+    CComPtr<IUnknown> m_spUnk;
+    const CollType* m_pcollection = nullptr;
+    std::size_t m_position = 0;
+};

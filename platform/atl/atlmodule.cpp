@@ -1,0 +1,216 @@
+#include <atlbase.h>
+#include <atliface.h>
+
+#include <cwchar>
+#include <memory>
+#include <new>
+#include <utility>
+
+namespace {
+
+// What this file allocates, it allocates without exceptions: they would need memory themselves.
+using Text = std::unique_ptr<wchar_t[]>;
+
+Text NewText(std::size_t capacity) noexcept {
+    return Text(new (std::nothrow) wchar_t[capacity]);
+}
+
+/// The full path of a module's file, however long.
+HRESULT ModulePath(HINSTANCE module, Text& path) noexcept {
+    for (DWORD capacity = MAX_PATH;; capacity *= 2) {
+        path = NewText(capacity);
+        if (path == nullptr) {
+            return E_OUTOFMEMORY;
+        }
+        const DWORD length = GetModuleFileNameW(module, path.get(), capacity);
+        if (length == 0) {
+            return HRESULT_FROM_WIN32(GetLastError());
+        }
+        if (length < capacity) {
+            return S_OK;
+        }
+    }
+}
+
+/// `text` as it has to stand between the quotes of a registry script: with every apostrophe doubled. Null: no memory.
+Text QuotedForScript(const wchar_t* text) noexcept {
+    Text quoted = NewText(2 * std::wcslen(text) + 1);
+    if (quoted != nullptr) {
+        wchar_t* to = quoted.get();
+        for (; *text != L'\0'; ++text) {
+            if (*text == L'\'') {
+                *to++ = L'\'';
+            }
+            *to++ = *text;
+        }
+        *to = L'\0';
+    }
+    return quoted;
+}
+
+struct BstrFree {
+    void operator()(OLECHAR* text) const noexcept { SysFreeString(text); }
+};
+using BstrOwner = std::unique_ptr<OLECHAR, BstrFree>;
+
+HRESULT RegisterModuleTypeLib(HINSTANCE module) noexcept {
+    CComPtr<ITypeLib> library;
+    BSTR path = nullptr;
+    const HRESULT hr = AtlLoadTypeLib(module, &path, &library);
+    const BstrOwner pathOwner(path);
+    return FAILED(hr) ? hr : RegisterTypeLib(library, path, nullptr);
+}
+
+HRESULT UnregisterModuleTypeLib(HINSTANCE module, REFGUID libid) noexcept {
+    CComPtr<ITypeLib> library;
+    BSTR path = nullptr;
+    HRESULT hr = AtlLoadTypeLib(module, &path, &library);
+    const BstrOwner pathOwner(path);
+    if (FAILED(hr)) {
+        return hr;
+    }
+    TLIBATTR* raw = nullptr;
+    hr = library->GetLibAttr(&raw);
+    if (FAILED(hr)) {
+        return hr;
+    }
+    const TLIBATTR attributes = *raw;
+    library->ReleaseTLibAttr(raw);
+
+    BSTR registeredPath = nullptr;
+    hr = QueryPathOfRegTypeLib(libid, attributes.wMajorVerNum, attributes.wMinorVerNum, attributes.lcid,
+                               &registeredPath);
+    const BstrOwner registeredPathOwner(registeredPath);
+    if (FAILED(hr)) {
+        return S_OK; // not registered: nothing to remove
+    }
+    return UnRegisterTypeLib(libid, attributes.wMajorVerNum, attributes.wMinorVerNum, attributes.lcid,
+                             attributes.syskind);
+}
+
+} // namespace
+
+HRESULT CComModule::Init(_ATL_OBJMAP_ENTRY* p, HINSTANCE h, const GUID* plibid) noexcept {
+    m_pObjMap = p;
+    m_hInst = h;
+    m_plibid = plibid;
+    for (const _ATL_OBJMAP_ENTRY* entry = m_pObjMap; entry->pclsid != nullptr; ++entry) {
+        entry->pfnObjectMain(true);
+    }
+    return S_OK;
+}
+
+void CComModule::Term() noexcept {
+    for (_ATL_OBJMAP_ENTRY* entry = m_pObjMap; entry->pclsid != nullptr; ++entry) {
+        if (IUnknown* const factory = std::exchange(entry->pCF, nullptr); factory != nullptr) {
+            factory->Release();
+        }
+        entry->pfnObjectMain(false);
+    }
+    while (m_termFuncs != nullptr) {
+        m_termFuncs->pFunc(m_termFuncs->dw);
+        m_termFuncs = std::move(m_termFuncs->next);
+    }
+}
+
+HRESULT CComModule::AddTermFunc(_ATL_TERMFUNC* pFunc, DWORD_PTR dw) noexcept {
+    const CComCritSecLock lock(m_csObjMap);
+    std::unique_ptr<TermFunc> added(new (std::nothrow) TermFunc{pFunc, dw, nullptr});
+    if (added == nullptr) {
+        return E_OUTOFMEMORY;
+    }
+    added->next = std::move(m_termFuncs);
+    m_termFuncs = std::move(added);
+    return S_OK;
+}
+
+HRESULT CComModule::GetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) noexcept {
+    if (ppv == nullptr) {
+        return E_POINTER;
+    }
+    *ppv = nullptr;
+    for (_ATL_OBJMAP_ENTRY* entry = m_pObjMap; entry->pclsid != nullptr; ++entry) {
+        if (entry->pfnGetClassObject == nullptr || rclsid != *entry->pclsid) {
+            continue;
+        }
+        const std::atomic_ref<IUnknown*> cached(entry->pCF);
+        if (cached.load(std::memory_order_acquire) == nullptr) {
+            const CComCritSecLock lock(m_csObjMap);
+            if (cached.load(std::memory_order_relaxed) == nullptr) {
+                IUnknown* created = nullptr;
+                const HRESULT hr = entry->pfnGetClassObject(reinterpret_cast<void*>(entry->pfnCreateInstance),
+                                                            IID_IUnknown, reinterpret_cast<void**>(&created));
+                if (FAILED(hr)) {
+                    return hr;
+                }
+                cached.store(created, std::memory_order_release);
+            }
+        }
+        return cached.load(std::memory_order_acquire)->QueryInterface(riid, ppv);
+    }
+    return CLASS_E_CLASSNOTAVAILABLE;
+}
+
+HRESULT CComModule::UpdateClasses(BOOL bRegister) noexcept {
+    for (const _ATL_OBJMAP_ENTRY* entry = m_pObjMap; entry->pclsid != nullptr; ++entry) {
+        const HRESULT hr = entry->pfnUpdateRegistry(bRegister);
+        if (FAILED(hr)) {
+            return hr;
+        }
+    }
+    return S_OK;
+}
+
+HRESULT CComModule::RegisterServer(BOOL bRegTypeLib) noexcept {
+    const HRESULT hr = UpdateClasses(TRUE);
+    return SUCCEEDED(hr) && bRegTypeLib != FALSE ? RegisterModuleTypeLib(m_hInst) : hr;
+}
+
+HRESULT CComModule::UnregisterServer(BOOL bUnRegTypeLib) noexcept {
+    const HRESULT hr = UpdateClasses(FALSE);
+    return SUCCEEDED(hr) && bUnRegTypeLib != FALSE ? UnregisterModuleTypeLib(m_hInst, *m_plibid) : hr;
+}
+
+HRESULT CComModule::UpdateRegistryFromResource(UINT nResID, BOOL bRegister) noexcept {
+    Text path;
+    HRESULT hr = ModulePath(m_hInst, path);
+    if (FAILED(hr)) {
+        return hr;
+    }
+    const Text quotedPath = QuotedForScript(path.get());
+    if (quotedPath == nullptr) {
+        return E_OUTOFMEMORY;
+    }
+    CComPtr<IRegistrar> registrar;
+    hr = CoCreateInstance(CLSID_Registrar, nullptr, CLSCTX_INPROC_SERVER, IID_IRegistrar,
+                          reinterpret_cast<void**>(&registrar));
+    if (FAILED(hr)) {
+        return hr;
+    }
+    hr = registrar->AddReplacement(L"Module", quotedPath.get());
+    if (FAILED(hr)) {
+        return hr;
+    }
+    return bRegister != FALSE ? registrar->ResourceRegister(path.get(), nResID, L"REGISTRY")
+                              : registrar->ResourceUnregister(path.get(), nResID, L"REGISTRY");
+}
+
+HRESULT AtlLoadTypeLib(HINSTANCE hInstTypeLib, BSTR* pbstrPath, ITypeLib** ppTypeLib) noexcept {
+    *pbstrPath = nullptr;
+    *ppTypeLib = nullptr;
+    Text path;
+    HRESULT hr = ModulePath(hInstTypeLib, path);
+    if (FAILED(hr)) {
+        return hr;
+    }
+    hr = LoadTypeLibEx(path.get(), REGKIND_NONE, ppTypeLib);
+    if (FAILED(hr)) {
+        return hr;
+    }
+    *pbstrPath = SysAllocString(path.get());
+    if (*pbstrPath == nullptr) {
+        std::exchange(*ppTypeLib, nullptr)->Release();
+        return E_OUTOFMEMORY;
+    }
+    return S_OK;
+}

@@ -1,0 +1,198 @@
+#include "tests/support/module_faults.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <memory_resource>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <unordered_set>
+
+#include "tests/support/allocation_faults.h"
+
+namespace support {
+namespace {
+
+// The armed fault. A target of 0 means none.
+std::atomic<std::size_t> faultTarget;
+std::atomic<bool> faultLasts;
+std::atomic<std::size_t> allocationsSinceArmed;
+
+std::atomic<bool> slow;
+
+// NOLINTBEGIN(cppcoreguidelines-no-malloc): here is where memory comes from
+
+/// The blocks that followed DLLs have allocated and not yet freed. They may free others, which they allocated before
+/// they were followed. Takes its own memory from malloc, because operator new is counted.
+class Blocks {
+  public:
+    void Add(void* block) {
+        const std::lock_guard lock(m_mutex);
+        m_blocks.insert(block);
+        CountObject(+1);
+    }
+    /// Tells whether the block was known.
+    bool Remove(void* block) {
+        const std::lock_guard lock(m_mutex);
+        const bool known = m_blocks.erase(block) != 0;
+        if (known) {
+            CountObject(-1);
+        }
+        return known;
+    }
+
+  private:
+    class FromMalloc final : public std::pmr::memory_resource {
+        void* do_allocate(std::size_t size, std::size_t /*alignment*/) override {
+            void* const memory = std::malloc(size);
+            if (memory == nullptr) {
+                throw std::bad_alloc();
+            }
+            return memory;
+        }
+        void do_deallocate(void* memory, std::size_t /*size*/, std::size_t /*alignment*/) override {
+            std::free(memory);
+        }
+        [[nodiscard]] bool do_is_equal(const memory_resource& other) const noexcept override { return this == &other; }
+    };
+
+    std::mutex m_mutex;
+    FromMalloc m_fromMalloc;
+    std::pmr::unordered_set<void*> m_blocks{&m_fromMalloc};
+};
+
+/// Lives as long as the process: DLLs free memory until its very end.
+Blocks& KnownBlocks() {
+    alignas(Blocks) static unsigned char memory[sizeof(Blocks)];
+    static Blocks& blocks = *::new (memory) Blocks;
+    return blocks;
+}
+
+/// To be asked once for each allocation.
+bool MustFail() noexcept {
+    if (slow) {
+        Sleep(1);
+    }
+    if (faultTarget != 0) {
+        const std::size_t number = ++allocationsSinceArmed;
+        if (faultLasts ? number >= faultTarget : number == faultTarget) {
+            return true;
+        }
+    }
+    return AllocationMustFail();
+}
+
+void* FollowedMalloc(std::size_t size) {
+    void* const block = MustFail() ? nullptr : std::malloc(size);
+    if (block != nullptr) {
+        KnownBlocks().Add(block);
+    }
+    return block;
+}
+
+void* FollowedCalloc(std::size_t count, std::size_t size) {
+    void* const block = MustFail() ? nullptr : std::calloc(count, size);
+    if (block != nullptr) {
+        KnownBlocks().Add(block);
+    }
+    return block;
+}
+
+void FollowedFree(void* block) {
+    KnownBlocks().Remove(block);
+    std::free(block);
+}
+
+void* FollowedRealloc(void* block, std::size_t size) {
+    if (MustFail()) {
+        return nullptr;
+    }
+    const bool known = block == nullptr || KnownBlocks().Remove(block);
+    void* const moved = std::realloc(block, size);
+    void* const alive = moved == nullptr && size != 0 ? block : moved;
+    if (known && alive != nullptr) {
+        KnownBlocks().Add(alive);
+    }
+    return moved;
+}
+
+// NOLINTEND(cppcoreguidelines-no-malloc)
+
+struct Redirection {
+    const char* name;
+    ULONG_PTR replacement;
+};
+
+const Redirection redirections[] = {
+    {"malloc", reinterpret_cast<ULONG_PTR>(&FollowedMalloc)},
+    {"calloc", reinterpret_cast<ULONG_PTR>(&FollowedCalloc)},
+    {"realloc", reinterpret_cast<ULONG_PTR>(&FollowedRealloc)},
+    {"free", reinterpret_cast<ULONG_PTR>(&FollowedFree)},
+};
+
+/// A part of a loaded module, by its offset from the module's start.
+template <class T> T* PartOf(HMODULE module, std::size_t offset) {
+    return reinterpret_cast<T*>(reinterpret_cast<unsigned char*>(module) + offset);
+}
+
+/// The slot in which the loader has put the address of the imported function `name`; null if it is not imported.
+IMAGE_THUNK_DATA* ImportSlot(HMODULE module, const char* name) {
+    const auto* const dos = PartOf<const IMAGE_DOS_HEADER>(module, 0);
+    const auto* const headers = PartOf<const IMAGE_NT_HEADERS>(module, static_cast<std::size_t>(dos->e_lfanew));
+    const DWORD imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    for (const auto* dll = PartOf<const IMAGE_IMPORT_DESCRIPTOR>(module, imports); dll->Name != 0; ++dll) {
+        const auto* wanted = PartOf<const IMAGE_THUNK_DATA>(module, dll->OriginalFirstThunk);
+        auto* slot = PartOf<IMAGE_THUNK_DATA>(module, dll->FirstThunk);
+        for (; wanted->u1.AddressOfData != 0; ++wanted, ++slot) {
+            if (IMAGE_SNAP_BY_ORDINAL(wanted->u1.Ordinal)) {
+                continue;
+            }
+            const auto* const import = PartOf<const IMAGE_IMPORT_BY_NAME>(module, wanted->u1.AddressOfData);
+            if (std::strcmp(reinterpret_cast<const char*>(import->Name), name) == 0) {
+                return slot;
+            }
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+void FollowAllocations(HMODULE module) {
+    for (const Redirection& redirection : redirections) {
+        IMAGE_THUNK_DATA* const slot = ImportSlot(module, redirection.name);
+        if (slot == nullptr) {
+            throw std::runtime_error(std::string("the DLL does not import ") + redirection.name);
+        }
+        DWORD before = 0;
+        VirtualProtect(slot, sizeof(*slot), PAGE_READWRITE, &before);
+        slot->u1.Function = redirection.replacement;
+        VirtualProtect(slot, sizeof(*slot), before, &before);
+    }
+}
+
+ModuleAllocationFault::ModuleAllocationFault(std::size_t number, Extent extent) noexcept {
+    allocationsSinceArmed = 0;
+    faultLasts = extent == Lasting;
+    faultTarget = number;
+}
+
+ModuleAllocationFault::~ModuleAllocationFault() {
+    faultTarget = 0;
+}
+
+bool ModuleAllocationFault::Fired() const noexcept {
+    return allocationsSinceArmed >= faultTarget;
+}
+
+SlowModuleAllocations::SlowModuleAllocations() noexcept {
+    slow = true;
+}
+
+SlowModuleAllocations::~SlowModuleAllocations() {
+    slow = false;
+}
+
+} // namespace support
