@@ -1,0 +1,90 @@
+/// The frame that all automation classes share.
+#pragma once
+
+#include <atlcom.h>
+#include <nuvolex.h>
+
+#include "automation/exceptions.h"
+#include "automation/nxtypeinfo.h"
+
+/// Base of every automation class: the object root, creation and error reporting under *pclsid, ISupportErrorInfo for
+/// its one interface, and dual dispatch of that interface. A class adds its interface map, its core member and its
+/// methods:
+///
+///     class CNXString : public CNXObject<CNXString, INXString, &CLSID_NXString, &IID_INXString> {
+///       public:
+///         BEGIN_COM_MAP(CNXString) ... END_COM_MAP()
+///         HRESULT STDMETHODCALLTYPE Clear() override;
+///       private:
+///         CNKString m_text;
+///     };
+///
+/// Both ways to call lead to the same methods. A client that calls through the vtable knows the contract of each, and
+/// gets it to the letter, exceptions included. A late-bound caller knows only the general rules of automation, so for
+/// the time of an Invoke the object is marked as called late-bound, and the members that would break those rules ask.
+template <class Class, class Interface, const CLSID* pclsid, const IID* piid>
+class CNXObject : public CComObjectRootEx<CComSingleThreadModel>,
+                  public CComCoClass<Class, pclsid>,
+                  public ISupportErrorInfoImpl<piid>,
+                  public IDispatchImpl<Interface, piid, &LIBID_NUVOLEXLib, 1, 0, CNXTypeInfoHolder> {
+    using Dispatch = IDispatchImpl<Interface, piid, &LIBID_NUVOLEXLib, 1, 0, CNXTypeInfoHolder>;
+
+  public:
+    /// Calls a member late-bound. No C++ exception comes out: one that a member raises becomes its HRESULT.
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID dispidMember, REFIID riid, LCID lcid, WORD wFlags, DISPPARAMS* pdispparams,
+                                     VARIANT* pvarResult, EXCEPINFO* pexcepinfo, UINT* puArgErr) override {
+        // Some engines flag a property read as a method call and nothing else (for _NewEnum, or when nobody uses the
+        // value), which the platform's dispatcher refuses. No DISPID here is both, so allowing either is safe.
+        if (wFlags == DISPATCH_METHOD) {
+            wFlags |= DISPATCH_PROPERTYGET;
+        }
+
+        LateBoundCall call(*this);
+        try {
+            const HRESULT hr =
+                Dispatch::Invoke(dispidMember, riid, lcid, wFlags, pdispparams, pvarResult, pexcepinfo, puArgErr);
+            return FAILED(call.raised) ? call.raised : hr;
+        } catch (...) {
+            return HResultOfCurrentException();
+        }
+    }
+
+  protected:
+    /// Tells whether the member that runs was called through IDispatch.
+    [[nodiscard]] bool IsCalledLateBound() const noexcept { return m_call != nullptr; }
+
+    /// Runs the body of a member that may throw. Through the vtable its exceptions reach the caller. Late-bound they
+    /// end here: on the way to Invoke lies the platform's dispatcher, which would leave its temporaries behind.
+    template <class Body> HRESULT RunMember(const Body& body) {
+        if (!IsCalledLateBound()) {
+            return body();
+        }
+        try {
+            return body();
+        } catch (...) {
+            m_call->raised = HResultOfCurrentException();
+            return m_call->raised;
+        }
+    }
+
+  private:
+    /// A late-bound call under way: the object's mark for its duration, calls within calls included.
+    struct LateBoundCall {
+        explicit LateBoundCall(CNXObject& object) noexcept
+            : self(static_cast<Interface*>(&object)), m_object(object), m_outer(std::exchange(object.m_call, this)) {}
+        LateBoundCall(const LateBoundCall&) = delete;
+        LateBoundCall& operator=(const LateBoundCall&) = delete;
+        ~LateBoundCall() { m_object.m_call = m_outer; }
+
+        /// What a member may release can be the caller's last reference to the object itself.
+        const CComPtr<Interface> self;
+        /// The HRESULT of the exception that a member raised.
+        HRESULT raised = S_OK;
+
+      private:
+        CNXObject& m_object;
+        LateBoundCall* const m_outer;
+    };
+
+    LateBoundCall* m_call = nullptr; ///< the innermost call under way; null when called through the vtable
+};

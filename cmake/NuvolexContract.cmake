@@ -1,0 +1,43 @@
+# What is generated from the automation contract, module/nuvolex.idl:
+#   generated/nuvolex.h     interfaces and class identifiers for C++ clients
+#   generated/nuvolex_i.c   the GUIDs themselves
+#   generated/nuvolex.tlb   the type library that the DLL carries
+# Targets: nuvolex_contract (header and GUIDs), NUVOLEX_TYPELIB (path of the type library).
+
+find_program(WIDL NAMES x86_64-w64-mingw32-widl widl REQUIRED)
+find_program(PERL NAMES perl REQUIRED)
+find_path(WIDL_IDL_DIR oaidl.idl PATHS /usr/include/wine/wine/windows NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+find_path(WIDL_TLB_DIR stdole2.tlb PATHS /usr/lib/x86_64-linux-gnu/wine/x86_64-windows
+  NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+
+set(NUVOLEX_IDL "${PROJECT_SOURCE_DIR}/module/nuvolex.idl")
+set(NUVOLEX_GENERATED_DIR "${PROJECT_BINARY_DIR}/generated")
+set(NUVOLEX_TYPELIB "${NUVOLEX_GENERATED_DIR}/nuvolex.tlb")
+file(MAKE_DIRECTORY "${NUVOLEX_GENERATED_DIR}")
+
+set(widl ${WIDL} -m64 -I "${WIDL_IDL_DIR}" -L "${WIDL_TLB_DIR}")
+add_custom_command(
+  OUTPUT "${NUVOLEX_GENERATED_DIR}/nuvolex.h" "${NUVOLEX_GENERATED_DIR}/nuvolex_i.c" "${NUVOLEX_TYPELIB}"
+  COMMAND ${widl} -h -o nuvolex.h "${NUVOLEX_IDL}"
+  COMMAND ${widl} -u -o nuvolex_i.c "${NUVOLEX_IDL}"
+  COMMAND ${widl} -t -o nuvolex.tlb "${NUVOLEX_IDL}"
+  COMMAND ${PERL} "${PROJECT_SOURCE_DIR}/cmake/fix-typelib-time.pl" nuvolex.tlb
+  DEPENDS "${NUVOLEX_IDL}" "${PROJECT_SOURCE_DIR}/cmake/fix-typelib-time.pl"
+  WORKING_DIRECTORY "${NUVOLEX_GENERATED_DIR}"
+  COMMENT "Compiling the automation contract"
+  VERBATIM)
+
+set_source_files_properties("${NUVOLEX_GENERATED_DIR}/nuvolex_i.c" PROPERTIES LANGUAGE CXX)
+add_library(nuvolex_contract STATIC "${NUVOLEX_GENERATED_DIR}/nuvolex_i.c" "${NUVOLEX_GENERATED_DIR}/nuvolex.h")
+target_include_directories(nuvolex_contract SYSTEM INTERFACE "${NUVOLEX_GENERATED_DIR}")
+
+# Sets `out` to the GUID that stands in the contract before `declaration`, for example "coclass NXString".
+function(nuvolex_contract_guid out declaration)
+  file(READ "${NUVOLEX_IDL}" idl)
+  string(REGEX MATCH "uuid\\(([-0-9A-F]+)\\)[^]]*\\][ \r\n\t]*${declaration}[ \r\n\t]" match "${idl}")
+  if(NOT match)
+    message(FATAL_ERROR "${NUVOLEX_IDL} declares no ${declaration}")
+  endif()
+  set(${out} "${CMAKE_MATCH_1}" PARENT_SCOPE)
+endfunction()
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${NUVOLEX_IDL}")

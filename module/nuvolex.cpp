@@ -1,0 +1,63 @@
+/// Entry points and class table of nuvolex.dll.
+
+#include <atlcom.h>
+#include <nuvolex.h>
+
+#include "automation/nxstring.h"
+#include "module/resource.h"
+
+CComModule _Module;
+
+namespace __gnu_cxx {
+/// Frees what the run-time library, which is part of this DLL, reserved for exceptions when it was loaded. It does so
+/// only when told: with each unloading and loading of the DLL, a process would lose that memory again.
+void __freeres(); // NOLINT(bugprone-reserved-identifier): the library's name
+} // namespace __gnu_cxx
+
+namespace {
+
+/// A creatable class together with the script that registers it. The classes themselves know no registry.
+template <class Class, UINT script> struct Registered : Class { DECLARE_REGISTRY_RESOURCEID(script) };
+
+using String = Registered<CNXString, IDR_NXSTRING>;
+
+// Classes are registered and looked up in this order.
+// clang-format off
+BEGIN_OBJECT_MAP(objectMap)
+    OBJECT_ENTRY(CLSID_NXString, String)
+END_OBJECT_MAP()
+// clang-format on
+
+} // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserved*/) {
+    switch (reason) {
+    case DLL_PROCESS_ATTACH:
+        _Module.Init(objectMap, instance, &LIBID_NUVOLEXLib);
+        DisableThreadLibraryCalls(instance);
+        break;
+    case DLL_PROCESS_DETACH:
+        _Module.Term();
+        __gnu_cxx::__freeres();
+        break;
+    default:
+        break;
+    }
+    return TRUE;
+}
+
+STDAPI DllCanUnloadNow() {
+    return _Module.GetLockCount() == 0 ? S_OK : S_FALSE;
+}
+
+STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, LPVOID* ppv) {
+    return _Module.GetClassObject(rclsid, riid, ppv);
+}
+
+STDAPI DllRegisterServer() {
+    return _Module.RegisterServer(TRUE);
+}
+
+STDAPI DllUnregisterServer() {
+    return _Module.UnregisterServer(TRUE);
+}

@@ -1,0 +1,84 @@
+// Late-bound calls of an object from a DLL that is not registered, as with registration-free activation: the type
+// information comes from the DLL itself. Runs in a Wine prefix in which nothing of ours has ever been registered.
+
+#include <cstddef>
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+#include <nuvolex.h>
+
+#include "tests/automation/dispatch.h"
+#include "tests/module/dll.h"
+#include "tests/support/bstr.h"
+#include "tests/support/module_faults.h"
+
+namespace {
+
+using support::DispatchObject;
+using support::Invocation;
+using support::Require;
+
+DispatchObject NewString(const Dll& dll) {
+    CComPtr<IClassFactory> factory;
+    Require(dll.GetClassObject(CLSID_NXString, IID_IClassFactory, reinterpret_cast<void**>(&factory)), "factory");
+    CComPtr<IDispatch> object;
+    Require(factory->CreateInstance(nullptr, IID_IDispatch, reinterpret_cast<void**>(&object)), "object");
+    return DispatchObject(object);
+}
+
+class UnregisteredDllTest : public ::testing::Test {
+  protected:
+    UnregisteredDllTest() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
+    ~UnregisteredDllTest() override { CoUninitialize(); }
+};
+
+TEST_F(UnregisteredDllTest, NothingIsRegistered) {
+    CLSID clsid = {};
+    EXPECT_TRUE(FAILED(CLSIDFromProgID(L"Nuvolex.NXString", &clsid)));
+    CComPtr<ITypeLib> library;
+    EXPECT_TRUE(FAILED(LoadRegTypeLib(LIBID_NUVOLEXLib, 1, 0, 0x0409, &library)));
+}
+
+TEST_F(UnregisteredDllTest, Objects_AreCalledLateBound) {
+    const Dll dll;
+    const DispatchObject text = NewString(dll);
+    EXPECT_HR(text.Put(L"Value", L" abcdef ").hr, S_OK);
+    EXPECT_EQ(text.Call(L"trim").value.Int(), 2);
+    EXPECT_BSTR(text.Call(L"Mid", L"2", 3).value.Text(), L"cde");
+    EXPECT_EQ(text.Get(L"Length").value.Int(), 6);
+    EXPECT_HR(text.Call(L"Reverse").hr, DISP_E_UNKNOWNNAME);
+}
+
+TEST_F(UnregisteredDllTest, Objects_HaveTypeInformation) {
+    const Dll dll;
+    const DispatchObject text = NewString(dll);
+    CComPtr<ITypeInfo> info;
+    ASSERT_HR(text.Raw()->GetTypeInfo(0, 0x0407, &info), S_OK);
+    TYPEATTR* attributes = nullptr;
+    ASSERT_HR(info->GetTypeAttr(&attributes), S_OK);
+    EXPECT_TRUE(IsEqualGUID(attributes->guid, IID_INXString));
+    info->ReleaseTypeAttr(attributes);
+}
+
+TEST_F(UnregisteredDllTest, FirstCall_OutOfMemoryInTheDll_IsAnHresult_AndTheNextCallSucceeds) {
+    const Invocation length = {.member = 0x60020009, .flags = DISPATCH_PROPERTYGET};
+    bool fired = true;
+    std::size_t number = 1;
+    for (; fired; ++number) {
+        SCOPED_TRACE(number);
+        const Dll dll;
+        support::FollowAllocations(dll.Module());
+        const DispatchObject text = NewString(dll);
+        {
+            const support::ModuleAllocationFault fault(number);
+            const HRESULT hr = text.Invoke(length).hr;
+            fired = fault.Fired();
+            EXPECT_HR(hr, fired ? E_OUTOFMEMORY : S_OK);
+        }
+        EXPECT_HR(text.Invoke(length).hr, S_OK);
+    }
+    EXPECT_GT(number, 2u) << "nothing is allocated";
+}
+
+} // namespace

@@ -1,0 +1,711 @@
+// Class objects: how the DLL hands them out, what they create, what keeps the DLL loaded, and what unloading leaves.
+
+#include <algorithm>
+#include <array>
+#include <barrier>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <windows.h>
+
+#include <atlbase.h>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <oleauto.h>
+
+#include "tests/module/dll.h"
+#include "tests/support/allocation_faults.h"
+#include "tests/support/module_faults.h"
+
+namespace {
+
+// {2C9A2B0E-54A5-4E0C-8C7B-0E6F6A3D9F41}: nothing has it
+constexpr GUID unknownId = {0x2C9A2B0E, 0x54A5, 0x4E0C, {0x8C, 0x7B, 0x0E, 0x6F, 0x6A, 0x3D, 0x9F, 0x41}};
+
+/// Something that an out-pointer may hold before a call, and must not hold after a failure.
+void* const garbage = reinterpret_cast<void*>(std::uintptr_t{0xDEAD});
+
+std::string NameOf(const testing::TestParamInfo<Class>& row) {
+    return row.param.name;
+}
+
+/// The references that an object has now.
+ULONG CountOf(IUnknown* object) {
+    object->AddRef();
+    return object->Release();
+}
+
+template <class Interface> CComPtr<Interface> Query(IUnknown* object, REFIID iid) {
+    CComPtr<Interface> answer;
+    object->QueryInterface(iid, reinterpret_cast<void**>(&answer));
+    return answer;
+}
+
+/// Calls the class's number-like member late-bound.
+HRESULT Invoke(IDispatch* object, const Class& row, VARIANT& result) {
+    std::wstring name = row.member;
+    OLECHAR* names[] = {name.data()};
+    DISPID dispid = DISPID_UNKNOWN;
+    if (const HRESULT hr = object->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &dispid); FAILED(hr)) {
+        return hr;
+    }
+    DISPPARAMS none = {};
+    return object->Invoke(dispid, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD | DISPATCH_PROPERTYGET, &none, &result,
+                          nullptr, nullptr);
+}
+
+void ExpectAnswersLateBound(IDispatch* object, const Class& row) {
+    VARIANT result;
+    VariantInit(&result);
+    V_VT(&result) = VT_EMPTY;
+    EXPECT_EQ(Result(Invoke(object, row, result)), Result(S_OK));
+    EXPECT_EQ(Result(VariantChangeType(&result, &result, 0, VT_I4)), Result(S_OK));
+    EXPECT_EQ(V_I4(&result), 0);
+}
+
+/// Calls the same member through the vtable of the class's own interface.
+void ExpectAnswersThroughVtable(IUnknown* object, const Class& row) {
+    using Member = HRESULT STDMETHODCALLTYPE(IUnknown*, void*);
+    const auto own = Query<IUnknown>(object, *row.iid);
+    ASSERT_NE(own, nullptr);
+    Member* const member = (*reinterpret_cast<Member***>(own.p))[row.slot];
+    LONG result = -1; // room for a long or a VARIANT_BOOL
+    EXPECT_EQ(Result(member(own, &result)), Result(S_OK));
+    EXPECT_EQ(LOWORD(result), 0);
+}
+
+/// Each test loads the DLL afresh, and sees that it is gone afterwards.
+class FreshDll : public testing::Test {
+  protected:
+    FreshDll() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
+    ~FreshDll() override {
+        m_dll.reset();
+        CoUninitialize();
+        EXPECT_EQ(GetModuleHandleW(DllPath().c_str()), nullptr) << "something keeps the DLL loaded";
+    }
+
+    [[nodiscard]] const Dll& TheDll() const { return *m_dll; }
+    void Reload() {
+        m_dll.reset();
+        m_dll = std::make_unique<Dll>();
+    }
+    void ExpectUnlocked() const { EXPECT_EQ(Result(TheDll().CanUnloadNow()), Result(S_OK)); }
+    void ExpectLocked() const { EXPECT_EQ(Result(TheDll().CanUnloadNow()), Result(S_FALSE)); }
+
+  private:
+    std::unique_ptr<Dll> m_dll = std::make_unique<Dll>();
+};
+
+// --------------------------------------------------------------------------------------------------- GetClassObject
+
+class ClassObject : public FreshDll {};
+
+TEST_F(ClassObject, OfUnknownClass_IsNotAvailable) {
+    void* object = garbage;
+    EXPECT_EQ(Result(TheDll().GetClassObject(unknownId, IID_IClassFactory, &object)),
+              Result(CLASS_E_CLASSNOTAVAILABLE));
+    EXPECT_EQ(object, nullptr);
+    ExpectUnlocked();
+}
+
+TEST_F(ClassObject, OfUnknownClassIntoNullPointer_IsRefused) {
+    EXPECT_EQ(Result(TheDll().GetClassObject(unknownId, IID_IClassFactory, nullptr)), Result(E_POINTER));
+}
+
+/// Interfaces, the type library and nothing at all are no classes either.
+TEST_F(ClassObject, OfIdentifiersThatAreNoClasses_IsNotAvailable) {
+    for (const GUID& id : {IID_INXString, LIBID_NUVOLEXLib, GUID_NULL, IID_IUnknown}) {
+        void* object = garbage;
+        EXPECT_EQ(Result(TheDll().GetClassObject(id, IID_IUnknown, &object)), Result(CLASS_E_CLASSNOTAVAILABLE));
+        EXPECT_EQ(object, nullptr);
+    }
+}
+
+TEST_F(ClassObject, OfEachClass_IsAnother) {
+    std::vector<IUnknown*> factories;
+    for (const Class& row : CreatableClasses()) {
+        const CComPtr<IClassFactory> factory = TheDll().Factory(row);
+        ASSERT_NE(factory, nullptr) << row;
+        EXPECT_EQ(std::count(factories.begin(), factories.end(), factory.p), 0) << row;
+        factories.push_back(factory);
+    }
+}
+
+/// A class that the DLL does not offer yet.
+class MissingClass : public FreshDll, public testing::WithParamInterface<Class> {};
+
+TEST_P(MissingClass, GetClassObject_IsNotAvailable) {
+    void* object = garbage;
+    EXPECT_EQ(Result(TheDll().GetClassObject(*GetParam().clsid, IID_IClassFactory, &object)),
+              Result(CLASS_E_CLASSNOTAVAILABLE));
+    EXPECT_EQ(object, nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, MissingClass, testing::ValuesIn(MissingClasses()), NameOf);
+
+class ClassObjectOf : public FreshDll, public testing::WithParamInterface<Class> {};
+
+TEST_P(ClassObjectOf, NullOutPointer_IsRefused) {
+    EXPECT_EQ(Result(TheDll().GetClassObject(*GetParam().clsid, IID_IClassFactory, nullptr)), Result(E_POINTER));
+    ExpectUnlocked();
+}
+
+TEST_P(ClassObjectOf, UnknownInterface_IsRefused) {
+    for (const IID& iid : {unknownId, IID_IDispatch, IID_IClassFactory2, *GetParam().iid}) {
+        void* object = garbage;
+        EXPECT_EQ(Result(TheDll().GetClassObject(*GetParam().clsid, iid, &object)), Result(E_NOINTERFACE));
+        EXPECT_EQ(object, nullptr);
+        ExpectUnlocked();
+    }
+}
+
+TEST_P(ClassObjectOf, UnknownAndClassFactory_AreItsInterfaces) {
+    CComPtr<IUnknown> unknown;
+    ASSERT_EQ(Result(TheDll().GetClassObject(*GetParam().clsid, IID_IUnknown, reinterpret_cast<void**>(&unknown))),
+              Result(S_OK));
+    const auto factory = Query<IClassFactory>(unknown, IID_IClassFactory);
+    ASSERT_NE(factory, nullptr);
+    EXPECT_EQ(Query<IUnknown>(factory, IID_IUnknown), unknown);
+    EXPECT_EQ(factory, TheDll().Factory(GetParam()));
+}
+
+TEST_P(ClassObjectOf, QueryInterfaceIntoNullPointer_IsRefused) {
+    EXPECT_EQ(Result(TheDll().Factory(GetParam())->QueryInterface(IID_IClassFactory, nullptr)), Result(E_POINTER));
+}
+
+TEST_P(ClassObjectOf, EachRequest_GivesTheSame) {
+    IClassFactory* const first = TheDll().Factory(GetParam());
+    ExpectUnlocked(); // no client has a reference; the object stays all the same
+    EXPECT_EQ(TheDll().Factory(GetParam()), first);
+}
+
+/// One factory is made and the others wait for it, or there would be another pointer, or a second block of memory.
+TEST_P(ClassObjectOf, FirstRequestsFromManyThreads_GiveTheSame) {
+    constexpr std::size_t threadCount = 8;
+    constexpr int rounds = 10;
+    for (int round = 0; round < rounds; ++round) {
+        Reload();
+        support::FollowAllocations(TheDll().Module());
+        std::array<IClassFactory*, threadCount> factories{};
+        std::ptrdiff_t made = -support::CountLiveAllocations().objects;
+        {
+            const support::SlowModuleAllocations slow;
+            std::barrier start(threadCount);
+            std::vector<std::thread> threads;
+            threads.reserve(threadCount);
+            for (IClassFactory*& factory : factories) {
+                threads.emplace_back([&] {
+                    start.arrive_and_wait();
+                    factory = TheDll().Factory(GetParam());
+                });
+            }
+            for (std::thread& thread : threads) {
+                thread.join();
+            }
+        }
+        made += support::CountLiveAllocations().objects;
+        EXPECT_NE(factories[0], nullptr);
+        EXPECT_EQ(std::count(factories.begin(), factories.end(), factories[0]), std::ptrdiff_t{threadCount});
+        EXPECT_EQ(made, 1);
+        ExpectUnlocked();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, ClassObjectOf, testing::ValuesIn(CreatableClasses()), NameOf);
+
+// ---------------------------------------------------------------------------------------- what keeps the DLL loaded
+
+class LocksOf : public FreshDll, public testing::WithParamInterface<Class> {};
+
+TEST_P(LocksOf, NothingUsed_IsNone) {
+    ExpectUnlocked();
+}
+
+TEST_P(LocksOf, ClassObject_LastFromTheFirstClientReferenceToTheLast) {
+    CComPtr<IClassFactory> first = TheDll().Factory(GetParam());
+    ExpectLocked();
+    CComPtr<IClassFactory> second = TheDll().Factory(GetParam());
+    ExpectLocked();
+    first.Release();
+    ExpectLocked();
+    second.Release();
+    ExpectUnlocked();
+
+    CComPtr<IClassFactory> again = TheDll().Factory(GetParam());
+    ExpectLocked();
+    again.Release();
+    ExpectUnlocked();
+}
+
+TEST_P(LocksOf, LockServer_AreCounted) {
+    const auto lockServer = [this](BOOL lock) {
+        EXPECT_EQ(Result(TheDll().Factory(GetParam())->LockServer(lock)), Result(S_OK));
+    };
+    lockServer(TRUE);
+    ExpectLocked();
+    lockServer(2); // true as well
+    ExpectLocked();
+    lockServer(FALSE);
+    ExpectLocked();
+    lockServer(FALSE);
+    ExpectUnlocked();
+}
+
+TEST_P(LocksOf, Object_LastToItsLastReference) {
+    CComPtr<IDispatch> object = TheDll().Object(GetParam());
+    ASSERT_NE(object, nullptr);
+    ExpectLocked();
+    CComPtr<IDispatch> shared = object;
+    object.Release();
+    ExpectLocked();
+    shared.Release();
+    ExpectUnlocked();
+}
+
+TEST_P(LocksOf, TwoObjects_LastToTheSecond) {
+    CComPtr<IDispatch> first = TheDll().Object(GetParam());
+    CComPtr<IDispatch> second = TheDll().Object(GetParam());
+    first.Release();
+    ExpectLocked();
+    second.Release();
+    ExpectUnlocked();
+}
+
+/// What the DLL keeps for itself after its first late-bound call is no reason to stay.
+TEST_P(LocksOf, TypeInformation_IsNone) {
+    CComPtr<ITypeInfo> type;
+    {
+        const CComPtr<IDispatch> object = TheDll().Object(GetParam());
+        ASSERT_EQ(Result(object->GetTypeInfo(0, LOCALE_USER_DEFAULT, &type)), Result(S_OK));
+        ExpectAnswersLateBound(object, GetParam());
+    }
+    ExpectUnlocked();
+}
+
+TEST_P(LocksOf, FailedCreation_IsNone) {
+    void* object = nullptr;
+    TheDll().Factory(GetParam())->CreateInstance(nullptr, unknownId, &object);
+    ExpectUnlocked();
+}
+
+TEST_P(LocksOf, TenThousandObjects_AllGoAgain) {
+    constexpr int count = 10'000;
+    support::FollowAllocations(TheDll().Module());
+    ExpectAnswersLateBound(TheDll().Object(GetParam()), GetParam()); // what is made once has been made now
+    {
+        const support::ExpectNoLeaks noLeaks;
+        std::vector<CComPtr<IDispatch>> objects(count);
+        for (CComPtr<IDispatch>& object : objects) {
+            object = TheDll().Object(GetParam());
+            ASSERT_NE(object, nullptr);
+        }
+        EXPECT_GE(support::CountLiveAllocations().objects, count) << "the count does not see the DLL's objects";
+        ExpectAnswersLateBound(objects.back(), GetParam());
+    }
+    ExpectUnlocked();
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, LocksOf, testing::ValuesIn(CreatableClasses()), NameOf);
+
+class EnumeratorLocksOf : public FreshDll, public testing::WithParamInterface<Class> {};
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(EnumeratorLocksOf);
+
+TEST_P(EnumeratorLocksOf, Enumerator_OutlastTheObject) {
+    VARIANT enumerator;
+    VariantInit(&enumerator);
+    {
+        const CComPtr<IDispatch> object = TheDll().Object(GetParam());
+        DISPPARAMS none = {};
+        ASSERT_EQ(Result(object->Invoke(DISPID_NEWENUM, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none,
+                                        &enumerator, nullptr, nullptr)),
+                  Result(S_OK));
+    }
+    ExpectLocked();
+    VariantClear(&enumerator);
+    ExpectUnlocked();
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, EnumeratorLocksOf, testing::ValuesIn(ClassesThat([](const Class& row) {
+                             return row.creatable && row.enumerable;
+                         })),
+                         NameOf);
+
+// --------------------------------------------------------------------------------------------------- CreateInstance
+
+/// The interfaces of each class's objects besides IUnknown.
+std::vector<IID> InterfacesOf(const Class& row) {
+    return {*row.iid, IID_IDispatch, IID_ISupportErrorInfo};
+}
+
+class CreateInstanceOf : public FreshDll, public testing::WithParamInterface<Class> {
+  protected:
+    /// The result of a creation that must fail; sees to it that nothing comes of it.
+    HRESULT FailingCreation(IUnknown* outer, REFIID iid) const {
+        void* object = garbage;
+        const HRESULT hr = TheDll().Factory(GetParam())->CreateInstance(outer, iid, &object);
+        EXPECT_EQ(object, nullptr);
+        ExpectUnlocked();
+        return hr;
+    }
+};
+
+TEST_P(CreateInstanceOf, AnyOfItsInterfaces_GivesAnObject) {
+    std::vector<IID> interfaces = InterfacesOf(GetParam());
+    interfaces.push_back(IID_IUnknown);
+    for (const IID& iid : interfaces) {
+        CComPtr<IUnknown> object;
+        ASSERT_EQ(Result(TheDll().Factory(GetParam())->CreateInstance(nullptr, iid, reinterpret_cast<void**>(&object))),
+                  Result(S_OK));
+        ASSERT_NE(object, nullptr);
+        EXPECT_EQ(CountOf(object), 1u);
+        const auto dispatch = Query<IDispatch>(object, IID_IDispatch);
+        ASSERT_NE(dispatch, nullptr);
+        ExpectAnswersLateBound(dispatch, GetParam());
+        ExpectAnswersThroughVtable(object, GetParam());
+    }
+    ExpectUnlocked();
+}
+
+TEST_P(CreateInstanceOf, EachCall_GivesAnotherObject) {
+    EXPECT_NE(TheDll().Object(GetParam()), TheDll().Object(GetParam()));
+    const CComPtr<IDispatch> first = TheDll().Object(GetParam());
+    const CComPtr<IDispatch> second = TheDll().Object(GetParam());
+    EXPECT_NE(first, second);
+}
+
+TEST_P(CreateInstanceOf, NullOutPointer_IsRefused) {
+    EXPECT_EQ(Result(TheDll().Factory(GetParam())->CreateInstance(nullptr, IID_IUnknown, nullptr)), Result(E_POINTER));
+    ExpectUnlocked();
+}
+
+TEST_P(CreateInstanceOf, InterfaceThatTheClassLacks_LeavesNoObject) {
+    support::FollowAllocations(TheDll().Module());
+    const CComPtr<IClassFactory> factory = TheDll().Factory(GetParam());
+    for (const IID& iid : {unknownId, IID_IClassFactory, IID_IEnumVARIANT, IID_IPersist}) {
+        const support::ExpectNoLeaks noLeaks;
+        void* object = garbage;
+        EXPECT_EQ(Result(factory->CreateInstance(nullptr, iid, &object)), Result(E_NOINTERFACE));
+        EXPECT_EQ(object, nullptr);
+    }
+}
+
+TEST_P(CreateInstanceOf, InterfaceThatTheClassLacks_LeavesNoLock) {
+    EXPECT_EQ(Result(FailingCreation(nullptr, unknownId)), Result(E_NOINTERFACE));
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, CreateInstanceOf, testing::ValuesIn(CreatableClasses()), NameOf);
+
+// ------------------------------------------------------------------------------------------------------- aggregation
+
+/// An outer object: its only interface of its own is IUnknown; whatever else it is asked for, the inner one answers.
+class Outer final : public IUnknown {
+  public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
+        if (iid == IID_IUnknown) {
+            *object = static_cast<IUnknown*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *object = nullptr;
+        return inner != nullptr ? inner->QueryInterface(iid, object) : E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++count; }
+    ULONG STDMETHODCALLTYPE Release() override { return --count; }
+
+    ULONG count = 1;
+    CComPtr<IUnknown> inner;
+};
+
+class AggregateOf : public CreateInstanceOf {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(Result(TheDll()
+                             .Factory(GetParam())
+                             ->CreateInstance(&m_outer, IID_IUnknown, reinterpret_cast<void**>(&m_outer.inner))),
+                  Result(S_OK));
+        ASSERT_NE(m_outer.inner, nullptr);
+    }
+    void TearDown() override {
+        EXPECT_EQ(m_outer.count, 1u);
+        m_outer.inner.Release();
+        ExpectUnlocked();
+    }
+
+    Outer m_outer;
+};
+
+TEST_P(AggregateOf, Creation_TakesNoReferenceOnTheOuterObject) {
+    EXPECT_EQ(m_outer.count, 1u);
+    EXPECT_EQ(CountOf(m_outer.inner), 1u);
+}
+
+TEST_P(AggregateOf, InnerUnknown_IsAnIdentityOfItsOwn) {
+    EXPECT_NE(m_outer.inner.p, static_cast<IUnknown*>(&m_outer));
+    EXPECT_EQ(Query<IUnknown>(m_outer.inner, IID_IUnknown), m_outer.inner);
+    EXPECT_EQ(m_outer.count, 1u) << "the inner unknown counts for itself";
+}
+
+TEST_P(AggregateOf, InnerUnknown_CountsForItself) {
+    EXPECT_EQ(m_outer.inner->AddRef(), 2u);
+    EXPECT_EQ(m_outer.count, 1u);
+    EXPECT_EQ(m_outer.inner->Release(), 1u);
+    EXPECT_EQ(m_outer.count, 1u);
+}
+
+TEST_P(AggregateOf, Interfaces_HaveTheIdentityOfTheOuterObject) {
+    for (const IID& iid : InterfacesOf(GetParam())) {
+        const auto object = Query<IUnknown>(m_outer.inner, iid);
+        ASSERT_NE(object, nullptr);
+        EXPECT_EQ(Query<IUnknown>(object, IID_IUnknown).p, static_cast<IUnknown*>(&m_outer));
+    }
+}
+
+/// Whatever interface a client has, it gets the same ones from it.
+TEST_P(AggregateOf, Interfaces_LeadToEachOther) {
+    for (const IID& from : InterfacesOf(GetParam())) {
+        const auto start = Query<IUnknown>(&m_outer, from);
+        ASSERT_NE(start, nullptr);
+        for (const IID& to : InterfacesOf(GetParam())) {
+            const auto end = Query<IUnknown>(start, to);
+            ASSERT_NE(end, nullptr);
+            EXPECT_EQ(end, Query<IUnknown>(&m_outer, to));
+            EXPECT_EQ(Query<IUnknown>(end, from), start);
+        }
+        EXPECT_EQ(Query<IUnknown>(start, unknownId), nullptr);
+    }
+}
+
+TEST_P(AggregateOf, Interfaces_CountOnTheOuterObject) {
+    for (const IID& iid : InterfacesOf(GetParam())) {
+        const auto object = Query<IUnknown>(m_outer.inner, iid);
+        EXPECT_EQ(m_outer.count, 2u);
+        EXPECT_EQ(object->AddRef(), 3u);
+        EXPECT_EQ(m_outer.count, 3u);
+        EXPECT_EQ(object->Release(), 2u);
+        EXPECT_EQ(m_outer.count, 2u);
+        EXPECT_EQ(CountOf(m_outer.inner), 1u);
+    }
+}
+
+TEST_P(AggregateOf, Members_CanBeCalledBothWays) {
+    const auto dispatch = Query<IDispatch>(&m_outer, IID_IDispatch);
+    ASSERT_NE(dispatch, nullptr);
+    ExpectAnswersLateBound(dispatch, GetParam());
+    ExpectAnswersThroughVtable(&m_outer, GetParam());
+}
+
+TEST_P(AggregateOf, InnerUnknown_LacksWhatTheClassLacks) {
+    void* object = garbage;
+    EXPECT_EQ(Result(m_outer.inner->QueryInterface(unknownId, &object)), Result(E_NOINTERFACE));
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(Result(m_outer.inner->QueryInterface(IID_IUnknown, nullptr)), Result(E_POINTER));
+}
+
+TEST_P(AggregateOf, InnerUnknown_LocksTheDllToItsLastReference) {
+    ExpectLocked();
+    m_outer.inner.Release();
+    ExpectUnlocked();
+}
+
+TEST_P(AggregateOf, Destruction_LeavesNothing) {
+    support::FollowAllocations(TheDll().Module());
+    const CComPtr<IClassFactory> factory = TheDll().Factory(GetParam());
+    const support::ExpectNoLeaks noLeaks;
+    Outer outer;
+    ASSERT_EQ(Result(factory->CreateInstance(&outer, IID_IUnknown, reinterpret_cast<void**>(&outer.inner))),
+              Result(S_OK));
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, AggregateOf, testing::ValuesIn(CreatableClasses()), NameOf);
+
+class RefusedAggregateOf : public CreateInstanceOf {
+  protected:
+    Outer m_outer;
+};
+
+/// Only IUnknown can be the inner one; any other interface would answer for the outer object before that knows it.
+TEST_P(RefusedAggregateOf, OtherInterfaceThanUnknown_LeavesNoObject) {
+    for (const IID& iid : {*GetParam().iid, IID_IDispatch, IID_ISupportErrorInfo, unknownId}) {
+        EXPECT_EQ(Result(FailingCreation(&m_outer, iid)), Result(CLASS_E_NOAGGREGATION));
+        EXPECT_EQ(m_outer.count, 1u);
+    }
+}
+
+TEST_P(RefusedAggregateOf, NullOutPointer_IsRefused) {
+    for (const IID& iid : {IID_IUnknown, IID_IDispatch}) {
+        EXPECT_EQ(Result(TheDll().Factory(GetParam())->CreateInstance(&m_outer, iid, nullptr)), Result(E_POINTER));
+        ExpectUnlocked();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, RefusedAggregateOf, testing::ValuesIn(CreatableClasses()), NameOf);
+
+// ------------------------------------------------------------------------------------------------------- through COM
+
+/// What a client does: the platform finds the DLL in the registry.
+class RegisteredClass : public testing::TestWithParam<Class> {
+  protected:
+    RegisteredClass() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
+    ~RegisteredClass() override { CoUninitialize(); }
+
+    static void ExpectCreates(REFCLSID clsid) {
+        CComPtr<IDispatch> object;
+        ASSERT_EQ(Result(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch,
+                                          reinterpret_cast<void**>(&object))),
+                  Result(S_OK));
+        ExpectAnswersLateBound(object, GetParam());
+    }
+    static void ExpectCreatesByProgId(const std::wstring& progId) {
+        CLSID clsid = {};
+        ASSERT_EQ(Result(CLSIDFromProgID(progId.c_str(), &clsid)), Result(S_OK));
+        EXPECT_EQ(clsid, *GetParam().clsid);
+        ExpectCreates(clsid);
+    }
+};
+
+TEST_P(RegisteredClass, IsCreatedByItsIdentifier) {
+    ExpectCreates(*GetParam().clsid);
+}
+
+TEST_P(RegisteredClass, IsCreatedByItsName) {
+    ExpectCreatesByProgId(GetParam().ProgId());
+}
+
+TEST_P(RegisteredClass, IsCreatedByItsVersionedName) {
+    ExpectCreatesByProgId(GetParam().VersionedProgId());
+}
+
+TEST_P(RegisteredClass, IsNamedByItsVersionedName) {
+    LPOLESTR progId = nullptr;
+    ASSERT_EQ(Result(ProgIDFromCLSID(*GetParam().clsid, &progId)), Result(S_OK));
+    EXPECT_EQ(progId, GetParam().VersionedProgId());
+    CoTaskMemFree(progId);
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, RegisteredClass, testing::ValuesIn(CreatableClasses()), NameOf);
+
+class UnregisteredClass : public RegisteredClass {};
+
+TEST_P(UnregisteredClass, IsNotFound) {
+    CLSID clsid = {};
+    EXPECT_EQ(Result(CLSIDFromProgID(GetParam().ProgId().c_str(), &clsid)), Result(CO_E_CLASSSTRING));
+    EXPECT_EQ(Result(CLSIDFromProgID(GetParam().VersionedProgId().c_str(), &clsid)), Result(CO_E_CLASSSTRING));
+    CComPtr<IUnknown> object;
+    EXPECT_EQ(Result(CoCreateInstance(*GetParam().clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown,
+                                      reinterpret_cast<void**>(&object))),
+              Result(REGDB_E_CLASSNOTREG));
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, UnregisteredClass, testing::ValuesIn(MissingClasses()), NameOf);
+
+// --------------------------------------------------------------------------------------------------------- unloading
+
+class UnloadingAfterUseOf : public FreshDll, public testing::WithParamInterface<Class> {
+  protected:
+    void UseAndReload() {
+        ExpectAnswersLateBound(TheDll().Object(GetParam()), GetParam());
+        Reload();
+    }
+};
+
+TEST_P(UnloadingAfterUseOf, Reloaded_WorksAgain) {
+    for (int i = 0; i < 5; ++i) {
+        UseAndReload();
+        ExpectUnlocked();
+    }
+}
+
+/// The DLL's reference goes; a client's own stays good.
+TEST_P(UnloadingAfterUseOf, TypeInformation_IsReleased) {
+    CComPtr<ITypeInfo> type;
+    ASSERT_EQ(Result(TheDll().Object(GetParam())->GetTypeInfo(0, LOCALE_USER_DEFAULT, &type)), Result(S_OK));
+    EXPECT_EQ(CountOf(type), 2u);
+    Reload();
+    EXPECT_EQ(CountOf(type), 1u);
+    TYPEATTR* attributes = nullptr;
+    ASSERT_EQ(Result(type->GetTypeAttr(&attributes)), Result(S_OK));
+    EXPECT_EQ(attributes->guid, *GetParam().iid);
+    type->ReleaseTypeAttr(attributes);
+}
+
+/// Class objects, the table of what to do at the end, and whatever else the DLL has allocated since it was loaded.
+TEST_P(UnloadingAfterUseOf, Objects_AreFreed) {
+    UseAndReload(); // what the platform allocates once has been allocated now
+    const support::ExpectNoLeaks noLeaks;
+    support::FollowAllocations(TheDll().Module());
+    UseAndReload();
+}
+
+/// The handles that this process has open.
+std::size_t OpenHandles() {
+    struct Entry {
+        void* object;
+        ULONG_PTR processId;
+        ULONG_PTR handle;
+        ULONG others[4];
+    };
+    struct Header {
+        ULONG_PTR count;
+        ULONG_PTR reserved;
+    };
+    constexpr ULONG extendedHandleInformation = 64;
+    using Query = LONG NTAPI(ULONG what, void* buffer, ULONG size, ULONG* needed);
+    auto* const query = reinterpret_cast<Query*>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll"), "NtQuerySystemInformation")));
+    std::vector<std::byte> buffer(1 << 16);
+    ULONG needed = 0;
+    while (query(extendedHandleInformation, buffer.data(), static_cast<ULONG>(buffer.size()), &needed) < 0) {
+        buffer.resize(buffer.size() * 2);
+    }
+    const auto* const header = reinterpret_cast<const Header*>(buffer.data());
+    const auto* const entries = reinterpret_cast<const Entry*>(header + 1);
+    return static_cast<std::size_t>(std::count_if(
+        entries, entries + header->count, [](const Entry& entry) { return entry.processId == GetCurrentProcessId(); }));
+}
+
+TEST_P(UnloadingAfterUseOf, Handles_AreClosed) {
+    {
+        const std::size_t before = OpenHandles();
+        const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+        ASSERT_EQ(OpenHandles(), before + 1) << "the count does not see handles";
+        CloseHandle(event);
+    }
+    UseAndReload();
+    const std::size_t before = OpenHandles();
+    for (int i = 0; i < 5; ++i) {
+        UseAndReload();
+    }
+    EXPECT_EQ(OpenHandles(), before);
+}
+
+/// The blocks that are in use in the C run-time library's heap.
+std::size_t UsedBlocks() {
+    const auto heap = reinterpret_cast<HANDLE>(_get_heap_handle());
+    std::size_t count = 0;
+    PROCESS_HEAP_ENTRY entry = {};
+    HeapLock(heap);
+    while (HeapWalk(heap, &entry) != FALSE) {
+        count += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0;
+    }
+    HeapUnlock(heap);
+    return count;
+}
+
+/// Counts also what the DLL's run-time library allocates while it is being loaded.
+TEST_P(UnloadingAfterUseOf, MemoryFromLoading_IsFreed) {
+    constexpr std::size_t reloads = 20;
+    UseAndReload();
+    const std::size_t before = UsedBlocks();
+    for (std::size_t i = 0; i < reloads; ++i) {
+        UseAndReload();
+    }
+    EXPECT_LT(UsedBlocks(), before + reloads) << "each time at least one block more";
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, UnloadingAfterUseOf, testing::ValuesIn(CreatableClasses()), NameOf);
+
+} // namespace

@@ -1,0 +1,58 @@
+/// Lack of memory inside the DLL, at each of its allocations in turn.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/module/dll.h"
+#include "tests/support/allocation_faults.h"
+#include "tests/support/module_faults.h"
+
+/// In a freshly loaded DLL, prepared by `prepare`, runs `operation` with the DLL's first allocation failing; in another
+/// one with the second; and so on until nothing is left to fail. Expects E_OUTOFMEMORY each time, nothing left behind,
+/// and S_OK as soon as there is memory again.
+template <class Prepare, class Operation> void ForEachFailureInFreshDll(Prepare prepare, Operation operation) {
+    for (std::size_t number = 1;; ++number) {
+        SCOPED_TRACE("failing allocation: " + std::to_string(number));
+        const Dll dll;
+        support::FollowAllocations(dll.Module());
+        prepare(dll);
+        const auto runWithFault = [&]() -> std::optional<HRESULT> {
+            const support::ModuleAllocationFault fault(number);
+            const HRESULT hr = operation(dll);
+            return fault.Fired() ? std::optional(hr) : std::nullopt;
+        };
+
+        const std::optional<HRESULT> first = runWithFault();
+        if (!first.has_value()) {
+            EXPECT_GT(number, 1U) << "nothing is allocated";
+            return;
+        }
+        ASSERT_EQ(Result(*first), Result(E_OUTOFMEMORY));
+        {
+            // Only now: the first failure also makes what the run-time libraries keep.
+            const support::ExpectNoLeaks noLeaks;
+            ASSERT_EQ(Result(runWithFault().value_or(S_OK)), Result(E_OUTOFMEMORY));
+        }
+        EXPECT_EQ(Result(operation(dll)), Result(S_OK)) << "with memory again";
+        EXPECT_EQ(Result(dll.CanUnloadNow()), Result(S_OK));
+    }
+}
+
+/// Calls `call` with an out-pointer, which must be null after a failure. Whatever it receives is released.
+template <class Call> HRESULT ResultWithOutPointer(Call call) {
+    void* object = reinterpret_cast<void*>(std::uintptr_t{0xDEAD});
+    const HRESULT hr = call(&object);
+    if (FAILED(hr)) {
+        EXPECT_EQ(object, nullptr);
+    } else {
+        static_cast<IUnknown*>(object)->Release();
+    }
+    return hr;
+}

@@ -1,0 +1,128 @@
+// The DLL as a file: its headers, what it exports and what it imports.
+
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/module/dll.h"
+
+namespace {
+
+/// An image file's bytes; they are read in place.
+class Image {
+  public:
+    Image() {
+        std::ifstream file(DllPath(), std::ios::binary);
+        m_bytes.assign(std::istreambuf_iterator<char>(file), {});
+        if (At<IMAGE_DOS_HEADER>(0)->e_magic != IMAGE_DOS_SIGNATURE || Headers().Signature != IMAGE_NT_SIGNATURE) {
+            throw std::runtime_error("not an image file");
+        }
+    }
+
+    [[nodiscard]] const IMAGE_NT_HEADERS64& Headers() const {
+        return *At<IMAGE_NT_HEADERS64>(static_cast<std::size_t>(At<IMAGE_DOS_HEADER>(0)->e_lfanew));
+    }
+
+    [[nodiscard]] const IMAGE_DATA_DIRECTORY& Directory(std::size_t index) const {
+        return Headers().OptionalHeader.DataDirectory[index];
+    }
+
+    /// What the loader would put at an address, relative to where it puts the image.
+    template <class T> [[nodiscard]] const T* Loaded(DWORD address) const {
+        const IMAGE_NT_HEADERS64& headers = Headers();
+        const auto* const section = reinterpret_cast<const IMAGE_SECTION_HEADER*>(
+            reinterpret_cast<const char*>(&headers.OptionalHeader) + headers.FileHeader.SizeOfOptionalHeader);
+        const auto* const end = section + headers.FileHeader.NumberOfSections;
+        const auto* const found = std::find_if(section, end, [address](const IMAGE_SECTION_HEADER& candidate) {
+            return address >= candidate.VirtualAddress && address - candidate.VirtualAddress < candidate.SizeOfRawData;
+        });
+        if (found == end) {
+            throw std::runtime_error("an address outside all sections");
+        }
+        return At<T>(address - found->VirtualAddress + found->PointerToRawData);
+    }
+
+    [[nodiscard]] std::string Text(DWORD address) const { return Loaded<char>(address); }
+
+  private:
+    template <class T> [[nodiscard]] const T* At(std::size_t offset) const {
+        if (offset + sizeof(T) > m_bytes.size()) {
+            throw std::runtime_error("the file is too short");
+        }
+        return reinterpret_cast<const T*>(m_bytes.data() + offset);
+    }
+
+    std::vector<char> m_bytes;
+};
+
+TEST(Image, IsADllFor64BitWindows) {
+    const Image image;
+    EXPECT_EQ(image.Headers().FileHeader.Machine, IMAGE_FILE_MACHINE_AMD64);
+    EXPECT_EQ(image.Headers().OptionalHeader.Magic, IMAGE_NT_OPTIONAL_HDR64_MAGIC);
+    EXPECT_NE(image.Headers().FileHeader.Characteristics & IMAGE_FILE_DLL, 0);
+}
+
+TEST(Image, MayBeLoadedAnywhereAndRunsNoData) {
+    const Image image;
+    const WORD flags = image.Headers().OptionalHeader.DllCharacteristics;
+    EXPECT_NE(flags & IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE, 0);
+    EXPECT_NE(flags & IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA, 0);
+    EXPECT_NE(flags & IMAGE_DLLCHARACTERISTICS_NX_COMPAT, 0);
+    // The flags mean nothing without what relocation needs, and an address above 4 GB.
+    EXPECT_EQ(image.Headers().FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED, 0);
+    EXPECT_NE(image.Directory(IMAGE_DIRECTORY_ENTRY_BASERELOC).Size, 0u);
+    EXPECT_GT(image.Headers().OptionalHeader.ImageBase, 0xFFFFFFFFu);
+}
+
+TEST(Image, TellsNoBuildTime) {
+    EXPECT_EQ(Image().Headers().FileHeader.TimeDateStamp, 0u);
+}
+
+TEST(Image, ExportsTheFourEntryPointsAndNothingElse) {
+    const Image image;
+    const auto* const exports =
+        image.Loaded<IMAGE_EXPORT_DIRECTORY>(image.Directory(IMAGE_DIRECTORY_ENTRY_EXPORT).VirtualAddress);
+    std::set<std::string> names;
+    for (DWORD i = 0; i < exports->NumberOfNames; ++i) {
+        names.insert(image.Text(image.Loaded<DWORD>(exports->AddressOfNames)[i]));
+    }
+    EXPECT_EQ(names, (std::set<std::string>{"DllCanUnloadNow", "DllGetClassObject", "DllRegisterServer",
+                                            "DllUnregisterServer"}));
+    EXPECT_EQ(exports->NumberOfNames, 4u);
+    EXPECT_EQ(exports->NumberOfFunctions, 4u) << "something is exported by number only";
+    EXPECT_EQ(image.Text(exports->Name), "nuvolex.dll");
+}
+
+TEST(Image, ImportsOnlyWhatEveryWindowsHas) {
+    const std::set<std::string> system = {"advapi32.dll", "kernel32.dll", "msvcrt.dll",
+                                          "ole32.dll",    "oleaut32.dll", "user32.dll"};
+    const Image image;
+    std::set<std::string> foreign;
+    std::size_t count = 0;
+    const auto* import =
+        image.Loaded<IMAGE_IMPORT_DESCRIPTOR>(image.Directory(IMAGE_DIRECTORY_ENTRY_IMPORT).VirtualAddress);
+    for (; import->Name != 0; ++import, ++count) {
+        std::string name = image.Text(import->Name);
+        std::transform(name.begin(), name.end(), name.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        if (!system.contains(name)) {
+            foreign.insert(name);
+        }
+    }
+    EXPECT_EQ(foreign, std::set<std::string>());
+    EXPECT_GT(count, 0u);
+    EXPECT_EQ(image.Directory(IMAGE_DIRECTORY_ENTRY_DELAY_IMPORT).Size, 0u);
+}
+
+} // namespace
