@@ -290,7 +290,6 @@ template <class T, const CLSID* pclsid> class CComCoClass {
     DECLARE_CLASSFACTORY()
     DECLARE_AGGREGATABLE(T)
 
-    static const CLSID& WINAPI GetObjectCLSID() noexcept { return *pclsid; }
     static LPCTSTR WINAPI GetObjectDescription() noexcept { return nullptr; }
     static const _ATL_CATMAP_ENTRY* GetCategoryMap() noexcept { return nullptr; }
 

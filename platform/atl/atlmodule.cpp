@@ -1,6 +1,7 @@
 #include <atlbase.h>
 #include <atliface.h>
 
+#include <cassert>
 #include <cwchar>
 #include <memory>
 #include <new>
@@ -153,6 +154,10 @@ HRESULT CComModule::GetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) noe
 
 HRESULT CComModule::UpdateClasses(BOOL bRegister) noexcept {
     for (const _ATL_OBJMAP_ENTRY* entry = m_pObjMap; entry->pclsid != nullptr; ++entry) {
+        assert(entry->pfnGetCategoryMap() == nullptr); // categories are not supported here
+        if (entry->pfnGetObjectDescription() != nullptr) {
+            continue; // such a class is registered by other means
+        }
         const HRESULT hr = entry->pfnUpdateRegistry(bRegister);
         if (FAILED(hr)) {
             return hr;
