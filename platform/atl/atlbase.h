@@ -1,6 +1,6 @@
 /// The part of the platform's COM template library that this system uses: module object, object map, smart pointers,
 /// threading models. Names, parameters and behaviour are the documented ones, so that code written against these
-/// headers reads like, and compiles with, any other edition of the library. Nothing is here that nobody uses.
+/// headers reads like any other that uses the library. Nothing is here that this system does not need.
 #pragma once
 
 #include <atomic>

@@ -103,6 +103,9 @@ HRESULT CComTypeInfoHolder::GetTypeInfo(UINT itinfo, LCID /*lcid*/, ITypeInfo** 
 
 HRESULT CComTypeInfoHolder::GetIDsOfNames(REFIID /*riid*/, LPOLESTR* rgszNames, UINT cNames, LCID /*lcid*/,
                                           DISPID* rgdispid) noexcept {
+    if (rgszNames == nullptr || rgdispid == nullptr) {
+        return E_POINTER;
+    }
     ITypeInfo* info = nullptr;
     const HRESULT hr = EnsureTI(&info);
     return FAILED(hr) ? hr : info->GetIDsOfNames(rgszNames, cNames, rgdispid);

@@ -82,8 +82,11 @@ HRESULT UnregisterModuleTypeLib(HINSTANCE module, REFGUID libid) noexcept {
     hr = QueryPathOfRegTypeLib(libid, attributes.wMajorVerNum, attributes.wMinorVerNum, attributes.lcid,
                                &registeredPath);
     const BstrOwner registeredPathOwner(registeredPath);
+    if (hr == TYPE_E_LIBNOTREGISTERED) {
+        return S_OK; // nothing to remove
+    }
     if (FAILED(hr)) {
-        return S_OK; // not registered: nothing to remove
+        return hr;
     }
     return UnRegisterTypeLib(libid, attributes.wMajorVerNum, attributes.wMinorVerNum, attributes.lcid,
                              attributes.syskind);

@@ -99,12 +99,13 @@ TEST(NKStringFailure, TextTooLongForABstr_IsLackOfMemory) {
 }
 
 TEST(NKStringFailure, Assignments_LeaveNull) {
+    const Bstr source(L"new");
     ExpectFailureLeavesNull([](Shared& shared) { shared.text = L"new"; });
     ExpectFailureLeavesNull([](Shared& shared) { shared.text = "new"; });
     ExpectFailureLeavesNull([](Shared& shared) { shared.text = static_cast<const wchar_t*>(nullptr); });
     ExpectFailureLeavesNull([](Shared& shared) { Format(shared.text, L"%d", 1); });
     ExpectFailureLeavesNull([](Shared& shared) { Format(shared.text, "%d", 1); });
-    ExpectFailureLeavesNull([](Shared& shared) { shared.text.Assign(const_cast<BSTR>(L"new")); });
+    ExpectFailureLeavesNull([&](Shared& shared) { shared.text.Assign(source); });
     ExpectFailureLeavesNull([](Shared& shared) { static_cast<void>(shared.text.GetAddress()); });
 }
 
