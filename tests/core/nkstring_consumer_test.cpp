@@ -3,16 +3,14 @@
 // one copy of the header's inline functions it keeps this file's, which comes first. The library's strings must not
 // care.
 
+#define _COM_OPERATOR_NEW_THROWS // NOLINT(bugprone-reserved-identifier): the header's name
+
 #include "core/nkstring.h"
 
 #include "tests/support/allocation_faults.h"
 #include "tests/support/bstr.h"
 
 #include <gtest/gtest.h>
-
-#ifndef _COM_OPERATOR_NEW_THROWS
-#error This file is about a program with _COM_OPERATOR_NEW_THROWS and without -fcheck-new.
-#endif
 
 using support::Bstr;
 using support::ForEachAllocationFailure;

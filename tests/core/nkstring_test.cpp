@@ -735,7 +735,7 @@ TEST_F(NKStringTrim, Trim_RemovesBoth) {
 
 TEST_F(NKStringTrim, WhiteSpace_IsThatOfTheRunTimeLibrary) {
     for (unsigned int unit = 1; unit <= 0xffff; ++unit) {
-        const wchar_t edge = static_cast<wchar_t>(unit);
+        const auto edge = static_cast<wchar_t>(unit);
         CNKString text = edge + CNKString(L"x") + edge;
         const std::size_t expected = std::iswspace(static_cast<wint_t>(unit)) != 0 ? 1 : 3;
         ASSERT_EQ(text.Trim().GetLength(), expected) << unit;
