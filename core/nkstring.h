@@ -51,6 +51,13 @@ class CNKString : public _bstr_t {
     /// Exactly `length` code units from `text`, NULs included. With a null pointer their values are unspecified.
     CNKString(const wchar_t* text, std::size_t length);
 
+    /// A text of `length` code units that `fill` writes to the place it is given.
+    template <std::invocable<wchar_t*> Fill> [[nodiscard]] static CNKString Build(std::size_t length, Fill fill) {
+        CNKString text(nullptr, length);
+        fill(static_cast<wchar_t*>(text));
+        return text;
+    }
+
     /// `count` times the same character. A char is widened by its sign: 0xE4 becomes U+FFE4.
     CNKString(wchar_t character, std::size_t count);
     CNKString(char character, std::size_t count);

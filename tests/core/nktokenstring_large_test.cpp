@@ -1,0 +1,94 @@
+// Token strings of a million tokens: no step that takes quadratic time, which would not end within the test's time
+// limit, and no more memory than the tokens need.
+
+#include "core/nktokenstring.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <string_view>
+
+// clang-format off: psapi.h needs windows.h
+#include <psapi.h>
+#include <windows.h>
+// clang-format on
+
+namespace {
+
+constexpr std::size_t tokenLength = 30;
+constexpr std::size_t tokenCount = 1'000'000;
+constexpr std::size_t megabyte = 1'000'000;
+
+/// Memory that a text of `length` units takes, with what the allocators round up and put before it and the record.
+constexpr std::size_t Cost(std::size_t length) {
+    return 2 * length + 100;
+}
+
+/// What a million tokens take: the strings, and the array of handles, of which up to half may be spare.
+constexpr std::size_t tokensCost = tokenCount * Cost(tokenLength) + 2 * sizeof(void*) * tokenCount;
+
+PROCESS_MEMORY_COUNTERS Memory() {
+    PROCESS_MEMORY_COUNTERS memory = {};
+    EXPECT_TRUE(GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof(memory)));
+    return memory;
+}
+
+/// A million tokens of 30 units with `separator` in between: 62 MB and more.
+CNKString LargeValue(std::wstring_view separator) {
+    const std::size_t step = tokenLength + separator.size();
+    return CNKString::Build(tokenCount * step - separator.size(), [&](wchar_t* to) {
+        for (std::size_t i = 0; i < tokenCount; ++i) {
+            for (std::size_t unit = 0; unit < tokenLength; ++unit) {
+                *to++ = static_cast<wchar_t>(L'a' + (i + unit) % 26);
+            }
+            if (i + 1 < tokenCount) {
+                to += separator.copy(to, separator.size());
+            }
+        }
+    });
+}
+
+std::wstring_view View(const CNKString& text) {
+    return {static_cast<const wchar_t*>(text), text.GetLength()};
+}
+
+/// `object` has a million tokens of 30 units.
+void ExpectLargeTokens(const CNKTokenString& object) {
+    ASSERT_EQ(object.GetCount(), tokenCount);
+    std::size_t wrong = 0;
+    for (std::size_t i = 0; i < tokenCount; ++i) {
+        const std::wstring_view token = View(object.at(i));
+        wrong += token.size() != tokenLength || token.front() != static_cast<wchar_t>(L'a' + i % 26);
+    }
+    EXPECT_EQ(wrong, 0u);
+}
+
+/// Splits a large value, whose tokens `joiner` separates, joins it, and does both once more by setting the mode anew.
+void SplitAndJoin(std::wstring_view joiner, const CNKString& separator, bool multiCharacter) {
+    const CNKString value = LargeValue(joiner);
+    const std::size_t before = Memory().WorkingSetSize;
+    ASSERT_GT(before, 2 * value.GetLength()) << "no figures of memory";
+
+    CNKTokenString object(value, separator, multiCharacter);
+    ExpectLargeTokens(object);
+    EXPECT_TRUE(View(object.GetValue()) == View(value));
+    object.SetMultiCharacter(multiCharacter);
+    ExpectLargeTokens(object);
+
+    // All tokens once, and one joined text.
+    EXPECT_LT(Memory().PeakWorkingSetSize - before, tokensCost + Cost(value.GetLength()) + 10 * megabyte);
+}
+
+TEST(NKTokenStringLarge, OneCharacter) {
+    SplitAndJoin(L",", L",", false);
+}
+
+TEST(NKTokenStringLarge, SeveralCharacters) {
+    SplitAndJoin(L",", L",;|", false);
+}
+
+TEST(NKTokenStringLarge, WholeText) {
+    SplitAndJoin(L",;", L",;", true);
+}
+
+} // namespace
