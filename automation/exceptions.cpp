@@ -1,6 +1,7 @@
 #include "automation/exceptions.h"
 
 #include <new>
+#include <utility>
 
 HRESULT HResultOfCurrentException() noexcept {
     SetErrorInfo(0, nullptr);
@@ -18,6 +19,15 @@ HRESULT HResultOfCurrentException() noexcept {
 HRESULT CopyText(const CNKString& text, BSTR* pbsCopy) noexcept {
     try {
         *pbsCopy = text.copy();
+        return S_OK;
+    } catch (const _com_error& error) {
+        return error.Error();
+    }
+}
+
+HRESULT HandOver(CNKString&& text, BSTR* pbsCopy) noexcept {
+    try {
+        *pbsCopy = std::move(text).DetachText();
         return S_OK;
     } catch (const _com_error& error) {
         return error.Error();

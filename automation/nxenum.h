@@ -6,6 +6,7 @@
 #include <atlcom.h>
 
 #include "automation/exceptions.h"
+#include "automation/interfacelist.h"
 
 /// Copies a core string into a VT_BSTR that the caller owns; a null string gives a null BSTR.
 template <class String> class _CopyVARIANTFromString {
@@ -42,9 +43,6 @@ template <class Adapted> class _CopyVARIANTFromInterface {
     static void destroy(VARIANT* p) noexcept { VariantClear(p); }
 };
 
-/// A list of automation objects: one counted reference per entry, null allowed.
-template <class Interface> using CNXInterfaceVector = std::vector<CAdapt<CComPtr<Interface>>>;
-
 template <class Copy, class Container>
 using CNXEnum = CComEnumOnSTL<IEnumVARIANT, &IID_IEnumVARIANT, VARIANT, Copy, Container, CComSingleThreadModel>;
 
@@ -52,7 +50,7 @@ using CNXEnum = CComEnumOnSTL<IEnumVARIANT, &IID_IEnumVARIANT, VARIANT, Copy, Co
 template <class Container> using CNXStringEnum = CNXEnum<_CopyVARIANTFromString<CNKString>, Container>;
 /// Walks a list of automation objects; elements are VT_DISPATCH, the same objects.
 template <class Interface>
-using CNXInterfaceEnum = CNXEnum<_CopyVARIANTFromInterface<CAdapt<CComPtr<Interface>>>, CNXInterfaceVector<Interface>>;
+using CNXInterfaceEnum = CNXEnum<_CopyVARIANTFromInterface<CAdapt<CComPtr<Interface>>>, CNXInterfaceList<Interface>>;
 /// Walks a list of VARIANTs; elements are copies.
 using CNXVariantEnum = CNXEnum<_Copy<VARIANT>, std::vector<VARIANT>>;
 

@@ -67,6 +67,15 @@ class CNXObject : public CComObjectRootEx<CComSingleThreadModel>,
         }
     }
 
+    /// Tells whether `index` is one of the container's. Indices are signed 32-bit numbers, and the count that they are
+    /// compared with is taken as one.
+    template <class Container> [[nodiscard]] static bool IsIndexOf(long index, const Container& container) noexcept {
+        return index >= 0 && index < static_cast<long>(container.size());
+    }
+
+    /// Refuses an index: leaves the error record that says so and returns E_FAIL.
+    static HRESULT ReportIndexError() noexcept { return Class::Error(L"Index out of bounds!", *piid, E_FAIL); }
+
   private:
     /// A late-bound call under way: the object's mark for its duration, calls within calls included.
     struct LateBoundCall {

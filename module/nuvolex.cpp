@@ -4,6 +4,9 @@
 #include <nuvolex.h>
 
 #include "automation/nxstring.h"
+#include "automation/nxstringlist.h"
+#include "automation/nxtokenstring.h"
+#include "automation/nxtokenstringlist.h"
 #include "module/resource.h"
 
 CComModule _Module;
@@ -20,11 +23,17 @@ namespace {
 template <class Class, UINT script> struct Registered : Class { DECLARE_REGISTRY_RESOURCEID(script) };
 
 using String = Registered<CNXString, IDR_NXSTRING>;
+using TokenString = Registered<CNXTokenString, IDR_NXTOKENSTRING>;
+using StringList = Registered<CNXStringList, IDR_NXSTRINGLIST>;
+using TokenStringList = Registered<CNXTokenStringList, IDR_NXTOKENSTRINGLIST>;
 
 // Classes are registered and looked up in this order.
 // clang-format off
 BEGIN_OBJECT_MAP(objectMap)
     OBJECT_ENTRY(CLSID_NXString, String)
+    OBJECT_ENTRY(CLSID_NXTokenString, TokenString)
+    OBJECT_ENTRY(CLSID_NXStringList, StringList)
+    OBJECT_ENTRY(CLSID_NXTokenStringList, TokenStringList)
 END_OBJECT_MAP()
 // clang-format on
 

@@ -17,6 +17,7 @@
 #include "automation/nxenum.h"
 #include "tests/automation/dispatch.h"
 #include "tests/automation/module.h"
+#include "tests/automation/stackobject.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/bstr.h"
 
@@ -28,60 +29,12 @@ using support::ExpectNoLeaks;
 using support::ForEachAllocationFailure;
 using support::Variant;
 
-/// A COM object on the test's stack, of which the test sees the references.
-template <class Interface> class StackObject : public Interface {
-  public:
-    StackObject() = default;
-    StackObject(const StackObject&) = delete;
-    StackObject& operator=(const StackObject&) = delete;
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-        *object = nullptr;
-        if (const HRESULT hr = onQuery(); FAILED(hr)) {
-            return hr;
-        }
-        *object = static_cast<Interface*>(this);
-        this->AddRef();
-        queried = iid;
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override { return --references; }
-
-    std::function<HRESULT()> onQuery = [] { return S_OK; };
-    IID queried = IID_NULL;
-    ULONG references = 0;
-};
-
 /// Whose container is enumerated.
-using Owner = StackObject<IUnknown>;
+using Owner = support::StackObject<IUnknown>;
 
-/// An entry of a list of automation objects. Nobody calls it.
-template <class Interface> class StackAutomationObject : public StackObject<Interface> {
-  public:
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
-        return E_NOTIMPL;
-    }
-};
+using TokenString = support::StackTokenString;
 
-class TokenString : public StackAutomationObject<INXTokenString> {
-  public:
-    HRESULT STDMETHODCALLTYPE get_Value(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE put_Value(BSTR) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get_Separator(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE put_Separator(BSTR) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get_MultiCharacter(VARIANT_BOOL*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE put_MultiCharacter(VARIANT_BOOL) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Add(BSTR) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get_Count(long*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get_Token(long, BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown**) override { return E_NOTIMPL; }
-};
-
-class FileStream : public StackAutomationObject<INXFileStream> {
+class FileStream : public support::StackAutomationObject<INXFileStream> {
   public:
     HRESULT STDMETHODCALLTYPE Clear() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Close() override { return E_NOTIMPL; }
@@ -147,7 +100,7 @@ template <class List> struct StringWorld {
 };
 
 template <class Interface, class Object> struct InterfaceWorld {
-    using Container = CNXInterfaceVector<Interface>;
+    using Container = CNXInterfaceList<Interface>;
     using Enum = CNXInterfaceEnum<Interface>;
     CAdapt<CComPtr<Interface>> Make(unsigned int index) { return CComPtr<Interface>(&objects[index]); }
     bool Is(const VARIANT& value, unsigned int index) {
