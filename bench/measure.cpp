@@ -1,0 +1,69 @@
+#include "bench/measure.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+
+namespace bench {
+
+void Fail(const std::string& what, const char* file, int line) {
+    throw std::runtime_error(std::string(file) + ":" + std::to_string(line) + ": " + what);
+}
+
+void Fail(HRESULT hr, const char* file, int line) {
+    char code[16];
+    std::snprintf(code, sizeof(code), "0x%08lX", static_cast<unsigned long>(hr));
+    Fail(code, file, line);
+}
+
+namespace {
+
+/// The value that this part of the sample lies below; the sample is sorted.
+double Quantile(const std::vector<double>& sorted, double part) {
+    return sorted[static_cast<std::size_t>(std::lround(part * static_cast<double>(sorted.size() - 1)))];
+}
+
+} // namespace
+
+Nanoseconds Now() {
+    LARGE_INTEGER ticks = {};
+    LARGE_INTEGER frequency = {};
+    QueryPerformanceCounter(&ticks);
+    QueryPerformanceFrequency(&frequency);
+    return static_cast<double>(ticks.QuadPart) * 1e9 / static_cast<double>(frequency.QuadPart);
+}
+
+Measurement Measure(const Round& ours, const Round& theirs, std::size_t elements, const Effort& effort) {
+    std::vector<double> ourTimes;
+    std::vector<double> theirTimes;
+    std::vector<double> ratios;
+    const Nanoseconds start = Now();
+    ours(); // warms up
+    theirs();
+    while (ratios.size() < effort.minRounds || (ratios.size() < effort.maxRounds && Now() - start < effort.time)) {
+        // Neither side always profits from what the other one has left in the caches.
+        const bool oursFirst = ratios.size() % 2 == 0;
+        const Nanoseconds first = (oursFirst ? ours : theirs)();
+        const Nanoseconds second = (oursFirst ? theirs : ours)();
+        ourTimes.push_back(oursFirst ? first : second);
+        theirTimes.push_back(oursFirst ? second : first);
+        ratios.push_back(ourTimes.back() / theirTimes.back());
+    }
+
+    for (auto* const sample : {&ourTimes, &theirTimes, &ratios}) {
+        std::ranges::sort(*sample);
+    }
+    const auto count = static_cast<double>(elements);
+    return {
+        .ours = Quantile(ourTimes, 0.5) / count,
+        .peer = Quantile(theirTimes, 0.5) / count,
+        .ratio = Quantile(ratios, 0.5),
+        .spread = (Quantile(ratios, 0.75) - Quantile(ratios, 0.25)) / 2,
+        .rounds = ratios.size(),
+    };
+}
+
+} // namespace bench

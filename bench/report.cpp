@@ -1,0 +1,124 @@
+#include "bench/report.h"
+
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+
+namespace bench {
+
+namespace {
+
+/// One decimal for small figures, none for large ones.
+std::string Figure(double value) {
+    char text[32];
+    std::snprintf(text, sizeof(text), value < 1000 ? "%.1f" : "%.0f", value);
+    return text;
+}
+
+const char* Met(double value, double mark) {
+    return value <= mark ? "yes" : "NO";
+}
+
+void PrintCases(const std::vector<CaseResult>& cases) {
+    std::printf("\n%-20s %10s %10s %7s %7s %6s %4s  %s\n", "work", "ours, ns", "peer, ns", "ratio", "spread", "mark",
+                "met", "peer");
+    for (const auto& [what, measured] : cases) {
+        std::printf("%-20s %10s %10s %7.2f %7.2f %6.2f %4s  %s\n", what.name.data(), Figure(measured.ours).c_str(),
+                    Figure(measured.peer).c_str(), measured.ratio, measured.spread, what.mark,
+                    Met(measured.ratio, what.mark), what.peer.data());
+    }
+}
+
+/// One side's line of the table of growth.
+template <class Side> void PrintGrowthSide(const char* name, const GrowthResult& result, Side side) {
+    std::printf("%-20s", name);
+    for (const Measurement& measured : result.measured) {
+        std::printf(" %9s", Figure(measured.*side).c_str());
+    }
+}
+
+void PrintGrowths(const std::vector<GrowthResult>& growths) {
+    std::printf("\nGrowth: the time per element at %zu against that at %zu; the ratio is ours against the floor's.\n",
+                growthSizes.back(), growthSizes[1]);
+    std::printf("%-20s", "ns an element of");
+    for (const std::size_t size : growthSizes) {
+        std::printf(" %9zu", size);
+    }
+    std::printf("  %6s %6s %6s %4s  %s\n", "growth", "ratio", "mark", "met", "peak bytes an element");
+    for (const GrowthResult& result : growths) {
+        PrintGrowthSide(result.name.data(), result, &Measurement::ours);
+        std::printf("  %6.2f %6.2f %6.2f %4s  %.0f\n", result.Ours(), result.Ratio(), growthMark,
+                    Met(result.Ratio(), growthMark), result.ourBytes);
+        PrintGrowthSide("  its floor", result, &Measurement::peer);
+        std::printf("  %6.2f %20s %.0f\n", result.Floor(), "", result.floorBytes);
+    }
+}
+
+/// The members that every row of measurements has. (Names need no escapes: they are ours, and plain.)
+void WriteMeasurement(std::FILE* out, const Measurement& measured) {
+    std::fprintf(out, R"("ours_ns": %.2f, "peer_ns": %.2f, "ratio": %.4f, "spread": %.4f, "rounds": %zu)",
+                 measured.ours, measured.peer, measured.ratio, measured.spread, measured.rounds);
+}
+
+void WriteMark(std::FILE* out, double value, double mark) {
+    std::fprintf(out, R"(, "mark": %.2f, "met": %s})", mark, value <= mark ? "true" : "false");
+}
+
+/// An array, one line for each of `rows`.
+template <class Row, class Write>
+void WriteRows(std::FILE* out, const char* name, const std::vector<Row>& rows, Write write) {
+    std::fprintf(out, ",\n  \"%s\": [", name);
+    const char* between = "\n    ";
+    for (const Row& row : rows) {
+        std::fputs(between, out);
+        write(row);
+        between = ",\n    ";
+    }
+    std::fputs("\n  ]", out);
+}
+
+} // namespace
+
+void Print(const Results& results) {
+    std::printf("Clock: %s. Ratios below 1: ours is faster.\n", clockName);
+    if (!results.cases.empty()) {
+        PrintCases(results.cases);
+    }
+    if (!results.growths.empty()) {
+        PrintGrowths(results.growths);
+    }
+}
+
+void WriteJson(const Results& results, const std::string& path) {
+    const auto close = [](std::FILE* file) { std::fclose(file); };
+    const std::unique_ptr<std::FILE, decltype(close)> file(std::fopen(path.c_str(), "wb"), close);
+    if (file == nullptr) {
+        throw std::runtime_error("cannot write " + path);
+    }
+    std::FILE* const out = file.get();
+
+    std::fprintf(out, "{\n  \"clock\": \"%s\",\n  \"quick\": %s", clockName, results.quick ? "true" : "false");
+    WriteRows(out, "cases", results.cases, [out](const CaseResult& result) {
+        std::fprintf(out, R"({"name": "%s", "peer": "%s", )", result.what.name.data(), result.what.peer.data());
+        WriteMeasurement(out, result.measured);
+        WriteMark(out, result.measured.ratio, result.what.mark);
+    });
+    WriteRows(out, "growth", results.growths, [out](const GrowthResult& result) {
+        std::fprintf(out, R"({"name": "%s", "sizes": [)", result.name.data());
+        for (std::size_t i = 0; i < growthSizes.size(); ++i) {
+            std::fprintf(out, R"(%s{"elements": %zu, )", i == 0 ? "" : ", ", growthSizes[i]);
+            WriteMeasurement(out, result.measured[i]);
+            std::fputs("}", out);
+        }
+        std::fprintf(out, R"(], "ours_growth": %.3f, "peer_growth": %.3f, "ratio": %.3f, )", result.Ours(),
+                     result.Floor(), result.Ratio());
+        std::fprintf(out, R"("ours_peak_bytes": %.1f, "peer_peak_bytes": %.1f)", result.ourBytes, result.floorBytes);
+        WriteMark(out, result.Ratio(), growthMark);
+    });
+    std::fputs("\n}\n", out);
+    if (std::ferror(out) != 0) {
+        throw std::runtime_error("cannot write " + path);
+    }
+}
+
+} // namespace bench

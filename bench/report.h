@@ -1,0 +1,46 @@
+/// What was measured, as tables and as JSON.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bench/measure.h"
+
+namespace bench {
+
+struct CaseResult {
+    Case what;
+    Measurement measured;
+};
+
+inline constexpr std::array<std::size_t, 4> growthSizes = {1'000, 10'000, 100'000, 1'000'000};
+/// How much faster than its floor a work may grow from the second of these sizes to the last.
+inline constexpr double growthMark = 1.3;
+
+struct GrowthResult {
+    std::string_view name;
+    std::array<Measurement, growthSizes.size()> measured = {};
+    double ourBytes = 0;   ///< peak memory per element at the last size, with what the work starts from and leaves
+    double floorBytes = 0; ///< likewise
+
+    [[nodiscard]] double Ours() const { return measured.back().ours / measured[1].ours; }
+    [[nodiscard]] double Floor() const { return measured.back().peer / measured[1].peer; }
+    /// Our growth against the floor's.
+    [[nodiscard]] double Ratio() const { return measured.back().ratio / measured[1].ratio; }
+};
+
+struct Results {
+    bool quick = false;
+    std::vector<CaseResult> cases = {};
+    std::vector<GrowthResult> growths = {};
+};
+
+/// Prints tables of what there is.
+void Print(const Results& results);
+/// Throws std::runtime_error when the file cannot be written.
+void WriteJson(const Results& results, const std::string& path);
+
+} // namespace bench

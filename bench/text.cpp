@@ -1,0 +1,258 @@
+/// Tokens and lists of strings, each beside its floor: the same work with nothing but BSTRs in a plain array.
+#include <algorithm>
+#include <cstdio>
+#include <cwchar>
+#include <iterator>
+#include <memory>
+#include <string_view>
+
+#include <nuvolex.h>
+
+#include "bench/automation.h"
+#include "bench/measure.h"
+
+namespace bench {
+
+namespace {
+
+/// Owns its BSTRs.
+class PlainList {
+  public:
+    PlainList() = default;
+    PlainList(const PlainList&) = delete;
+    PlainList& operator=(const PlainList&) = delete;
+    ~PlainList() { std::ranges::for_each(m_texts, SysFreeString); }
+
+    void Add(std::wstring_view text) {
+        m_texts.push_back(SysAllocStringLen(text.data(), static_cast<UINT>(text.size())));
+    }
+    [[nodiscard]] const std::vector<BSTR>& Texts() const { return m_texts; }
+
+  private:
+    std::vector<BSTR> m_texts;
+};
+
+constexpr wchar_t separator = L',';
+constexpr std::size_t tokenLength = 10;
+
+std::wstring_view View(BSTR text) {
+    return {text, SysStringLen(text)};
+}
+
+/// `count` tokens, all different, with separators between them: "0000000000,0000000001,...".
+_bstr_t TokenText(std::size_t count) {
+    const std::size_t length = count * (tokenLength + 1) - 1;
+    _bstr_t text(SysAllocStringLen(nullptr, static_cast<UINT>(length)), false);
+    wchar_t* to = text;
+    for (std::size_t i = 0; i < count; ++i) {
+        wchar_t token[tokenLength + 1];
+        std::swprintf(token, std::size(token), L"%010u", static_cast<unsigned int>(i));
+        to = std::copy_n(token, tokenLength, to);
+        if (i + 1 < count) {
+            *to++ = separator;
+        }
+    }
+    return text;
+}
+
+void SplitPlain(std::wstring_view value, PlainList& tokens) {
+    for (const wchar_t *token = value.data(), *const end = token + value.size();;) {
+        const wchar_t* const tokenEnd = std::find(token, end, separator);
+        tokens.Add({token, tokenEnd});
+        if (tokenEnd == end) {
+            return;
+        }
+        token = tokenEnd + 1;
+    }
+}
+
+_bstr_t JoinPlain(const PlainList& tokens) {
+    std::size_t length = tokens.Texts().size() - 1;
+    for (const BSTR token : tokens.Texts()) {
+        length += SysStringLen(token);
+    }
+    const BSTR value = SysAllocStringLen(nullptr, static_cast<UINT>(length));
+    wchar_t* to = value;
+    for (const BSTR token : tokens.Texts()) {
+        if (to != value) {
+            *to++ = separator;
+        }
+        to = std::ranges::copy(View(token), to).out;
+    }
+    return {value, false};
+}
+
+CComPtr<INXTokenString> NewTokenString() {
+    auto tokens = Create<INXTokenString>(CLSID_NXTokenString);
+    Check(tokens->put_Separator(_bstr_t(L",")));
+    return tokens;
+}
+
+/// The tokens must be those of TokenText(count), as far as the number and the last one tell.
+void CheckTokens(INXTokenString* tokens, std::size_t count, const _bstr_t& value) {
+    long actual = 0;
+    Check(tokens->get_Count(&actual));
+    Check(actual == static_cast<long>(count));
+    _bstr_t last;
+    Check(tokens->get_Token(actual - 1, last.GetAddress()));
+    Check(View(value).ends_with(View(last)) && last.length() == tokenLength);
+}
+
+Round PutValue(std::size_t count) {
+    return [value = TokenText(count), count] {
+        const auto tokens = NewTokenString();
+        const Nanoseconds time = Time([&] { Check(tokens->put_Value(value)); });
+        CheckTokens(tokens, count, value);
+        return time;
+    };
+}
+
+Round SplitFloor(std::size_t count) {
+    return [value = TokenText(count), count] {
+        PlainList tokens;
+        const Nanoseconds time = Time([&] { SplitPlain(View(value), tokens); });
+        Check(tokens.Texts().size() == count && View(value).ends_with(View(tokens.Texts().back())));
+        return time;
+    };
+}
+
+Round GetValue(std::size_t count) {
+    const auto tokens = NewTokenString();
+    const _bstr_t value = TokenText(count);
+    Check(tokens->put_Value(value));
+    return [tokens, value] {
+        _bstr_t joined;
+        const Nanoseconds time = Time([&] { Check(tokens->get_Value(joined.GetAddress())); });
+        Check(joined == value);
+        return time;
+    };
+}
+
+Round JoinFloor(std::size_t count) {
+    const _bstr_t value = TokenText(count);
+    const auto tokens = std::make_shared<PlainList>();
+    SplitPlain(View(value), *tokens);
+    return [tokens, value] {
+        _bstr_t joined;
+        const Nanoseconds time = Time([&] { joined = JoinPlain(*tokens); });
+        Check(joined == value);
+        return time;
+    };
+}
+
+const std::wstring_view element = L"0123456789a";
+
+Round Append(std::size_t count) {
+    return [text = _bstr_t(element.data()), count] {
+        const auto list = Create<INXStringList>(CLSID_NXStringList);
+        const Nanoseconds time = Time([&] {
+            for (std::size_t i = 0; i < count; ++i) {
+                Check(list->Add(text));
+            }
+        });
+        long actual = 0;
+        Check(list->get_Count(&actual));
+        Check(actual == static_cast<long>(count));
+        return time;
+    };
+}
+
+Round AppendFloor(std::size_t count) {
+    return [count] {
+        PlainList list;
+        const Nanoseconds time = Time([&] {
+            for (std::size_t i = 0; i < count; ++i) {
+                list.Add(element);
+            }
+        });
+        Check(list.Texts().size() == count);
+        return time;
+    };
+}
+
+constexpr std::size_t batch = 100;
+
+Round WalkList(std::size_t count) {
+    const auto list = Create<INXStringList>(CLSID_NXStringList);
+    for (std::size_t i = 0; i < count; ++i) {
+        Check(list->Add(_bstr_t(element.data())));
+    }
+    return [list = CComPtr<IDispatch>(list), count] {
+        std::size_t walked = 0;
+        const Nanoseconds time = Time([&] { walked = Walk(list, batch); });
+        Check(walked == count);
+        return time;
+    };
+}
+
+Round WalkFloor(std::size_t count) {
+    const auto list = std::make_shared<PlainList>();
+    for (std::size_t i = 0; i < count; ++i) {
+        list->Add(element);
+    }
+    return [list] {
+        return Time([&] {
+            std::vector<VARIANT> copies(batch);
+            for (auto from = list->Texts().begin(), end = list->Texts().end(); from != end;) {
+                const auto batchEnd = from + std::min<std::ptrdiff_t>(batch, end - from);
+                auto to = copies.begin();
+                for (; from != batchEnd; ++from, ++to) {
+                    V_VT(&*to) = VT_BSTR;
+                    V_BSTR(&*to) = SysAllocStringLen(*from, SysStringLen(*from));
+                }
+                std::for_each(copies.begin(), to, [](VARIANT& copy) { VariantClear(&copy); });
+            }
+        });
+    };
+}
+
+constexpr int partLength = 100;
+
+Round Mid(std::size_t count) {
+    const auto string = Create<INXString>(CLSID_NXString);
+    const _bstr_t value = TokenText(100);
+    Check(string->put_Value(value));
+    return [string, value, count] {
+        _bstr_t part;
+        Check(string->Mid(partLength, partLength, part.GetAddress()));
+        Check(View(part) == View(value).substr(partLength, partLength));
+        return Time([&] {
+            for (std::size_t i = 0; i < count; ++i) {
+                BSTR result = nullptr;
+                Check(string->Mid(partLength, partLength, &result));
+                SysFreeString(result);
+            }
+        });
+    };
+}
+
+Round MidFloor(std::size_t count) {
+    return [value = TokenText(100), count] {
+        return Time([&] {
+            for (std::size_t i = 0; i < count; ++i) {
+                SysFreeString(SysAllocStringLen(static_cast<const wchar_t*>(value) + partLength, partLength));
+            }
+        });
+    };
+}
+
+} // namespace
+
+std::vector<Case> TextCases() {
+    return {
+        {"tokens.Value.put", "scan, one SysAllocStringLen a token", 2.0, 100'000, PutValue, SplitFloor},
+        {"tokens.Value.get", "one SysAllocStringLen, one copy a token", 1.5, 100'000, GetValue, JoinFloor},
+        {"string.Mid", "one SysAllocStringLen of 100 characters", 1.3, 10'000, Mid, MidFloor},
+    };
+}
+
+std::vector<Growth> TextGrowths() {
+    return {
+        {"growth.split", PutValue, SplitFloor},
+        {"growth.join", GetValue, JoinFloor},
+        {"growth.append", Append, AppendFloor},
+        {"growth.walk", WalkList, WalkFloor},
+    };
+}
+
+} // namespace bench
