@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cwchar>
 #include <iterator>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -52,6 +53,45 @@ template <class Find> void Cut(const CNKString& value, std::size_t width, CNKStr
     }
     tokens.emplace_back(token, static_cast<std::size_t>(end - token));
 }
+
+/// Up to this length, the run-time library's search is fast enough, which compares anew at each place.
+constexpr std::size_t shortSeparator = 16;
+
+/// Finds a long text by the method of Knuth, Morris and Pratt: it never goes back, so the time does not depend on the
+/// text.
+class TextFinder {
+  public:
+    /// For a `text` of two units or more, which has to stay where it is.
+    explicit TextFinder(std::wstring_view text) : m_text(text), m_borders(text.size()) {
+        for (std::size_t i = 1; i < text.size(); ++i) {
+            m_borders[i] = Extend(m_borders[i - 1], text[i]);
+        }
+    }
+
+    /// Where the text next begins from `p` on, null if it does not before the NUL.
+    const wchar_t* operator()(const wchar_t* p) const noexcept {
+        for (std::size_t matched = 0; *p != L'\0'; ++p) {
+            matched = Extend(matched, *p);
+            if (matched == m_text.size()) {
+                return p + 1 - matched;
+            }
+        }
+        return nullptr;
+    }
+
+  private:
+    /// How much of the text's beginning is matched by what has matched so far, and this character.
+    [[nodiscard]] std::size_t Extend(std::size_t matched, wchar_t character) const noexcept {
+        while (matched > 0 && m_text[matched] != character) {
+            matched = m_borders[matched - 1];
+        }
+        return m_text[matched] == character ? matched + 1 : 0;
+    }
+
+    std::wstring_view m_text;
+    /// How long the longest beginning of the text is that ends, as a part of it, at each place.
+    std::vector<std::size_t> m_borders;
+};
 
 } // namespace
 
@@ -135,7 +175,8 @@ CNKTokenString& CNKTokenString::InsertAt(size_type n, const CNKString& token) {
     return *this;
 }
 
-/// Replaces the tokens by those of `value`, a handle of its own: the value may be one of the tokens that go.
+/// Replaces the tokens by those of `value`, a handle of its own: the value may be one of the tokens that go. Linear in
+/// the value's length whatever the separator.
 void CNKTokenString::Split(CNKString value) {
     clear();
     if (value.GetLength() == 0) {
@@ -147,9 +188,11 @@ void CNKTokenString::Split(CNKString value) {
     const std::size_t nul = separator.find(L'\0');
     if (separator.empty() || (wholeText && nul != std::wstring_view::npos)) {
         push_back(std::move(value)); // a search ends at a NUL, so it never finds one in a separator
-    } else if (wholeText) {
+    } else if (wholeText && separator.size() <= shortSeparator) {
         Cut(value, separator.size(), *this,
             [separator](const wchar_t* p) noexcept { return std::wcsstr(p, separator.data()); });
+    } else if (wholeText) {
+        Cut(value, separator.size(), *this, TextFinder(separator));
     } else if (separator.size() == 1) {
         Cut(value, 1, *this, [c = separator.front()](const wchar_t* p) noexcept -> const wchar_t* {
             for (; *p != L'\0'; ++p) {
@@ -160,9 +203,11 @@ void CNKTokenString::Split(CNKString value) {
             return nullptr;
         });
     } else {
-        Cut(value, 1, *this, [set = separator.substr(0, nul)](const wchar_t* p) noexcept -> const wchar_t* {
+        std::wstring set(separator.substr(0, nul));
+        std::ranges::sort(set);
+        Cut(value, 1, *this, [&set](const wchar_t* p) noexcept -> const wchar_t* {
             for (; *p != L'\0'; ++p) {
-                if (set.find(*p) != std::wstring_view::npos) {
+                if (std::ranges::binary_search(set, *p)) {
                     return p;
                 }
             }

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 // clang-format off: psapi.h needs windows.h
@@ -15,7 +16,7 @@
 
 namespace {
 
-constexpr std::size_t tokenLength = 30;
+constexpr std::size_t tokenLength = 33;
 constexpr std::size_t tokenCount = 1'000'000;
 constexpr std::size_t megabyte = 1'000'000;
 
@@ -33,7 +34,7 @@ PROCESS_MEMORY_COUNTERS Memory() {
     return memory;
 }
 
-/// A million tokens of 30 units with `separator` in between: 62 MB and more.
+/// A million tokens of 33 units with `separator` in between: 68 MB and more.
 CNKString LargeValue(std::wstring_view separator) {
     const std::size_t step = tokenLength + separator.size();
     return CNKString::Build(tokenCount * step - separator.size(), [&](wchar_t* to) {
@@ -52,7 +53,7 @@ std::wstring_view View(const CNKString& text) {
     return {static_cast<const wchar_t*>(text), text.GetLength()};
 }
 
-/// `object` has a million tokens of 30 units.
+/// `object` has a million tokens of 33 units.
 void ExpectLargeTokens(const CNKTokenString& object) {
     ASSERT_EQ(object.GetCount(), tokenCount);
     std::size_t wrong = 0;
@@ -89,6 +90,24 @@ TEST(NKTokenStringLarge, SeveralCharacters) {
 
 TEST(NKTokenStringLarge, WholeText) {
     SplitAndJoin(L",;", L",;", true);
+}
+
+TEST(NKTokenStringLarge, LongSeparatorThatNearlyMatchesEverywhere) {
+    const CNKString value(L'a', 4'000'000);
+    const CNKString separator = CNKString(L'a', 100'000) + L'b';
+    EXPECT_EQ(CNKTokenString(value, separator, true).GetCount(), 1u);
+    EXPECT_EQ(CNKTokenString(value + separator + L"c", separator, true).GetToken(1), CNKString(L"c"));
+}
+
+TEST(NKTokenStringLarge, ManySeparators) {
+    const CNKString separators = CNKString::Build(50'000, [](wchar_t* to) {
+        for (wchar_t character = 50'000; character > 0; --character) {
+            *to++ = static_cast<wchar_t>(character + 200);
+        }
+    });
+    const CNKString value(L'a', 4'000'000);
+    EXPECT_EQ(CNKTokenString(value, separators, false).GetCount(), 1u);
+    EXPECT_EQ(CNKTokenString(value + L'\xC9' + L"c", separators, false).GetToken(1), CNKString(L"c"));
 }
 
 } // namespace
