@@ -20,8 +20,11 @@
 ///     };
 ///
 /// Both ways to call lead to the same methods. A client that calls through the vtable knows the contract of each, and
-/// gets it to the letter, exceptions included. A late-bound caller knows only the general rules of automation, so for
-/// the time of an Invoke the object is marked as called late-bound, and the members that would break those rules ask.
+/// gets it to the letter, exceptions included. A late-bound caller knows only the general rules of automation, so
+/// Invoke marks the object as called late-bound, and the members that would break those rules ask. The mark is one
+/// call's: it is off while RunMember runs a body, which may call foreign code that calls the object again. (What
+/// converts arguments before the member is reached may be foreign code too. For what it calls then, the mark is still
+/// on.)
 template <class Class, class Interface, const CLSID* pclsid, const IID* piid>
 class CNXObject : public CComObjectRootEx<CComSingleThreadModel>,
                   public CComCoClass<Class, pclsid>,
@@ -50,20 +53,22 @@ class CNXObject : public CComObjectRootEx<CComSingleThreadModel>,
     }
 
   protected:
-    /// Tells whether the member that runs was called through IDispatch.
+    /// Tells whether the member that runs was called through IDispatch. To be asked before RunMember.
     [[nodiscard]] bool IsCalledLateBound() const noexcept { return m_call != nullptr; }
 
-    /// Runs the body of a member that may throw. Through the vtable its exceptions reach the caller. Late-bound they
-    /// end here: on the way to Invoke lies the platform's dispatcher, which would leave its temporaries behind.
+    /// Runs the body of a member that may throw, or that runs foreign code. Through the vtable its exceptions reach the
+    /// caller. Late-bound they end here: on the way to Invoke lies the platform's dispatcher, which would leave its
+    /// temporaries behind.
     template <class Body> HRESULT RunMember(const Body& body) {
-        if (!IsCalledLateBound()) {
+        LateBoundCall* const call = std::exchange(m_call, nullptr);
+        if (call == nullptr) {
             return body();
         }
         try {
             return body();
         } catch (...) {
-            m_call->raised = HResultOfCurrentException();
-            return m_call->raised;
+            call->raised = HResultOfCurrentException();
+            return call->raised;
         }
     }
 
@@ -77,7 +82,7 @@ class CNXObject : public CComObjectRootEx<CComSingleThreadModel>,
     static HRESULT ReportIndexError() noexcept { return Class::Error(L"Index out of bounds!", *piid, E_FAIL); }
 
   private:
-    /// A late-bound call under way: the object's mark for its duration, calls within calls included.
+    /// A late-bound call under way: the object's mark until the member is reached. Calls may lie within calls.
     struct LateBoundCall {
         explicit LateBoundCall(CNXObject& object) noexcept
             : self(static_cast<Interface*>(&object)), m_object(object), m_outer(std::exchange(object.m_call, this)) {}
@@ -95,5 +100,5 @@ class CNXObject : public CComObjectRootEx<CComSingleThreadModel>,
         LateBoundCall* const m_outer;
     };
 
-    LateBoundCall* m_call = nullptr; ///< the innermost call under way; null when called through the vtable
+    LateBoundCall* m_call = nullptr; ///< the call that is on its way to a member; null when called through the vtable
 };

@@ -16,8 +16,10 @@ HRESULT CNXTokenStringList::get_Item(long index, INXTokenString** pVal) {
     if (!IsIndexOf(index, m_entries)) {
         return ReportIndexError();
     }
-    m_entries.HandOut(static_cast<std::size_t>(index), pVal);
-    return S_OK;
+    return RunMember([&] {
+        m_entries.HandOut(static_cast<std::size_t>(index), pVal);
+        return S_OK;
+    });
 }
 
 HRESULT CNXTokenStringList::put_Item(long index, INXTokenString* newVal) {
@@ -27,16 +29,20 @@ HRESULT CNXTokenStringList::put_Item(long index, INXTokenString* newVal) {
     if (!IsIndexOf(index, m_entries)) {
         return ReportIndexError();
     }
-    m_entries.Replace(static_cast<std::size_t>(index), newVal);
-    return S_OK;
+    return RunMember([&] {
+        m_entries.Replace(static_cast<std::size_t>(index), newVal);
+        return S_OK;
+    });
 }
 
 HRESULT CNXTokenStringList::Remove(long index) {
     if (!IsIndexOf(index, m_entries)) {
         return ReportIndexError();
     }
-    m_entries.Remove(static_cast<std::size_t>(index));
-    return S_OK;
+    return RunMember([&] {
+        m_entries.Remove(static_cast<std::size_t>(index));
+        return S_OK;
+    });
 }
 
 HRESULT CNXTokenStringList::get_New(INXTokenString** pVal) {
@@ -75,6 +81,7 @@ HRESULT CNXTokenStringList::get__NewEnum(IUnknown** ppEnum) {
 }
 
 HRESULT CNXTokenStringList::AddNew(INXTokenString** pVal) {
+    const bool lateBound = IsCalledLateBound();
     return RunMember([&] {
         if (pVal != nullptr) {
             *pVal = nullptr;
@@ -86,7 +93,7 @@ HRESULT CNXTokenStringList::AddNew(INXTokenString** pVal) {
         }
         m_entries.push_back(created);
         if (pVal != nullptr) {
-            *pVal = IsCalledLateBound() ? created.Detach() : created.p;
+            *pVal = lateBound ? created.Detach() : created.p;
         }
         return S_OK;
     });

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <deque>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -15,6 +14,7 @@
 #include <nuvolex.h>
 
 #include "automation/nxenum.h"
+#include "core/nktokenstring.h"
 #include "tests/automation/dispatch.h"
 #include "tests/automation/module.h"
 #include "tests/automation/stackobject.h"
@@ -172,7 +172,7 @@ struct WorldNames {
     }
 };
 
-using Worlds = ::testing::Types<StringWorld<std::vector<CNKString>>, StringWorld<std::deque<CNKString>>,
+using Worlds = ::testing::Types<StringWorld<CNKStringList>, StringWorld<CNKTokenString>,
                                 InterfaceWorld<INXTokenString, TokenString>, InterfaceWorld<INXFileStream, FileStream>,
                                 VariantWorld>;
 TYPED_TEST_SUITE(NXEnumTest, Worlds, WorldNames);

@@ -132,6 +132,19 @@ TEST_F(NXObjectTest, LateBoundMark_SurvivesACallWithinACall) {
     EXPECT_FALSE(probe->IsCalledLateBound());
 }
 
+TEST_F(NXObjectTest, LateBoundMark_IsOffInTheBodyOfAMember) {
+    std::vector<bool> marks;
+    probe->member = [&] {
+        marks.push_back(probe->IsCalledLateBound());
+        return probe->RunMember([&] {
+            marks.push_back(probe->IsCalledLateBound());
+            return marks.size() < 3 ? probe->Clear() : S_OK; // as foreign code that calls through the vtable
+        });
+    };
+    EXPECT_HR(lateBound.Call(L"Clear").hr, S_OK);
+    EXPECT_EQ(marks, (std::vector<bool>{true, false, false, false}));
+}
+
 TEST_F(NXObjectTest, LateBoundMark_IsEachObjectsOwn) {
     const CComPtr<ProbeObject> other = NewProbe();
     bool otherThroughVtable = true;
@@ -248,6 +261,20 @@ TEST_F(NXObjectTest, Exceptions_LeaveNoTemporaries) {
     const ExpectNoLeaks noLeaks;
     EXPECT_HR(lateBound.Put(L"Value", 42).hr, E_OUTOFMEMORY) << "42 becomes a BSTR for the call";
     EXPECT_HR(lateBound.Get(L"Value").hr, E_OUTOFMEMORY);
+}
+
+TEST_F(NXObjectTest, Exceptions_OfAVtableCallWithinALateBoundOne_ReachTheVtableCaller) {
+    bool within = false;
+    probe->member = [&] {
+        return probe->RunMember([&]() -> HRESULT {
+            if (std::exchange(within, true)) {
+                throw std::bad_alloc();
+            }
+            EXPECT_THROW(static_cast<void>(probe->Clear()), std::bad_alloc);
+            return S_OK;
+        });
+    };
+    EXPECT_HR(lateBound.Call(L"Clear").hr, S_OK);
 }
 
 TEST_F(NXObjectTest, Exceptions_OfOneCall_DoNotColourTheNext) {

@@ -618,6 +618,8 @@ TEST_F(NXStringListLateBoundTest, OutOfMemory_IsAnHresult) {
         {"put New", put(idNew, {L"new"}), {unchanged}},
         {"put Item, appending", put(idItem, {2, L"new"}), {unchanged}},
         {"put Item, replacing", put(idItem, {0, L"new"}), {unchanged, {L"", L"b"}}},
+        {"put Item, replacing by a number", put(idItem, {0, 42}), {unchanged, {L"", L"b"}}},
+        {"Add of a number", {.member = idAdd, .arguments = {42}, .wantsValue = false}, {unchanged}},
     };
     for (const Failure& failure : failures) {
         SCOPED_TRACE(failure.name);
@@ -655,6 +657,19 @@ TEST_F(NXStringListObjectTest, BothWaysToCall_ReachTheSameStrings) {
     long count = 0;
     vtable->get_Count(&count);
     EXPECT_EQ(count, 2);
+}
+
+TEST_F(NXStringListObjectTest, ManyStrings_GrowTheListByFactors) {
+    const StringList list(Way::Vtable);
+    const Bstr text(L"text");
+    constexpr std::size_t count = 10'000;
+    EXPECT_LT(support::CountRequests([&] {
+                  for (std::size_t i = 0; i < count; ++i) {
+                      list.Raw()->Add(text);
+                  }
+              }),
+              2 * count + 20u)
+        << "a record and a text for each, and the array";
 }
 
 TEST_F(NXStringListObjectTest, LivingObjectOrEnumerator_KeepsTheDllLoaded) {

@@ -586,6 +586,7 @@ TEST_F(NXTokenStringLateBoundTest, OutOfMemory_IsAnHresult) {
         {"put Separator", call(idSeparator, DISPATCH_PROPERTYPUT, {L",,"})},
         {"put MultiCharacter", call(idMultiCharacter, DISPATCH_PROPERTYPUT, {true})},
         {"Add", call(idAdd, DISPATCH_METHOD, {L"x,y"})},
+        {"Add of a number", call(idAdd, DISPATCH_METHOD, {42})},
         {"get Token", call(idToken, DISPATCH_PROPERTYGET, {1})},
         {"_NewEnum", call(DISPID_NEWENUM, DISPATCH_PROPERTYGET, {})},
     };

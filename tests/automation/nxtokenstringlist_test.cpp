@@ -629,6 +629,52 @@ TEST_F(NXTokenStringListVtableTest, ReadsAndRemove_AllocateNothing) {
               0u);
 }
 
+TEST_F(NXTokenStringListVtableTest, AddNew_OfAnEntrysOwnCode_LendsAlsoWithinALateBoundCall) {
+    StackTokenString foreign;
+    bool armed = false;
+    const auto addNew = [&] {
+        if (std::exchange(armed, false)) {
+            INXTokenString* lent = nullptr;
+            EXPECT_HR(list.Raw()->AddNew(&lent), S_OK);
+            EXPECT_EQ(ReferencesOf(lent), 1u) << "the list's";
+        }
+    };
+    list.Add(&foreign);
+    list.Add(&foreign);
+    foreign.onQuery = [&] {
+        addNew();
+        return S_OK;
+    };
+    foreign.onRelease = addNew;
+    const DispatchObject lateBound = list.LateBound();
+
+    armed = true;
+    EXPECT_NE(lateBound.Get(L"Item", 0).value.Object(), nullptr);
+    EXPECT_EQ(list.Count(), 3);
+    armed = true;
+    EXPECT_HR(lateBound.Call(L"Remove", 0).hr, S_OK);
+    EXPECT_EQ(list.Count(), 3);
+    armed = true;
+    EXPECT_HR(lateBound.Put(L"Item", 0, static_cast<IDispatch*>(nullptr)).hr, S_OK);
+    EXPECT_EQ(list.Count(), 4);
+}
+
+TEST_F(NXTokenStringListVtableTest, ManyEntries_GrowTheListByFactors) {
+    const Tokens tokens = NewTokens();
+    const auto add = [&] { return list.Raw()->Add(tokens); };
+    const auto addNew = [&] { return list.Raw()->AddNew(nullptr); };
+    constexpr std::size_t count = 10'000;
+    const auto requests = [](auto append) {
+        return support::CountRequests([append] {
+            for (std::size_t i = 0; i < count; ++i) {
+                append();
+            }
+        });
+    };
+    EXPECT_LT(requests(add), 20u) << "the array's";
+    EXPECT_LT(requests(addNew), count + 20u) << "the objects', and the array's";
+}
+
 // ---------------------------------------------------------------------------------------------------------------------
 // What is special to late-bound calls
 
