@@ -9,7 +9,7 @@ Option Explicit
 Const MANY = 10
 
 Dim fso, path, file, line
-Dim zones, zone, codes, code, countries, zonesOf, places, most, i
+Dim zones, zone, codes, code, countries, zonesOf, places, longest, most, i
 
 Set fso = CreateObject("Scripting.FileSystemObject")
 If WScript.Arguments.Count > 0 Then
@@ -69,11 +69,11 @@ For i = 0 To zones.Count - 1
         places.Value = zones(i)(3)
         If places.Count > most Then
             most = places.Count
-            Set zone = zones(i) ' the object in the list, not a copy
+            Set longest = zones(i) ' the object in the list, not a copy
         End If
     End If
 Next
-WScript.Echo "Longest list in a comment: " & zone(2) & ", " & most & " items: " & zone(3)
+If most > 0 Then WScript.Echo "Longest list in a comment: " & longest(2) & ", " & most & " items: " & longest(3)
 
 ' Some script hosts end in silence when a script fails; the last line proves that this one ran to its end.
 WScript.Echo "Done: " & zones.Count & " zones read."

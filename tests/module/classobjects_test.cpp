@@ -498,6 +498,22 @@ TEST_P(AggregateOf, Members_CanBeCalledBothWays) {
     ExpectAnswersThroughVtable(&m_outer, GetParam());
 }
 
+TEST_P(AggregateOf, Enumerator_HoldsTheOuterObject) {
+    if (!GetParam().enumerable) {
+        return;
+    }
+    VARIANT enumerator;
+    VariantInit(&enumerator);
+    DISPPARAMS none = {};
+    ASSERT_EQ(Result(Query<IDispatch>(&m_outer, IID_IDispatch)
+                         ->Invoke(DISPID_NEWENUM, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none,
+                                  &enumerator, nullptr, nullptr)),
+              Result(S_OK));
+    EXPECT_EQ(m_outer.count, 2u);
+    VariantClear(&enumerator);
+    EXPECT_EQ(m_outer.count, 1u);
+}
+
 TEST_P(AggregateOf, InnerUnknown_LacksWhatTheClassLacks) {
     void* object = garbage;
     EXPECT_EQ(Result(m_outer.inner->QueryInterface(unknownId, &object)), Result(E_NOINTERFACE));
