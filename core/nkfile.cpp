@@ -1,0 +1,137 @@
+#include "core/nkfile.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <utility>
+
+namespace {
+
+constexpr std::wstring_view extendedPrefix = L"\\\\?\\";
+constexpr std::wstring_view devicePrefix = L"\\\\.\\";
+
+/// The form of `path` in which the system takes it at any length. Without the prefix it takes only short ones; with
+/// it, only absolute ones and nothing that is still to be resolved.
+std::wstring AnyLengthPath(const wchar_t* path) {
+    const std::wstring_view given(path);
+    if (given.starts_with(extendedPrefix) || given.starts_with(devicePrefix)) {
+        return path;
+    }
+    const DWORD capacity = GetFullPathNameW(path, 0, nullptr, nullptr);
+    std::wstring full(capacity, L'\0');
+    full.resize(GetFullPathNameW(path, capacity, full.data(), nullptr));
+    if (full.size() < MAX_PATH) {
+        return path;
+    }
+    if (full.starts_with(L"\\\\")) {
+        return std::wstring(extendedPrefix) + L"UNC" + full.substr(1);
+    }
+    return std::wstring(extendedPrefix) + full;
+}
+
+HANDLE OpenHandle(const wchar_t* path, DWORD access, DWORD disposition) {
+    if (path == nullptr) {
+        return INVALID_HANDLE_VALUE;
+    }
+    return CreateFileW(AnyLengthPath(path).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, disposition,
+                       FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+} // namespace
+
+bool CNKFile::Open(const wchar_t* path) {
+    Close();
+    m_handle = OpenHandle(path, GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING);
+    return IsOpen();
+}
+
+bool CNKFile::MakeEmpty(const wchar_t* path) {
+    const HANDLE handle = OpenHandle(path, GENERIC_WRITE, CREATE_ALWAYS);
+    return handle != INVALID_HANDLE_VALUE && CloseHandle(handle) != FALSE;
+}
+
+void CNKFile::Close() noexcept {
+    if (IsOpen()) {
+        CloseHandle(std::exchange(m_handle, INVALID_HANDLE_VALUE));
+    }
+    m_blockStart = m_filePointer = 0;
+    m_next = m_end = 0;
+}
+
+std::string_view CNKFile::Peek(std::size_t wanted) {
+    if (m_end - m_next < wanted) {
+        if (m_block == nullptr) {
+            m_block = std::make_unique_for_overwrite<char[]>(blockSize);
+        }
+        std::memmove(m_block.get(), m_block.get() + m_next, m_end - m_next);
+        m_blockStart += static_cast<std::int64_t>(m_next);
+        m_end -= m_next;
+        m_next = 0;
+        DWORD read = 0;
+        do {
+            if (!MoveFilePointer(m_blockStart + static_cast<std::int64_t>(m_end)) ||
+                ReadFile(m_handle, m_block.get() + m_end, static_cast<DWORD>(blockSize - m_end), &read, nullptr) ==
+                    FALSE) {
+                read = 0;
+            }
+            m_end += read;
+            m_filePointer += read;
+        } while (m_end < wanted && read > 0);
+    }
+    return {m_block.get() + m_next, m_end - m_next};
+}
+
+void CNKFile::DropBlock() noexcept {
+    m_blockStart = GetPosition();
+    m_next = m_end = 0;
+}
+
+bool CNKFile::Write(std::string_view bytes) noexcept {
+    DropBlock(); // it may be overwritten
+    while (!bytes.empty()) {
+        DWORD written = 0;
+        const auto chunk = static_cast<DWORD>(std::min<std::size_t>(bytes.size(), 1U << 30));
+        if (!MoveFilePointer(m_blockStart) || WriteFile(m_handle, bytes.data(), chunk, &written, nullptr) == FALSE ||
+            written == 0) {
+            m_filePointer = -1; // nobody knows
+            return false;
+        }
+        m_blockStart += written;
+        m_filePointer += written;
+        bytes.remove_prefix(written);
+    }
+    return true;
+}
+
+/// Moves the system's own position of the file, which costs a call; mostly it is right already.
+bool CNKFile::MoveFilePointer(std::int64_t position) noexcept {
+    if (m_filePointer != position) {
+        LARGE_INTEGER distance = {};
+        distance.QuadPart = position;
+        if (SetFilePointerEx(m_handle, distance, nullptr, FILE_BEGIN) == FALSE) {
+            return false;
+        }
+        m_filePointer = position;
+    }
+    return true;
+}
+
+bool CNKFile::SetPosition(std::int64_t position) noexcept {
+    if (position < 0) {
+        return false;
+    }
+    const std::int64_t inBlock = position - m_blockStart;
+    if (inBlock >= 0 && inBlock <= static_cast<std::int64_t>(m_end)) {
+        m_next = static_cast<std::size_t>(inBlock);
+    } else {
+        m_blockStart = position;
+        m_next = m_end = 0;
+    }
+    return true;
+}
+
+std::int64_t CNKFile::GetSize() const noexcept {
+    LARGE_INTEGER size{};
+    GetFileSizeEx(m_handle, &size);
+    return size.QuadPart;
+}

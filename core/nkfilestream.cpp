@@ -1,0 +1,207 @@
+#include "core/nkfilestream.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+namespace {
+
+/// The text in the ANSI code page up to its first NUL; good as long as `text`.
+std::string_view Narrow(const CNKString& text) {
+    const char* const narrow = text;
+    return narrow == nullptr ? std::string_view() : std::string_view(narrow);
+}
+
+} // namespace
+
+CNKFileStream::CNKFileStream(const CNKString& fileName, bool /*unused*/) : m_fileName(fileName) {}
+
+// Opening and closing
+
+bool CNKFileStream::Open(const CNKString& fileName, bool binary) {
+    m_fileName = fileName; // first: it may be the last line, which goes now
+    m_lastLine.Clear();
+    Close();
+    m_binary = binary;
+    return m_file.Open(m_fileName);
+}
+
+bool CNKFileStream::Reopen(bool binary) {
+    return Open(m_fileName, binary);
+}
+
+void CNKFileStream::Close() noexcept {
+    m_file.Close();
+    ResetFlags();
+}
+
+void CNKFileStream::Clear() {
+    m_lastLine.Clear();
+    Close();
+    CNKFile::MakeEmpty(m_fileName);
+}
+
+bool CNKFileStream::Create(const CNKString& fileName, bool overwrite) {
+    Close();
+    m_fileName = fileName;
+    if (!CNKFile::MakeEmpty(m_fileName)) {
+        CNKFile::MakeEmpty(m_fileName); // what was in the way may be gone by now
+        return true;
+    }
+    if (overwrite) {
+        Clear();
+    }
+    return overwrite;
+}
+
+// Reading
+
+const CNKString& CNKFileStream::ReadNextLine() {
+    if (IsEOF()) {
+        return m_lastLine;
+    }
+    m_lastLine.Clear();
+    char pLinePart[pieceLength + 1];
+    std::size_t length = pieceLength;
+    while (length == pieceLength && !m_broken) {
+        length = ReadPiece(pLinePart);
+        if (m_lastLine.IsEmpty()) {
+            m_lastLine = pLinePart;
+        } else {
+            m_lastLine += pLinePart;
+        }
+    }
+    return m_lastLine;
+}
+
+/// Reads up to the next line end, but at most pieceLength characters, into `piece`, with a NUL behind them, and returns
+/// the length of the text there. A line end behind a full piece still belongs to it; anything else there is a failure.
+std::size_t CNKFileStream::ReadPiece(char* piece) {
+    *piece = '\0';
+    if (m_endOfFile || m_failed) {
+        m_failed = true;
+        return 0;
+    }
+    constexpr std::size_t enough = pieceLength + 2;
+    const std::string_view ahead = m_file.Peek(enough).substr(0, enough);
+    const std::size_t lineFeed = ahead.find('\n');
+    std::size_t length = std::min(lineFeed, ahead.size());
+    std::size_t taken = length;
+    if (lineFeed != std::string_view::npos) {
+        ++taken;
+        if (!m_binary && length > 0 && ahead[length - 1] == '\r') {
+            --length;
+        }
+    }
+    if (length > pieceLength) {
+        length = taken = pieceLength;
+        m_failed = true;
+    } else if (lineFeed == std::string_view::npos) {
+        m_endOfFile = true;
+        m_failed = length == 0;
+    }
+    m_file.Skip(taken);
+    piece[ahead.copy(piece, length)] = '\0';
+    return std::strlen(piece);
+}
+
+bool CNKFileStream::UngetLine() noexcept {
+    const auto lineLength = static_cast<std::int64_t>(IsEOF() ? 0 : m_lastLine.GetLength());
+    return SeekOrReset(-2 - lineLength, FromCurrent);
+}
+
+bool CNKFileStream::IsCommentLine(const CNKString& line) noexcept {
+    return line.IsBlank() || line.First() == L';' || line.First() == L'#';
+}
+
+// Writing
+
+bool CNKFileStream::WriteLine(const CNKString& line) {
+    return WriteBytes(Narrow(line));
+}
+
+bool CNKFileStream::WriteLine(const CNKTokenString& tokens) {
+    std::string line(Narrow(tokens.GetToken(0)));
+    for (CNKTokenString::size_type n = 1; n < tokens.GetCount(); ++n) {
+        line.append(";").append(Narrow(tokens.GetToken(n)));
+    }
+    return WriteBytes(line);
+}
+
+/// Writes a line and its end in one go. In text mode every LF in the line becomes a line end too.
+bool CNKFileStream::WriteBytes(std::string_view line) {
+    if (!IsOpen()) {
+        return false;
+    }
+    if (m_broken || (m_failed && !m_endOfFile)) { // in the middle of a line that came cut, or after a failure
+        return true;
+    }
+    std::string bytes;
+    bytes.reserve(line.size() + 2);
+    for (const char c : line) {
+        if (c == '\n' && !m_binary) {
+            bytes += '\r';
+        }
+        bytes += c;
+    }
+    bytes += m_binary ? "\n" : "\r\n";
+    m_broken = !m_file.Write(bytes);
+    return true;
+}
+
+// Position
+
+// Unlike a step back over a line, these look at the file anew.
+
+bool CNKFileStream::SeekRead(int offset, unsigned int origin) noexcept {
+    m_file.DropBlock();
+    return SeekOrReset(offset, origin);
+}
+
+bool CNKFileStream::SeekWrite(int offset, unsigned int origin) noexcept {
+    const bool endOfFile = m_endOfFile;
+    m_file.DropBlock();
+    const bool moved = SeekOrReset(offset, origin);
+    m_endOfFile = moved && endOfFile; // going somewhere to write says nothing about the end for reading
+    return moved;
+}
+
+bool CNKFileStream::SeekReadEnd() noexcept {
+    SeekRead(0, FromEnd);
+    return IsOpen();
+}
+
+bool CNKFileStream::SeekWriteEnd() noexcept {
+    SeekWrite(0, FromEnd);
+    return IsOpen();
+}
+
+bool CNKFileStream::RewindRead() noexcept {
+    SeekRead(0, FromBeginning);
+    return IsOpen();
+}
+
+bool CNKFileStream::RewindWrite() noexcept {
+    return RewindRead();
+}
+
+/// Moves the position and the end of file no longer counts. A stream that has failed stays where it is, as does one
+/// that would leave the file at its beginning: false, and all flags are reset.
+bool CNKFileStream::SeekOrReset(std::int64_t offset, unsigned int origin) noexcept {
+    const bool moved = IsOpen() && !m_failed && !m_broken && MoveTo(offset, origin);
+    ResetFlags();
+    return moved;
+}
+
+bool CNKFileStream::MoveTo(std::int64_t offset, unsigned int origin) noexcept {
+    switch (origin) {
+    case FromBeginning:
+        return m_file.SetPosition(offset);
+    case FromCurrent:
+        return m_file.SetPosition(m_file.GetPosition() + offset);
+    case FromEnd:
+        return m_file.SetPosition(m_file.GetSize() + offset);
+    default:
+        return false;
+    }
+}

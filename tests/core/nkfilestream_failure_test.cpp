@@ -1,0 +1,375 @@
+// What a file stream does when the system fails it: lack of memory, whichever allocation fails, and reads and writes
+// that are refused.
+
+#include "core/nkfilestream.h"
+
+#include "tests/core/textfiles.h"
+#include "tests/core/texts.h"
+#include "tests/support/allocation_faults.h"
+#include "tests/support/bstr.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <thread>
+
+using support::Bstr;
+using support::CountRequests;
+using support::Exists;
+using support::ExpectNoLeaks;
+using support::FileHandle;
+using support::ForEachAllocationFailure;
+using support::IsClosed;
+using support::Make;
+using support::OpenFile;
+using support::OutOfMemory;
+using support::ReadBytes;
+using support::TemporaryFolder;
+using support::WriteBytes;
+
+namespace {
+
+// The two modes.
+constexpr bool text = false;
+constexpr bool binary = true;
+
+constexpr CNKFileStream::Origin fromBeginning = CNKFileStream::FromBeginning;
+constexpr CNKFileStream::Origin fromCurrent = CNKFileStream::FromCurrent;
+
+class NKFileStreamFailure : public ::testing::Test {
+  protected:
+    const TemporaryFolder folder;
+    const std::wstring path = folder / L"lines.txt";
+};
+
+using NKFileStreamMemory = NKFileStreamFailure;
+using NKFileStreamRefused = NKFileStreamFailure;
+
+// Lack of memory
+
+/// A file of three lines, and a stream that has it open and has read some. What is passed to an operation is at hand.
+struct World {
+    static constexpr const char* bytes = "ab\r\ncde\r\nf";
+    static constexpr std::array<std::int64_t, 4> starts = {0, 4, 9, 10}; ///< of the lines, and the end
+
+    World(const std::wstring& file, std::size_t linesRead) : path(file) {
+        WriteBytes(path, bytes);
+        EXPECT_TRUE(stream.Open(name, text));
+        for (std::size_t count = 0; count < linesRead; ++count) {
+            stream.ReadNextLine();
+        }
+    }
+
+    std::wstring path;
+    CNKString name = Make(path);
+    CNKString missing = Make(path + L".none");
+    CNKString line = L"x\x00e4z";
+    CNKTokenString tokens = CNKTokenString(L"1,2", L",", false);
+    CNKFileStream stream;
+};
+
+/// The stream does what it does after a success.
+void ExpectUsable(World& world) {
+    world.stream.Close();
+    EXPECT_TRUE(IsClosed(world.path));
+    WriteBytes(world.path, World::bytes);
+    EXPECT_TRUE(world.stream.Open(world.name, text));
+    EXPECT_BSTR(world.stream.ReadNextLine(), L"ab");
+    EXPECT_TRUE(world.stream.WriteLine(world.line));
+    EXPECT_BSTR(world.stream.ReadNextLine(), L"f");
+    EXPECT_TRUE(world.stream.IsEOF());
+    world.stream.Close();
+    EXPECT_EQ(ReadBytes(world.path), "ab\r\nx\xe4z\r\nf");
+}
+
+TEST_F(NKFileStreamMemory, ReadNextLine_LosesThatLineAtMost) {
+    for (const std::size_t linesRead : {0u, 1u, 2u}) {
+        ForEachAllocationFailure(
+            [&] { return World(path, linesRead); },
+            [](World& world) { static_cast<void>(world.stream.ReadNextLine()); },
+            [&](World& world) {
+                const std::int64_t position = world.stream.TellRead();
+                EXPECT_TRUE(position == World::starts[linesRead] || position == World::starts[linesRead + 1])
+                    << position;
+                EXPECT_EQ(world.stream.IsEOF(), position == World::starts.back());
+                EXPECT_TRUE(world.stream.SeekRead(0, fromBeginning));
+                EXPECT_BSTR(world.stream.ReadNextLine(), L"ab");
+                EXPECT_BSTR(world.stream.ReadNextLine(), L"cde");
+                EXPECT_BSTR(world.stream.ReadNextLine(), L"f");
+                world.stream.Close();
+                EXPECT_EQ(ReadBytes(world.path), World::bytes);
+                ExpectUsable(world);
+            },
+            OutOfMemory::ComErrorOrBadAlloc);
+    }
+}
+
+TEST_F(NKFileStreamMemory, ReadNextLine_LeavesTheLastLineNull) {
+    ForEachAllocationFailure([&] { return World(path, 1); },
+                             [](World& world) { static_cast<void>(world.stream.ReadNextLine()); },
+                             [](World& world) {
+                                 world.stream.Close();
+                                 EXPECT_NULL_BSTR(world.stream.ReadNextLine());
+                             });
+}
+
+TEST_F(NKFileStreamMemory, ReadNextLineOfSeveralPieces_KeepsTheStreamUsable) {
+    const std::string piece(127, 'p');
+    WriteBytes(path, piece + "\r\n" + piece + "\r\nb");
+    struct Opened {
+        explicit Opened(const std::wstring& file) { EXPECT_TRUE(stream.Open(Make(file), text)); }
+        CNKFileStream stream;
+    };
+    ForEachAllocationFailure([this] { return Opened(path); },
+                             [](Opened& opened) { static_cast<void>(opened.stream.ReadNextLine()); },
+                             [](Opened& opened) {
+                                 EXPECT_TRUE(opened.stream.SeekRead(0, fromBeginning));
+                                 EXPECT_EQ(opened.stream.ReadNextLine().GetLength(), 127u + 127u + 1u);
+                                 EXPECT_TRUE(opened.stream.IsEOF());
+                             },
+                             OutOfMemory::ComErrorOrBadAlloc);
+}
+
+TEST_F(NKFileStreamMemory, WriteLine_WritesNothing) {
+    const auto check = [](World& world) {
+        EXPECT_EQ(ReadBytes(world.path), World::bytes);
+        EXPECT_EQ(world.stream.TellRead(), World::starts[1]);
+        EXPECT_BSTR(world.stream.ReadNextLine(), L"cde");
+        EXPECT_TRUE(world.stream.UngetLine());
+        EXPECT_TRUE(world.stream.WriteLine(world.tokens));
+        EXPECT_EQ(ReadBytes(world.path), "ab\r\n1;2\r\nf");
+        ExpectUsable(world);
+    };
+    ForEachAllocationFailure([this] { return World(path, 1); },
+                             [](World& world) { world.stream.WriteLine(world.line); }, check,
+                             OutOfMemory::ComErrorOrBadAlloc);
+    ForEachAllocationFailure([this] { return World(path, 1); },
+                             [](World& world) { world.stream.WriteLine(world.tokens); }, check,
+                             OutOfMemory::ComErrorOrBadAlloc);
+}
+
+TEST_F(NKFileStreamMemory, Open_IsClosedAfterwardsAndHasTheName) {
+    const auto check = [](World& world) {
+        EXPECT_FALSE(world.stream.IsOpen());
+        EXPECT_TRUE(IsClosed(world.path));
+        EXPECT_BSTR(Bstr(world.stream.GetFileName()), world.path);
+        EXPECT_NULL_BSTR(world.stream.ReadNextLine());
+        EXPECT_EQ(ReadBytes(world.path), World::bytes);
+        ExpectUsable(world);
+    };
+    ForEachAllocationFailure([this] { return World(path, 1); },
+                             [](World& world) { world.stream.Open(world.name, binary); }, check,
+                             OutOfMemory::ComErrorOrBadAlloc);
+    ForEachAllocationFailure([this] { return World(path, 1); }, [](World& world) { world.stream.Reopen(binary); },
+                             check, OutOfMemory::ComErrorOrBadAlloc);
+}
+
+TEST_F(NKFileStreamMemory, OpenOfAMissingFile_CreatesNothing) {
+    ForEachAllocationFailure([this] { return World(path, 1); },
+                             [](World& world) { world.stream.Open(world.missing, text); },
+                             [](World& world) {
+                                 EXPECT_FALSE(world.stream.IsOpen());
+                                 EXPECT_BSTR(Bstr(world.stream.GetFileName()), world.path + L".none");
+                                 EXPECT_FALSE(Exists(world.path + L".none"));
+                                 ExpectUsable(world);
+                             },
+                             OutOfMemory::ComErrorOrBadAlloc);
+}
+
+TEST_F(NKFileStreamMemory, ClearAndCreate_LeaveTheStreamClosed) {
+    const auto check = [](World& world) {
+        EXPECT_FALSE(world.stream.IsOpen());
+        EXPECT_TRUE(IsClosed(world.path));
+        ExpectUsable(world);
+    };
+    ForEachAllocationFailure([this] { return World(path, 1); }, [](World& world) { world.stream.Clear(); }, check,
+                             OutOfMemory::ComErrorOrBadAlloc);
+    for (const bool overwrite : {false, true}) {
+        ForEachAllocationFailure([this] { return World(path, 1); },
+                                 [&](World& world) { world.stream.Create(world.name, overwrite); }, check,
+                                 OutOfMemory::ComErrorOrBadAlloc);
+    }
+}
+
+TEST_F(NKFileStreamMemory, GetFileName_ChangesNothing) {
+    ForEachAllocationFailure([this] { return World(path, 1); },
+                             [](World& world) { return Bstr(world.stream.GetFileName()); },
+                             [](World& world) {
+                                 EXPECT_BSTR(Bstr(world.stream.GetFileName()), world.path);
+                                 EXPECT_TRUE(world.stream.IsOpen());
+                                 ExpectUsable(world);
+                             });
+}
+
+TEST_F(NKFileStreamMemory, AllOtherOperations_NeedNone) {
+    const ExpectNoLeaks noLeaks;
+    World world(path, 1);
+    EXPECT_EQ(CountRequests([&] {
+                  world.stream.UngetLine();
+                  world.stream.SeekRead(1, fromCurrent);
+                  world.stream.SeekWriteEnd();
+                  world.stream.RewindRead();
+                  static_cast<void>(world.stream.Flush());
+                  static_cast<void>(world.stream.TellRead());
+                  static_cast<void>(CNKFileStream::IsCommentLine(world.line));
+                  world.stream.SetFileName(world.missing);
+                  world.stream.Close();
+              }),
+              0u);
+}
+
+// Reads and writes that are refused
+
+/// A pipe that a stream can open as a file: what is sent comes first when it is read, and after that, once this end is
+/// closed, every read and write fails.
+class Pipe {
+  public:
+    Pipe()
+        : m_name(L"\\\\.\\pipe\\nuvolex-" + std::to_wstring(GetCurrentProcessId())),
+          m_end(CreateNamedPipeW(m_name.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 0x10000, 0x10000, 0, nullptr)) {
+    }
+
+    [[nodiscard]] const std::wstring& Name() const noexcept { return m_name; }
+    void Send(std::string_view bytes) {
+        DWORD written = 0;
+        EXPECT_TRUE(WriteFile(m_end.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
+                    written == bytes.size());
+    }
+    /// The next bytes that the stream has written.
+    std::string Receive(std::size_t count) {
+        std::string bytes(count, '\0');
+        DWORD read = 0;
+        for (std::size_t received = 0; received < count; received += read) {
+            if (!ReadFile(m_end.get(), &bytes[received], static_cast<DWORD>(count - received), &read, nullptr)) {
+                ADD_FAILURE() << "Nothing to receive";
+                break;
+            }
+        }
+        return bytes;
+    }
+    void Close() { m_end.reset(); }
+
+  private:
+    std::wstring m_name;
+    FileHandle m_end;
+};
+
+TEST_F(NKFileStreamRefused, Read_IsTheEndOfTheFile) {
+    const ExpectNoLeaks noLeaks;
+    Pipe pipe;
+    CNKFileStream stream;
+    ASSERT_TRUE(stream.Open(Make(pipe.Name()), text));
+    pipe.Send("a\r\nb\r\nc");
+    pipe.Close();
+    EXPECT_BSTR(stream.ReadNextLine(), L"a");
+    EXPECT_FALSE(stream.IsEOF());
+    EXPECT_BSTR(stream.ReadNextLine(), L"b");
+    EXPECT_BSTR(stream.ReadNextLine(), L"c");
+    EXPECT_TRUE(stream.IsEOF());
+    EXPECT_BSTR(stream.ReadNextLine(), L"c");
+    EXPECT_TRUE(stream.RewindRead());
+    EXPECT_FALSE(stream.IsEOF());
+}
+
+TEST_F(NKFileStreamRefused, FirstRead_IsTheEndOfTheFile) {
+    const ExpectNoLeaks noLeaks;
+    Pipe pipe;
+    CNKFileStream stream;
+    ASSERT_TRUE(stream.Open(Make(pipe.Name()), text));
+    pipe.Close();
+    EXPECT_BSTR(stream.ReadNextLine(), L"");
+    EXPECT_TRUE(stream.IsEOF());
+    EXPECT_EQ(stream.TellRead(), 0);
+}
+
+TEST_F(NKFileStreamRefused, ReadThatGivesOnlyTheFirstBytes_IsNotTheEndOfTheFile) {
+    Pipe pipe;
+    CNKFileStream stream;
+    ASSERT_TRUE(stream.Open(Make(pipe.Name()), text));
+    pipe.Send("ab");
+    std::thread sender([&pipe] {
+        Sleep(50);
+        pipe.Send("cd\r\ne");
+        pipe.Close();
+    });
+    EXPECT_BSTR(stream.ReadNextLine(), L"abcd");
+    EXPECT_BSTR(stream.ReadNextLine(), L"e");
+    EXPECT_TRUE(stream.IsEOF());
+    sender.join();
+}
+
+/// What a stream answers once a write was refused, which the caller learns from nothing else. Its position
+/// is still `position`.
+void ExpectBroken(CNKFileStream& stream, std::int64_t position) {
+    EXPECT_TRUE(stream.IsOpen());
+    EXPECT_FALSE(stream.IsEOF());
+    EXPECT_EQ(stream.TellRead(), position);
+    EXPECT_TRUE(stream.WriteLine(L"lost"));
+    EXPECT_TRUE(stream.WriteLine(CNKTokenString(L"lost", L";", false)));
+    EXPECT_TRUE(stream.Flush());
+    EXPECT_NULL_BSTR(stream.ReadNextLine());
+    EXPECT_FALSE(stream.IsEOF());
+    EXPECT_EQ(stream.TellRead(), position);
+}
+
+TEST_F(NKFileStreamRefused, Write_StopsReadingAndWritingUntilTheFlagsAreReset) {
+    const ExpectNoLeaks noLeaks;
+    Pipe pipe;
+    CNKFileStream stream;
+    ASSERT_TRUE(stream.Open(Make(pipe.Name()), text));
+    EXPECT_TRUE(stream.WriteLine(L"a"));
+    EXPECT_TRUE(stream.WriteLine(L"b"));
+    EXPECT_EQ(pipe.Receive(6), "a\r\nb\r\n");
+    pipe.Close();
+    EXPECT_TRUE(stream.WriteLine(L"c"));
+    ExpectBroken(stream, 6);
+    EXPECT_FALSE(stream.SeekRead(0, fromCurrent));
+    EXPECT_EQ(stream.TellRead(), 6);
+    EXPECT_TRUE(stream.SeekRead(0, fromCurrent));
+    EXPECT_BSTR(stream.ReadNextLine(), L"");
+    EXPECT_TRUE(stream.IsEOF());
+}
+
+TEST_F(NKFileStreamRefused, Write_IsForgottenByWhatResetsTheFlags) {
+    const ExpectNoLeaks noLeaks;
+    for (const auto reset : {&CNKFileStream::RewindRead, &CNKFileStream::RewindWrite, &CNKFileStream::SeekReadEnd,
+                             &CNKFileStream::SeekWriteEnd}) {
+        Pipe pipe;
+        CNKFileStream stream;
+        ASSERT_TRUE(stream.Open(Make(pipe.Name()), text));
+        EXPECT_TRUE(stream.WriteLine(L"a"));
+        EXPECT_EQ(pipe.Receive(3), "a\r\n");
+        pipe.Close();
+        EXPECT_TRUE(stream.WriteLine(L"b"));
+        EXPECT_TRUE((stream.*reset)());
+        EXPECT_EQ(stream.TellRead(), 3);
+        EXPECT_TRUE(stream.SeekRead(0, fromCurrent));
+
+        WriteBytes(path, "x");
+        EXPECT_TRUE(stream.WriteLine(L"c"));
+        EXPECT_TRUE(stream.Open(Make(path), text));
+        EXPECT_BSTR(stream.ReadNextLine(), L"x");
+    }
+}
+
+TEST_F(NKFileStreamRefused, FullDisk_StopsReadingAndWriting) {
+    const ExpectNoLeaks noLeaks;
+    const std::wstring fullDisk = L"Z:\\dev\\full";
+    if (OpenFile(fullDisk, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE) == nullptr) {
+        GTEST_SKIP() << "needs a device without room, as Wine shows that of Linux";
+    }
+    CNKFileStream stream;
+    ASSERT_TRUE(stream.Open(Make(fullDisk), text));
+    EXPECT_TRUE(stream.WriteLine(L"a"));
+    ExpectBroken(stream, 0);
+    EXPECT_FALSE(stream.UngetLine());
+    EXPECT_FALSE(stream.IsEOF());
+    stream.Close();
+    EXPECT_FALSE(stream.IsOpen());
+}
+
+} // namespace
