@@ -1,8 +1,6 @@
 /// Enumerators of the collection classes.
 #pragma once
 
-#include <vector>
-
 #include <atlcom.h>
 
 #include "automation/exceptions.h"
@@ -52,7 +50,7 @@ template <class Container> using CNXStringEnum = CNXEnum<_CopyVARIANTFromString<
 template <class Interface>
 using CNXInterfaceEnum = CNXEnum<_CopyVARIANTFromInterface<CAdapt<CComPtr<Interface>>>, CNXInterfaceList<Interface>>;
 /// Walks a list of VARIANTs; elements are copies.
-using CNXVariantEnum = CNXEnum<_Copy<VARIANT>, std::vector<VARIANT>>;
+template <class Container> using CNXVariantEnum = CNXEnum<_Copy<VARIANT>, Container>;
 
 /// Creates an enumerator over `container`, which lives as long as `owner` has references, and gives it to the caller
 /// in *ppEnum. On failure *ppEnum is null.

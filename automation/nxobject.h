@@ -78,6 +78,14 @@ class CNXObject : public CComObjectRootEx<CComSingleThreadModel>,
         return index >= 0 && index < static_cast<long>(container.size());
     }
 
+    /// Empties a container from FinalRelease, while the object is still whole: an element may call back when it goes,
+    /// and even add others.
+    template <class Container> static void LetGo(Container& container) noexcept {
+        while (!container.empty()) {
+            const Container leaving = std::exchange(container, {});
+        }
+    }
+
     /// Refuses an index: leaves the error record that says so and returns E_FAIL.
     static HRESULT ReportIndexError() noexcept { return Class::Error(L"Index out of bounds!", *piid, E_FAIL); }
 

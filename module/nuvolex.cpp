@@ -3,10 +3,13 @@
 #include <atlcom.h>
 #include <nuvolex.h>
 
+#include "automation/nxfilestream.h"
+#include "automation/nxfilestreamlist.h"
 #include "automation/nxstring.h"
 #include "automation/nxstringlist.h"
 #include "automation/nxtokenstring.h"
 #include "automation/nxtokenstringlist.h"
+#include "automation/nxvariantcollection.h"
 #include "module/resource.h"
 
 CComModule _Module;
@@ -25,7 +28,10 @@ template <class Class, UINT script> struct Registered : Class { DECLARE_REGISTRY
 using String = Registered<CNXString, IDR_NXSTRING>;
 using TokenString = Registered<CNXTokenString, IDR_NXTOKENSTRING>;
 using StringList = Registered<CNXStringList, IDR_NXSTRINGLIST>;
+using FileStream = Registered<CNXFileStream, IDR_NXFILESTREAM>;
 using TokenStringList = Registered<CNXTokenStringList, IDR_NXTOKENSTRINGLIST>;
+using FileStreamList = Registered<CNXFileStreamList, IDR_NXFILESTREAMLIST>;
+using VariantCollection = Registered<CNXVariantCollection, IDR_NXVARIANTCOLLECTION>;
 
 // Classes are registered and looked up in this order.
 // clang-format off
@@ -33,7 +39,10 @@ BEGIN_OBJECT_MAP(objectMap)
     OBJECT_ENTRY(CLSID_NXString, String)
     OBJECT_ENTRY(CLSID_NXTokenString, TokenString)
     OBJECT_ENTRY(CLSID_NXStringList, StringList)
+    OBJECT_ENTRY(CLSID_NXFileStream, FileStream)
     OBJECT_ENTRY(CLSID_NXTokenStringList, TokenStringList)
+    OBJECT_ENTRY(CLSID_NXFileStreamList, FileStreamList)
+    OBJECT_ENTRY(CLSID_NXVariantCollection, VariantCollection)
 END_OBJECT_MAP()
 // clang-format on
 

@@ -177,17 +177,15 @@ template <class Interface> class Client {
     }
 
   protected:
-    /// Reads a property, or calls a method that has a result.
+    /// Reads a property.
     template <class Result, class Method, class... Arguments>
     auto Get(Member member, Method method, Arguments... arguments) const {
-        Result result = {};
-        if (m_way == Way::Vtable) {
-            CallVtable(method, arguments..., &result);
-        } else {
-            Variant value = ValueOf(LateBound().Get(member, Packed(arguments)...));
-            Unpack(value, result);
-        }
-        return Owned(result);
+        return ResultOf<Result>([&] { return LateBound().Get(member, Packed(arguments)...); }, method, arguments...);
+    }
+    /// Calls a method that has a result.
+    template <class Result, class Method, class... Arguments>
+    auto CallFor(Member member, Method method, Arguments... arguments) const {
+        return ResultOf<Result>([&] { return LateBound().Call(member, Packed(arguments)...); }, method, arguments...);
     }
     template <class Method, class... Arguments> void Put(Member member, Method method, Arguments... arguments) const {
         if (m_way == Way::Vtable) {
@@ -214,6 +212,18 @@ template <class Interface> class Client {
     }
 
   private:
+    template <class Result, class CallLateBound, class Method, class... Arguments>
+    auto ResultOf(CallLateBound callLateBound, Method method, Arguments... arguments) const {
+        Result result = {};
+        if (m_way == Way::Vtable) {
+            CallVtable(method, arguments..., &result);
+        } else {
+            Variant value = ValueOf(callLateBound());
+            Unpack(value, result);
+        }
+        return Owned(result);
+    }
+
     static CallFailure FailureOf(const Reply& reply) {
         CallFailure failure(reply.Failure());
         const auto text = [](BSTR value) { return std::wstring(value == nullptr ? L"" : value, SysStringLen(value)); };

@@ -33,21 +33,7 @@ using support::Variant;
 using Owner = support::StackObject<IUnknown>;
 
 using TokenString = support::StackTokenString;
-
-class FileStream : public support::StackAutomationObject<INXFileStream> {
-  public:
-    HRESULT STDMETHODCALLTYPE Clear() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Close() override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Flush(VARIANT_BOOL*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsCommentLine(BSTR, VARIANT_BOOL*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsEOF(VARIANT_BOOL*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE IsOpen(VARIANT_BOOL*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE ReadNextLine(BSTR*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE Open(BSTR, VARIANT_BOOL, VARIANT_BOOL*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE UngetLine(VARIANT_BOOL*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE WriteLine(BSTR, VARIANT_BOOL*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE get_fileName(BSTR*) override { return E_NOTIMPL; }
-};
+using FileStream = support::StackFileStream;
 
 /// VARIANTs that an enumerator fills in, owned here.
 class Variants {
@@ -111,7 +97,7 @@ template <class Interface, class Object> struct InterfaceWorld {
 
 struct VariantWorld {
     using Container = std::vector<VARIANT>;
-    using Enum = CNXVariantEnum;
+    using Enum = CNXVariantEnum<std::vector<VARIANT>>;
     static VARIANT Make(unsigned int index) { return *Variant(static_cast<int>(index)).Raw(); }
     static bool Is(const VARIANT& value, unsigned int index) {
         return V_VT(&value) == VT_I4 && V_I4(&value) == static_cast<long>(index);
@@ -719,7 +705,7 @@ TEST(NXVariantEnumTest, Elements_AreDeepCopies) {
     const Variant text(L"abc");
     const Variant dispatch(static_cast<IDispatch*>(&object));
     const std::vector<VARIANT> list = {*text.Raw(), *dispatch.Raw()};
-    const auto enumerator = NewEnum<CNXVariantEnum>(&owner, list);
+    const auto enumerator = NewEnum<CNXVariantEnum<std::vector<VARIANT>>>(&owner, list);
     {
         Variants values(2);
         ULONG fetched = 0;
@@ -743,7 +729,7 @@ TEST(NXVariantEnumTest, Elements_OfEveryKind) {
     for (const Variant& original : originals) {
         list.push_back(*original.Raw());
     }
-    const auto enumerator = NewEnum<CNXVariantEnum>(&owner, list);
+    const auto enumerator = NewEnum<CNXVariantEnum<std::vector<VARIANT>>>(&owner, list);
     Variants values(list.size());
     ULONG fetched = 0;
     ASSERT_HR(enumerator->Next(static_cast<ULONG>(list.size()), values.Raw(), &fetched), S_OK);
@@ -763,7 +749,7 @@ TEST(NXVariantEnumTest, Next_OfWhatCannotBeCopied_TakesAllBackAndStandsThere) {
     VARIANT invalid = {};
     V_VT(&invalid) = 0x0FFE;
     std::vector<VARIANT> list = {*text.Raw(), invalid};
-    const auto enumerator = NewEnum<CNXVariantEnum>(&owner, list);
+    const auto enumerator = NewEnum<CNXVariantEnum<std::vector<VARIANT>>>(&owner, list);
     Variants values(2);
     ULONG fetched = 99;
     {
@@ -785,7 +771,7 @@ TEST(NXVariantEnumTest, Next_OutOfMemory_TakesAllBack) {
     const std::vector<VARIANT> list = {*first.Raw(), *second.Raw()};
     for (std::size_t failing = 0; failing < 2; ++failing) {
         SCOPED_TRACE(failing);
-        const auto enumerator = NewEnum<CNXVariantEnum>(&owner, list);
+        const auto enumerator = NewEnum<CNXVariantEnum<std::vector<VARIANT>>>(&owner, list);
         Variants values(2);
         ULONG fetched = 99;
         {

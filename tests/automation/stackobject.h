@@ -63,4 +63,19 @@ class StackTokenString : public StackAutomationObject<INXTokenString> {
     HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown**) override { return E_NOTIMPL; }
 };
 
+class StackFileStream : public StackAutomationObject<INXFileStream> {
+  public:
+    HRESULT STDMETHODCALLTYPE Clear() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Close() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Flush(VARIANT_BOOL*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE IsCommentLine(BSTR, VARIANT_BOOL*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE IsEOF(VARIANT_BOOL*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE IsOpen(VARIANT_BOOL*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE ReadNextLine(BSTR*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Open(BSTR, VARIANT_BOOL, VARIANT_BOOL*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE UngetLine(VARIANT_BOOL*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE WriteLine(BSTR, VARIANT_BOOL*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE get_fileName(BSTR*) override { return E_NOTIMPL; }
+};
+
 } // namespace support

@@ -101,7 +101,7 @@ TEST_P(OutOfMemoryIn, FirstGetTypeInfo_AtEveryAllocation_FailsCleanly) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Classes, OutOfMemoryIn, testing::ValuesIn(CreatableClasses()),
+INSTANTIATE_TEST_SUITE_P(Classes, OutOfMemoryIn, testing::ValuesIn(classes),
                          [](const testing::TestParamInfo<Class>& row) { return std::string(row.param.name); });
 
 } // namespace

@@ -225,7 +225,7 @@ INSTANTIATE_TEST_SUITE_P(Classes, RegistryScriptOf, testing::ValuesIn(classes), 
 /// Everything that registering the DLL at `path` writes, apart from the type library.
 RegistryLines EntriesOfAllClasses(const std::wstring& path) {
     RegistryLines lines;
-    for (const Class& row : CreatableClasses()) {
+    for (const Class& row : classes) {
         lines.merge(EntriesOf(row, path));
     }
     return lines;
@@ -316,7 +316,7 @@ TEST_P(FailingScript, Registering_KeepsTheClassesBeforeAndGoesNoFurther) {
     MakeUnusable(GetParam().ProgId());
     std::ignore = m_dll.RegisterServer();
     RegistryLines wanted;
-    for (const Class& row : CreatableClasses()) {
+    for (const Class& row : classes) {
         if (row.script == GetParam().script) {
             break;
         }
@@ -334,7 +334,7 @@ TEST_P(FailingScript, RegisteringAfterTheCauseIsGone_Succeeds) {
     EXPECT_EQ(Without(EntriesOfAllClasses(m_path), Registered()), RegistryLines());
 }
 
-INSTANTIATE_TEST_SUITE_P(Classes, FailingScript, testing::ValuesIn(CreatableClasses()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Classes, FailingScript, testing::ValuesIn(classes), NameOf);
 
 TEST_F(FailingRegistration, OfTheTypeLibrary_EndsWithItsResultAndKeepsTheClasses) {
     MakeUnusable(L"TypeLib\\" + GuidText(LIBID_NUVOLEXLib));
@@ -401,7 +401,7 @@ class InRealRegistry : public testing::Test {
     }
 
     static void ExpectRegistered(const std::wstring& path) {
-        for (const Class& row : CreatableClasses()) {
+        for (const Class& row : classes) {
             EXPECT_EQ(DefaultValue(ClassKey(row) + L"\\InprocServer32"), path) << row;
         }
         support::Bstr libraryPath;
@@ -488,7 +488,7 @@ TEST_P(RegisteredFrom, Folder_IsWhereClientsFindTheClassesAndTheTypeLibrary) {
     }
     EXPECT_EQ(GetModuleHandleW(m_path.c_str()), nullptr);
     ExpectRegistered(m_path);
-    for (const Class& row : CreatableClasses()) {
+    for (const Class& row : classes) {
         ExpectCreates(row, row.ProgId(), m_path);
         ExpectCreates(row, row.VersionedProgId(), m_path);
     }
@@ -536,7 +536,7 @@ TEST_P(TypeInformation, WhenTheRegisteredFileIsGone_IsThere) {
     EXPECT_NE(type, nullptr);
 }
 
-INSTANTIATE_TEST_SUITE_P(Classes, TypeInformation, testing::ValuesIn(CreatableClasses()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Classes, TypeInformation, testing::ValuesIn(classes), NameOf);
 
 // ----------------------------------------------------------------------------------------------- by the system's
 // program
