@@ -36,10 +36,14 @@ function placesIn(part) {
 }
 
 var zones = 0;
-var file = fso.OpenTextFile(path);
-while (!file.AtEndOfStream) {
-    var line = file.ReadLine();
-    if (line.charAt(0) != "#") {
+var file = new ActiveXObject("Nuvolex.NXFileStream");
+if (!file.Open(path, false)) {
+    WScript.Echo("cannot open " + path);
+    WScript.Quit(1);
+}
+while (!file.IsEOF()) {
+    var line = file.ReadNextLine();
+    if (!file.IsCommentLine(line)) { // it begins with "#" or ";", or is blank
         row.Value = line;
         name.Value = row(2);
         placesIn(name(0)).Add(name(name.Count - 1));

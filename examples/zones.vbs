@@ -18,12 +18,17 @@ Else
     path = fso.BuildPath(fso.GetParentFolderName(WScript.ScriptFullName), "data\zones.tab")
 End If
 
+Set file = CreateObject("Nuvolex.NXFileStream")
+If Not file.Open(path, False) Then
+    WScript.Echo "cannot open " & path
+    WScript.Quit 1
+End If
+
 ' A list of token strings: one of them for each line. AddNew makes one, appends it and returns it.
 Set zones = CreateObject("Nuvolex.NXTokenStringList")
-Set file = fso.OpenTextFile(path)
-Do Until file.AtEndOfStream
-    line = file.ReadLine
-    If Left(line, 1) <> "#" Then
+Do Until file.IsEOF
+    line = file.ReadNextLine
+    If Not file.IsCommentLine(line) Then ' it begins with "#" or ";", or is blank
         Set zone = zones.AddNew
         zone.Separator = vbTab
         zone.Value = line
