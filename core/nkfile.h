@@ -46,7 +46,7 @@ class CNKFile {
     [[nodiscard]] std::int64_t GetSize() const noexcept;
 
   private:
-    static constexpr std::size_t blockSize = 64 * 1024;
+    static constexpr std::size_t blockSize = std::size_t{64} * 1024;
 
     bool MoveFilePointer(std::int64_t position) noexcept;
 

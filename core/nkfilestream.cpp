@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -14,7 +15,7 @@ std::string_view Narrow(const CNKString& text) {
 
 } // namespace
 
-CNKFileStream::CNKFileStream(const CNKString& fileName, bool /*unused*/) : m_fileName(fileName) {}
+CNKFileStream::CNKFileStream(CNKString fileName, bool /*unused*/) : m_fileName(std::move(fileName)) {}
 
 // Opening and closing
 

@@ -37,7 +37,7 @@ class CNKFileStream {
     /// Closed, and without a file name.
     CNKFileStream() noexcept = default;
     /// Stores the name and opens nothing. The flag has no effect.
-    CNKFileStream(const CNKString& fileName, bool unused);
+    CNKFileStream(CNKString fileName, bool unused);
     CNKFileStream(const CNKFileStream&) = delete;
     CNKFileStream& operator=(const CNKFileStream&) = delete;
     /// Closes the file.

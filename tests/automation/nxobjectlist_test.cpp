@@ -30,7 +30,6 @@ using support::Reply;
 using support::Require;
 using support::RestOf;
 using support::TokenStrings;
-using support::Variant;
 using support::Way;
 
 /// A list class and the way to call its objects.
