@@ -58,7 +58,8 @@ class CNXObjectList : public CNXObject<Class, Interface, pclsid, piid> {
     /// Appends an object, null too.
     HRESULT STDMETHODCALLTYPE Add(ElementInterface* object) override {
         return this->RunMember([&] {
-            m_entries.emplace_back(object);
+            CComPtr<ElementInterface> entry(object); // first: AddRef may be foreign code, which may use the list
+            m_entries.emplace_back(std::move(entry));
             return S_OK;
         });
     }

@@ -1,9 +1,6 @@
 #include "automation/nxvariantcollection.h"
 
 HRESULT CNXVariantCollection::Add(VARIANT Item, long Position) {
-    if (Position != 0 && !IsNumber(Position)) {
-        return Error(L"Position invalid!", IID_INXVariantCollection, E_FAIL);
-    }
     const bool lateBound = IsCalledLateBound();
     return RunMember([&] {
         CNXVariantElement element(Item);
@@ -12,6 +9,10 @@ HRESULT CNXVariantCollection::Add(VARIANT Item, long Position) {
             if (FAILED(hr)) {
                 return hr;
             }
+        }
+        // Only now: what the copy ran may have changed the collection.
+        if (Position != 0 && !IsNumber(Position)) {
+            return Error(L"Position invalid!", IID_INXVariantCollection, E_FAIL);
         }
         m_elements.insert(Position == 0 ? m_elements.end() : Place(Position), std::move(element));
         return S_OK;

@@ -2,31 +2,15 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string>
 #include <utility>
 
 namespace {
 
 constexpr std::wstring_view extendedPrefix = L"\\\\?\\";
-constexpr std::wstring_view devicePrefix = L"\\\\.\\";
 
-/// The form of `path` in which the system takes it at any length. Without the prefix it takes only short ones; with
-/// it, only absolute ones and nothing that is still to be resolved.
-std::wstring AnyLengthPath(const wchar_t* path) {
-    const std::wstring_view given(path);
-    if (given.starts_with(extendedPrefix) || given.starts_with(devicePrefix)) {
-        return path;
-    }
-    const DWORD capacity = GetFullPathNameW(path, 0, nullptr, nullptr);
-    std::wstring full(capacity, L'\0');
-    full.resize(GetFullPathNameW(path, capacity, full.data(), nullptr));
-    if (full.size() < MAX_PATH) {
-        return path;
-    }
-    if (full.starts_with(L"\\\\")) {
-        return std::wstring(extendedPrefix) + L"UNC" + full.substr(1);
-    }
-    return std::wstring(extendedPrefix) + full;
+/// Whether the system takes the path as it is: it has that prefix already, or names a device.
+bool IsRaw(std::wstring_view path) noexcept {
+    return path.starts_with(extendedPrefix) || path.starts_with(L"\\\\.\\");
 }
 
 HANDLE OpenHandle(const wchar_t* path, DWORD access, DWORD disposition) {
@@ -38,6 +22,25 @@ HANDLE OpenHandle(const wchar_t* path, DWORD access, DWORD disposition) {
 }
 
 } // namespace
+
+std::wstring AnyLengthPath(const wchar_t* path) {
+    if (IsRaw(path)) {
+        return path;
+    }
+    const DWORD capacity = GetFullPathNameW(path, 0, nullptr, nullptr);
+    std::wstring full(capacity, L'\0');
+    full.resize(GetFullPathNameW(path, capacity, full.data(), nullptr));
+    if (full.size() < MAX_PATH) {
+        return path;
+    }
+    if (IsRaw(full)) { // given with other slashes
+        return full;
+    }
+    if (full.starts_with(L"\\\\")) {
+        return std::wstring(extendedPrefix) + L"UNC" + full.substr(1);
+    }
+    return std::wstring(extendedPrefix) + full;
+}
 
 bool CNKFile::Open(const wchar_t* path) {
     Close();
@@ -78,7 +81,7 @@ std::string_view CNKFile::Peek(std::size_t wanted) {
             m_filePointer += read;
         } while (m_end < wanted && read > 0);
     }
-    return {m_block.get() + m_next, m_end - m_next};
+    return Buffered();
 }
 
 void CNKFile::DropBlock() noexcept {

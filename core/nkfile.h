@@ -3,9 +3,15 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include <windows.h>
+
+/// The form of `path` in which the system takes it at any length. A short path stays as it is: without the prefix that
+/// this form has, the system takes only paths of less than MAX_PATH; with it, only absolute ones and nothing that is
+/// still to be resolved.
+[[nodiscard]] std::wstring AnyLengthPath(const wchar_t* path);
 
 /// A file open for reading and writing at one byte position that both share, with a block of it read ahead.
 ///
@@ -26,6 +32,8 @@ class CNKFile {
     void Close() noexcept;
     [[nodiscard]] bool IsOpen() const noexcept { return m_handle != INVALID_HANDLE_VALUE; }
 
+    /// The bytes ahead that are in memory already. Good until the next call.
+    [[nodiscard]] std::string_view Buffered() const noexcept { return {m_block.get() + m_next, m_end - m_next}; }
     /// The bytes ahead, at least `wanted` of them unless the file ends before, or cannot be read any further. Good
     /// until the next call.
     std::string_view Peek(std::size_t wanted);

@@ -62,16 +62,22 @@ const CNKString& CNKFileStream::ReadNextLine() {
         return m_lastLine;
     }
     m_lastLine.Clear();
-    char pLinePart[pieceLength + 1];
-    std::size_t length = pieceLength;
-    while (length == pieceLength && !m_broken) {
-        length = ReadPiece(pLinePart);
-        if (m_lastLine.IsEmpty()) {
-            m_lastLine = pLinePart;
-        } else {
-            m_lastLine += pLinePart;
-        }
+    if (m_broken) {
+        return m_lastLine;
     }
+    char pLinePart[pieceLength + 1];
+    std::size_t length = ReadPiece(pLinePart);
+    CNKString line(pLinePart);
+    if (length == pieceLength) {
+        std::wstring joined(line, line.GetLength());
+        while (length == pieceLength) {
+            length = ReadPiece(pLinePart);
+            line = pLinePart;
+            joined.append(line, line.GetLength());
+        }
+        line = CNKString(joined.data(), joined.size());
+    }
+    m_lastLine = std::move(line);
     return m_lastLine;
 }
 
@@ -84,8 +90,12 @@ std::size_t CNKFileStream::ReadPiece(char* piece) {
         return 0;
     }
     constexpr std::size_t enough = pieceLength + 2;
-    const std::string_view ahead = m_file.Peek(enough).substr(0, enough);
-    const std::size_t lineFeed = ahead.find('\n');
+    std::string_view ahead = m_file.Buffered().substr(0, enough);
+    std::size_t lineFeed = ahead.find('\n');
+    if (lineFeed == std::string_view::npos) {
+        ahead = m_file.Peek(enough).substr(0, enough);
+        lineFeed = ahead.find('\n');
+    }
     std::size_t length = std::min(lineFeed, ahead.size());
     std::size_t taken = length;
     if (lineFeed != std::string_view::npos) {

@@ -364,6 +364,34 @@ template <class Kind> class EmptyingEntry : public Kind::StackElement {
     typename Kind::List* m_list;
 };
 
+TYPED_TEST(NXObjectListTest, ForeignEntry_Added_MayChangeTheList) {
+    typename TestFixture::StackElement foreign;
+    auto* const raw = this->list.Raw();
+    bool armed = false;
+    for (int entries = 0; entries < 10; ++entries) { // whether or not the array has to grow
+        foreign.onAddRef = [&] {
+            if (std::exchange(armed, false)) {
+                while (SUCCEEDED(raw->Remove(0))) {
+                }
+                raw->Add(this->b);
+                SetErrorInfo(0, nullptr);
+            }
+        };
+        for (int i = 0; i < entries; ++i) {
+            this->list.Add(this->a);
+        }
+        armed = true;
+        this->list.Add(&foreign);
+        foreign.onAddRef = [] {};
+        EXPECT_TRUE(this->list.Holds({this->b, &foreign}));
+        this->list.Remove(1);
+        this->list.Remove(0);
+        EXPECT_EQ(foreign.references, 0u);
+        EXPECT_EQ(ReferencesOf(this->a), 1u);
+        EXPECT_EQ(ReferencesOf(this->b), 1u);
+    }
+}
+
 TYPED_TEST(NXObjectListTest, ForeignEntry_Removed_MayEmptyTheList) {
     EmptyingEntry<typename TestFixture::Kind> foreign(this->list);
     this->list.Add(this->a);

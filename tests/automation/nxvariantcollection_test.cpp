@@ -1070,6 +1070,29 @@ class NXVariantCollectionLateBoundTest : public ::testing::Test {
 
 // Names and arguments
 
+TEST_F(NXVariantCollectionLateBoundTest, Added_WhatItsCopyRuns_MayEmptyTheCollection) {
+    collection.Add(Variant(1));
+    collection.Add(Variant(2));
+    unknown.onAddRef = [this] {
+        while (collection.Count() > 0) {
+            collection.Raw()->Remove(0);
+        }
+    };
+    VARIANT value;
+    V_VT(&value) = VT_UNKNOWN;
+    V_UNKNOWN(&value) = &unknown;
+    Invocation call = {.member = idAdd};
+    call.arguments.emplace_back();
+    *call.arguments.front().Raw() = value;
+    call.arguments.emplace_back(2);
+    const Reply reply = object.Invoke(call);
+    *call.arguments.front().Raw() = {}; // the test's
+    EXPECT_HR(reply.Failure(), E_FAIL);
+    unknown.onAddRef = [] {};
+    EXPECT_EQ(collection.Count(), 0);
+    EXPECT_EQ(unknown.references, 0u);
+}
+
 TEST_F(NXVariantCollectionLateBoundTest, GetIDsOfNames_KnowsEveryMember) {
     const std::pair<const wchar_t*, DISPID> members[] = {
         {L"Add", idAdd},     {L"ADD", idAdd},   {L"Remove", idRemove},

@@ -25,13 +25,18 @@ template <class Interface> class StackObject : public Interface {
         queried = iid;
         return S_OK;
     }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
+    ULONG STDMETHODCALLTYPE AddRef() override {
+        onAddRef();
+        return ++references;
+    }
     ULONG STDMETHODCALLTYPE Release() override {
         onRelease();
         return --references;
     }
 
     std::function<HRESULT()> onQuery = [] { return S_OK; };
+    /// What else happens in an AddRef, before there is another reference.
+    std::function<void()> onAddRef = [] {};
     /// What else happens in a Release, before the reference is gone.
     std::function<void()> onRelease = [] {};
     IID queried = IID_NULL;

@@ -937,6 +937,19 @@ TEST_F(NKFileStreamPiece, SeveralOf127_AreAllJoined) {
                  L"c");
 }
 
+/// Joining would not end within the test's time limit if each piece copied what there is already.
+TEST_F(NKFileStreamPiece, ManyOf127_AreJoinedInLinearTime) {
+    constexpr std::size_t count = 60'000;
+    const std::string piece = Line(127);
+    std::string bytes;
+    std::string joined;
+    for (std::size_t i = 0; i < count; ++i) {
+        bytes += piece + "\r\n";
+        joined += piece;
+    }
+    EXPECT_TEXTS(LinesOf(bytes + "\r\nb"), Wide(joined), L"b");
+}
+
 TEST_F(NKFileStreamPiece, Of127InBinaryMode_CountsTheCr) {
     EXPECT_TEXTS(LinesOf(Line(126) + "\r\nb\r\nc", binary), Wide(Line(126) + "\rb\r"), L"c");
 }
