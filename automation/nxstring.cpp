@@ -33,21 +33,22 @@ HRESULT CNXString::Trim(int* pnCount) {
 
 HRESULT CNXString::Left(int nLength, BSTR* pbsPart) {
     return RunMember([&] {
-        *pbsPart = m_text.Left(Extent(nLength)).DetachText();
+        *pbsPart = m_text.CopyMid(0, Extent(nLength));
         return S_OK;
     });
 }
 
 HRESULT CNXString::Right(int nLength, BSTR* pbsPart) {
     return RunMember([&] {
-        *pbsPart = m_text.Right(Extent(nLength)).DetachText();
+        // Of fewer units than that, the difference wraps round to a start beyond the end.
+        *pbsPart = m_text.CopyMid(m_text.GetLength() - Extent(nLength), Extent(nLength));
         return S_OK;
     });
 }
 
 HRESULT CNXString::Mid(int nStart, int nLength, BSTR* pbsPart) {
     return RunMember([&] {
-        *pbsPart = m_text.Mid(Extent(nStart), Extent(nLength)).DetachText();
+        *pbsPart = m_text.CopyMid(Extent(nStart), Extent(nLength));
         return S_OK;
     });
 }

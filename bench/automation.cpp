@@ -4,10 +4,10 @@
 
 namespace bench {
 
-CComPtr<IDispatch> Create(const wchar_t* progId) {
+CLSID ClassOf(const wchar_t* progId) {
     CLSID clsid = {};
     Check(CLSIDFromProgID(progId, &clsid));
-    return Create<IDispatch>(clsid);
+    return clsid;
 }
 
 DISPID IdOf(IDispatch* object, const wchar_t* member) {
@@ -15,15 +15,6 @@ DISPID IdOf(IDispatch* object, const wchar_t* member) {
     auto* name = const_cast<wchar_t*>(member);
     Check(object->GetIDsOfNames(IID_NULL, &name, 1, GetUserDefaultLCID(), &id));
     return id;
-}
-
-Call::Call(CComPtr<IDispatch> object, DISPID member, WORD flags, std::vector<_variant_t> arguments)
-    : m_object(std::move(object)),
-      m_member(member),
-      m_flags(flags),
-      m_locale(GetUserDefaultLCID()),
-      m_arguments(std::move(arguments)) {
-    std::ranges::reverse(m_arguments);
 }
 
 std::size_t Walk(const CComPtr<IDispatch>& collection, std::size_t batch) {
@@ -37,7 +28,10 @@ std::size_t Walk(const CComPtr<IDispatch>& collection, std::size_t batch) {
         ULONG fetched = 0;
         hr = enumerator->Next(static_cast<ULONG>(batch), elements.data(), &fetched);
         Check(SUCCEEDED(hr));
-        std::for_each_n(elements.begin(), fetched, [](VARIANT& element) { VariantClear(&element); });
+        std::for_each_n(elements.begin(), fetched, [](VARIANT& element) {
+            Check(V_VT(&element) == VT_BSTR);
+            VariantClear(&element);
+        });
         count += fetched;
     }
     return count;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -18,6 +19,7 @@
 
 #include <objbase.h>
 
+#include "bench/automation.h"
 #include "bench/measure.h"
 #include "bench/process.h"
 #include "bench/report.h"
@@ -26,8 +28,8 @@ namespace bench {
 
 namespace {
 
-constexpr Effort fullEffort = {.time = 3e9, .minRounds = 7, .maxRounds = 301};
-constexpr Effort quickEffort = {.time = 2e8, .minRounds = 3, .maxRounds = 301};
+constexpr Effort fullEffort = {.time = 3e9, .minRounds = 5, .maxRounds = 301};
+constexpr Effort quickEffort = {.time = 1e8, .minRounds = 1, .maxRounds = 301};
 
 struct Options {
     bool quick = false;
@@ -52,11 +54,17 @@ Options ParseOptions(const std::vector<std::string_view>& arguments) {
 }
 
 std::vector<Case> AllCases() {
-    return TextCases();
+    std::vector<Case> all;
+    for (const auto& ofSubject : {LateBoundCases(), FileCases(), TextCases(), ModuleCases()}) {
+        all.insert(all.end(), ofSubject.begin(), ofSubject.end());
+    }
+    return all;
 }
 
 std::vector<Growth> AllGrowths() {
-    return TextGrowths();
+    std::vector<Growth> all = TextGrowths();
+    std::ranges::copy(FileGrowths(), std::back_inserter(all));
+    return all;
 }
 
 const Side& SideOf(const Growth& growth, bool ours) {
@@ -72,6 +80,12 @@ void PrintPeak(std::string_view name, bool ours, std::size_t elements) {
             std::printf("%zu\n", MemoryOfThisProcess().peak - before);
         }
     }
+}
+
+/// In a process of its own: prints how long the first object of a class takes, loading the class's DLL included.
+void PrintFirstObjectTime(const std::string& progId) {
+    const CLSID clsid = ClassOf(_bstr_t(progId.c_str()));
+    std::printf("%.0f\n", Time(wallClock, [&] { static_cast<void>(Create<IDispatch>(clsid)); }));
 }
 
 double PeakBytes(const Growth& growth, bool ours) {
@@ -90,6 +104,10 @@ GrowthResult MeasureGrowth(const Growth& growth, const Effort& effort) {
     result.ourBytes = PeakBytes(growth, true);
     result.floorBytes = PeakBytes(growth, false);
     return result;
+}
+
+CaseResult MeasureCase(const Case& what, const Effort& effort) {
+    return {what, Measure(what.ours(what.elements), what.theirs(what.elements), what.elements, effort)};
 }
 
 /// The benchmarks whose names begin with one of those asked for; all when nothing was asked for.
@@ -156,16 +174,15 @@ bool MeasureAll(const Options& options) {
     Selection selection(options.names);
     const std::vector<Case> cases = selection.Of(AllCases());
     const std::vector<Growth> growths = selection.Of(AllGrowths());
+    const std::vector<Case> scripts = selection.Of(ScriptCases());
     selection.CheckNames();
-    Runner runner(cases.size() + growths.size());
+    Runner runner(cases.size() + growths.size() + scripts.size());
+    const auto measureCase = [&](const Case& what) { return MeasureCase(what, effort); };
     const Results results = {
         .quick = options.quick,
-        .cases = runner.Run(
-            cases,
-            [&](const Case& what) -> CaseResult {
-                return {what, Measure(what.ours(what.elements), what.theirs(what.elements), what.elements, effort)};
-            }),
+        .cases = runner.Run(cases, measureCase),
         .growths = runner.Run(growths, [&](const Growth& growth) { return MeasureGrowth(growth, effort); }),
+        .scripts = runner.Run(scripts, measureCase),
     };
     Print(results);
     if (!options.json.empty()) {
@@ -188,6 +205,10 @@ int main(int argc, char** argv) {
         const std::vector<std::string_view> arguments(argv + 1, argv + argc);
         if (arguments.size() == 4 && arguments[0] == "--peak") {
             bench::PrintPeak(arguments[1], arguments[2] == "ours", std::stoul(std::string(arguments[3])));
+            return 0;
+        }
+        if (arguments.size() == 2 && arguments[0] == "--first-object") {
+            bench::PrintFirstObjectTime(std::string(arguments[1]));
             return 0;
         }
         return bench::MeasureAll(bench::ParseOptions(arguments)) ? 0 : 1;

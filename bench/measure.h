@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -31,19 +32,29 @@ inline void Check(HRESULT hr, const char* file = __builtin_FILE(), int line = __
 
 using Nanoseconds = double;
 
-/// Wall time. Thread times would leave out what other programs take, but they advance in steps of 10 ms and more.
-[[nodiscard]] Nanoseconds Now();
-inline constexpr const char* clockName = "QueryPerformanceCounter (wall time)";
+/// A clock, and what a report calls it.
+struct Clock {
+    Nanoseconds (*now)();
+    const char* name;
+};
+
+/// For work that other processes do or take part in, such as Wine's server in that with files.
+extern const Clock wallClock;
+/// For work of this thread: its processor time, so that it does not matter what else the machine does.
+[[nodiscard]] const Clock& ThreadClock();
 
 /// How long `work` takes.
-template <class Work> [[nodiscard]] Nanoseconds Time(Work&& work) {
-    const Nanoseconds start = Now();
+template <class Work> [[nodiscard]] Nanoseconds Time(const Clock& clock, Work&& work) {
+    const Nanoseconds start = clock.now();
     std::forward<Work>(work)();
-    return Now() - start;
+    return clock.now() - start;
+}
+template <class Work> [[nodiscard]] Nanoseconds Time(Work&& work) {
+    return Time(ThreadClock(), std::forward<Work>(work));
 }
 
-/// Does its work once, checks what came of it, and returns how long the work alone took.
-using Round = std::function<Nanoseconds()>;
+/// Does its work once, checks what came of it, and returns what the work alone took, in the benchmark's unit.
+using Round = std::function<double()>;
 /// Gets ready for rounds of that many elements.
 using Side = std::function<Round(std::size_t elements)>;
 
@@ -51,10 +62,11 @@ using Side = std::function<Round(std::size_t elements)>;
 struct Case {
     std::string_view name;
     std::string_view peer; ///< what we are measured against, in words
-    double mark;           ///< the ratio to reach
-    std::size_t elements;  ///< in a round
     Side ours;
     Side theirs;
+    std::optional<double> mark = std::nullopt; ///< the ratio to reach
+    std::size_t elements = 1;                  ///< in a round
+    std::string_view unit = "ns";
 };
 
 /// Work whose time per element is to grow no faster than that of the plainest way to do it, the floor.
@@ -72,10 +84,10 @@ struct Effort {
 };
 
 struct Measurement {
-    Nanoseconds ours = 0; ///< median, per element
-    Nanoseconds peer = 0; ///< likewise
-    double ratio = 0;     ///< median of the rounds' ratios; below 1 ours is faster
-    double spread = 0;    ///< half of what the middle half of these ratios spans
+    double ours = 0;   ///< median, per element
+    double peer = 0;   ///< likewise
+    double ratio = 0;  ///< median of the rounds' ratios; below 1 ours is faster
+    double spread = 0; ///< half of what the middle half of these ratios spans
     std::size_t rounds = 0;
 };
 
@@ -83,6 +95,11 @@ struct Measurement {
 [[nodiscard]] Measurement Measure(const Round& ours, const Round& theirs, std::size_t elements, const Effort& effort);
 
 // The benchmarks, by subject.
+[[nodiscard]] std::vector<Case> FileCases();
+[[nodiscard]] std::vector<Growth> FileGrowths();
+[[nodiscard]] std::vector<Case> LateBoundCases();
+[[nodiscard]] std::vector<Case> ModuleCases();
+[[nodiscard]] std::vector<Case> ScriptCases();
 [[nodiscard]] std::vector<Case> TextCases();
 [[nodiscard]] std::vector<Growth> TextGrowths();
 

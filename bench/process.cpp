@@ -34,7 +34,7 @@ Ended Run(std::wstring commandLine) {
     PROCESS_INFORMATION started = {};
     Ended ended;
     DWORD exitCode = 0;
-    ended.time = Time([&] {
+    ended.time = Time(wallClock, [&] {
         Check(CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
                              &started) != FALSE);
         const Handle process(started.hProcess);

@@ -19,13 +19,21 @@ const char* Met(double value, double mark) {
     return value <= mark ? "yes" : "NO";
 }
 
-void PrintCases(const std::vector<CaseResult>& cases) {
-    std::printf("\n%-20s %10s %10s %7s %7s %6s %4s  %s\n", "work", "ours, ns", "peer, ns", "ratio", "spread", "mark",
-                "met", "peer");
+void PrintCases(const char* title, const std::vector<CaseResult>& cases) {
+    if (cases.empty()) {
+        return;
+    }
+    std::printf("\n%-20s %-5s %10s %10s %7s %7s %6s %4s  %s\n", title, "unit", "ours", "peer", "ratio", "spread",
+                "mark", "met", "peer");
     for (const auto& [what, measured] : cases) {
-        std::printf("%-20s %10s %10s %7.2f %7.2f %6.2f %4s  %s\n", what.name.data(), Figure(measured.ours).c_str(),
-                    Figure(measured.peer).c_str(), measured.ratio, measured.spread, what.mark,
-                    Met(measured.ratio, what.mark), what.peer.data());
+        std::printf("%-20s %-5s %10s %10s %7.2f %7.2f", what.name.data(), what.unit.data(),
+                    Figure(measured.ours).c_str(), Figure(measured.peer).c_str(), measured.ratio, measured.spread);
+        if (what.mark) {
+            std::printf(" %6.2f %4s", *what.mark, Met(measured.ratio, *what.mark));
+        } else {
+            std::printf(" %6s %4s", "-", "-");
+        }
+        std::printf("  %s\n", what.peer.data());
     }
 }
 
@@ -38,6 +46,9 @@ template <class Side> void PrintGrowthSide(const char* name, const GrowthResult&
 }
 
 void PrintGrowths(const std::vector<GrowthResult>& growths) {
+    if (growths.empty()) {
+        return;
+    }
     std::printf("\nGrowth: the time per element at %zu against that at %zu; the ratio is ours against the floor's.\n",
                 growthSizes.back(), growthSizes[1]);
     std::printf("%-20s", "ns an element of");
@@ -54,24 +65,49 @@ void PrintGrowths(const std::vector<GrowthResult>& growths) {
     }
 }
 
-/// The members that every row of measurements has. (Names need no escapes: they are ours, and plain.)
-void WriteMeasurement(std::FILE* out, const Measurement& measured) {
-    std::fprintf(out, R"("ours_ns": %.2f, "peer_ns": %.2f, "ratio": %.4f, "spread": %.4f, "rounds": %zu)",
-                 measured.ours, measured.peer, measured.ratio, measured.spread, measured.rounds);
+// Names and the like need no escapes in JSON: they are ours, and plain.
+
+void WriteMeasurement(std::FILE* out, const Measurement& measured, std::string_view unit = "ns") {
+    std::fprintf(out, R"("ours_%s": %.2f, "peer_%s": %.2f, "ratio": %.4f, "spread": %.4f, "rounds": %zu)", unit.data(),
+                 measured.ours, unit.data(), measured.peer, measured.ratio, measured.spread, measured.rounds);
 }
 
 void WriteMark(std::FILE* out, double value, double mark) {
-    std::fprintf(out, R"(, "mark": %.2f, "met": %s})", mark, value <= mark ? "true" : "false");
+    std::fprintf(out, R"(, "mark": %.2f, "met": %s)", mark, value <= mark ? "true" : "false");
+}
+
+void WriteCase(std::FILE* out, const CaseResult& result) {
+    std::fprintf(out, R"({"name": "%s", "peer": "%s", )", result.what.name.data(), result.what.peer.data());
+    WriteMeasurement(out, result.measured, result.what.unit);
+    if (result.what.mark) {
+        WriteMark(out, result.measured.ratio, *result.what.mark);
+    }
+    std::fputs("}", out);
+}
+
+void WriteGrowth(std::FILE* out, const GrowthResult& result) {
+    std::fprintf(out, R"({"name": "%s", "sizes": [)", result.name.data());
+    for (std::size_t i = 0; i < growthSizes.size(); ++i) {
+        std::fprintf(out, R"(%s{"elements": %zu, )", i == 0 ? "" : ", ", growthSizes[i]);
+        WriteMeasurement(out, result.measured[i]);
+        std::fputs("}", out);
+    }
+    std::fprintf(out, R"(], "ours_growth": %.3f, "peer_growth": %.3f, "ratio": %.3f, )", result.Ours(), result.Floor(),
+                 result.Ratio());
+    std::fprintf(out, R"("ours_peak_bytes": %.1f, "peer_peak_bytes": %.1f)", result.ourBytes, result.floorBytes);
+    WriteMark(out, result.Ratio(), growthMark);
+    std::fputs("}", out);
 }
 
 /// An array, one line for each of `rows`.
-template <class Row, class Write>
-void WriteRows(std::FILE* out, const char* name, const std::vector<Row>& rows, Write write) {
+template <class Row>
+void WriteRows(std::FILE* out, const char* name, const std::vector<Row>& rows,
+               void (*write)(std::FILE* out, const Row& row)) {
     std::fprintf(out, ",\n  \"%s\": [", name);
     const char* between = "\n    ";
     for (const Row& row : rows) {
         std::fputs(between, out);
-        write(row);
+        write(out, row);
         between = ",\n    ";
     }
     std::fputs("\n  ]", out);
@@ -80,13 +116,11 @@ void WriteRows(std::FILE* out, const char* name, const std::vector<Row>& rows, W
 } // namespace
 
 void Print(const Results& results) {
-    std::printf("Clock: %s. Ratios below 1: ours is faster.\n", clockName);
-    if (!results.cases.empty()) {
-        PrintCases(results.cases);
-    }
-    if (!results.growths.empty()) {
-        PrintGrowths(results.growths);
-    }
+    std::printf("Clock: %s; %s for file, dll and script. Ratios below 1: ours is faster.\n", ThreadClock().name,
+                wallClock.name);
+    PrintCases("work", results.cases);
+    PrintGrowths(results.growths);
+    PrintCases("script, whole run", results.scripts);
 }
 
 void WriteJson(const Results& results, const std::string& path) {
@@ -97,24 +131,11 @@ void WriteJson(const Results& results, const std::string& path) {
     }
     std::FILE* const out = file.get();
 
-    std::fprintf(out, "{\n  \"clock\": \"%s\",\n  \"quick\": %s", clockName, results.quick ? "true" : "false");
-    WriteRows(out, "cases", results.cases, [out](const CaseResult& result) {
-        std::fprintf(out, R"({"name": "%s", "peer": "%s", )", result.what.name.data(), result.what.peer.data());
-        WriteMeasurement(out, result.measured);
-        WriteMark(out, result.measured.ratio, result.what.mark);
-    });
-    WriteRows(out, "growth", results.growths, [out](const GrowthResult& result) {
-        std::fprintf(out, R"({"name": "%s", "sizes": [)", result.name.data());
-        for (std::size_t i = 0; i < growthSizes.size(); ++i) {
-            std::fprintf(out, R"(%s{"elements": %zu, )", i == 0 ? "" : ", ", growthSizes[i]);
-            WriteMeasurement(out, result.measured[i]);
-            std::fputs("}", out);
-        }
-        std::fprintf(out, R"(], "ours_growth": %.3f, "peer_growth": %.3f, "ratio": %.3f, )", result.Ours(),
-                     result.Floor(), result.Ratio());
-        std::fprintf(out, R"("ours_peak_bytes": %.1f, "peer_peak_bytes": %.1f)", result.ourBytes, result.floorBytes);
-        WriteMark(out, result.Ratio(), growthMark);
-    });
+    std::fprintf(out, "{\n  \"clock\": \"%s\",\n  \"process_clock\": \"%s\",\n  \"quick\": %s", ThreadClock().name,
+                 wallClock.name, results.quick ? "true" : "false");
+    WriteRows(out, "cases", results.cases, WriteCase);
+    WriteRows(out, "growth", results.growths, WriteGrowth);
+    WriteRows(out, "scripts", results.scripts, WriteCase);
     std::fputs("\n}\n", out);
     if (std::ferror(out) != 0) {
         throw std::runtime_error("cannot write " + path);

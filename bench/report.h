@@ -36,6 +36,7 @@ struct Results {
     bool quick = false;
     std::vector<CaseResult> cases = {};
     std::vector<GrowthResult> growths = {};
+    std::vector<CaseResult> scripts = {};
 };
 
 /// Prints tables of what there is.

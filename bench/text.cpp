@@ -240,9 +240,9 @@ Round MidFloor(std::size_t count) {
 
 std::vector<Case> TextCases() {
     return {
-        {"tokens.Value.put", "scan, one SysAllocStringLen a token", 2.0, 100'000, PutValue, SplitFloor},
-        {"tokens.Value.get", "one SysAllocStringLen, one copy a token", 1.5, 100'000, GetValue, JoinFloor},
-        {"string.Mid", "one SysAllocStringLen of 100 characters", 1.3, 10'000, Mid, MidFloor},
+        {"tokens.Value.put", "scan, one SysAllocStringLen a token", PutValue, SplitFloor, 2.0, 100'000},
+        {"tokens.Value.get", "one SysAllocStringLen, one copy a token", GetValue, JoinFloor, 1.5, 100'000},
+        {"string.Mid", "one SysAllocStringLen of 100 characters", Mid, MidFloor, 1.3, 10'000},
     };
 }
 

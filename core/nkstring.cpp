@@ -228,13 +228,18 @@ std::size_t CNKString::Find(const CNKString& wanted) const noexcept {
 
 // Parts
 
-CNKString CNKString::Mid(std::size_t start, std::size_t count) const {
+BSTR CNKString::CopyMid(std::size_t start, std::size_t count) const {
     std::wstring_view text = View(*this);
     if (start > text.size()) {
-        return Empty();
+        return nullptr;
     }
     text.remove_prefix(start);
-    return Copy({text.data(), (std::min)(count, text.size())});
+    return Allocate(text.data(), (std::min)(count, text.size()));
+}
+
+CNKString CNKString::Mid(std::size_t start, std::size_t count) const {
+    const BSTR part = CopyMid(start, count);
+    return part != nullptr ? CNKString(part, false) : Empty();
 }
 
 CNKString CNKString::Right(std::size_t count) const {

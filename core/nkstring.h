@@ -112,6 +112,8 @@ class CNKString : public _bstr_t {
     [[nodiscard]] CNKString Left(std::size_t count) const { return Mid(0, count); }
     /// The last `count` code units; null when there are fewer (unlike Left).
     [[nodiscard]] CNKString Right(std::size_t count) const;
+    /// The part that Mid gives, as a BSTR that the caller frees: without a string in between. Null for null.
+    [[nodiscard]] BSTR CopyMid(std::size_t start, std::size_t count) const;
 
     // Numbers and case
 

@@ -1,0 +1,21 @@
+' Writes a file of 2,000 lines and reads it back.
+Option Explicit
+
+Const NAME = "build\bench_lines_engine.txt"
+Const FOR_READING = 1
+
+Dim fso, file, length, i
+Set fso = CreateObject("Scripting.FileSystemObject")
+Set file = fso.CreateTextFile(NAME, True)
+For i = 1 To 2000
+    file.WriteLine "line number " & (10000 + i)
+Next
+file.Close
+
+Set file = fso.OpenTextFile(NAME, FOR_READING)
+Do Until file.AtEndOfStream
+    length = length + Len(file.ReadLine)
+Loop
+file.Close
+fso.DeleteFile NAME
+WScript.Echo "Done: " & length

@@ -1,0 +1,15 @@
+' Collects 10,000 strings, reads each by its key, and walks over all.
+Option Explicit
+
+Dim dictionary, text, length, i
+Set dictionary = CreateObject("Scripting.Dictionary")
+For i = 0 To 9999
+    dictionary.Add CStr(i), "text number " & (10000 + i)
+Next
+For i = 0 To dictionary.Count - 1
+    length = length + Len(dictionary(CStr(i))) - 1
+Next
+For Each text In dictionary.Items
+    length = length + Len(text) - 1
+Next
+WScript.Echo "Done: " & length
