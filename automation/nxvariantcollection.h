@@ -1,6 +1,7 @@
 /// The automation class NXVariantCollection.
 #pragma once
 
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -27,9 +28,13 @@ class CNXVariantElement : public VARIANT {
 
     /// Replaces the caller's value by an own copy, a reference by what it refers to now. On failure nothing changes.
     HRESULT MakeOwn() noexcept {
-        // The platform follows a reference to a VARIANT and, in that, one more; neither does it test.
-        const VARIANT* const value = V_VT(this) == (VT_BYREF | VT_VARIANT) ? V_VARIANTREF(this) : this;
-        if (value == nullptr || (V_ISBYREF(value) && V_BYREF(value) == nullptr)) {
+        // The platform follows a reference to a VARIANT and, in that, one more; neither does it test. (Script engines
+        // may keep their variables at odd addresses.)
+        VARIANT value = *this;
+        if (V_VT(&value) == (VT_BYREF | VT_VARIANT) && V_BYREF(&value) != nullptr) {
+            std::memcpy(&value, V_BYREF(this), sizeof(value));
+        }
+        if (V_ISBYREF(&value) && V_BYREF(&value) == nullptr) {
             return E_INVALIDARG;
         }
         VARIANT copy;

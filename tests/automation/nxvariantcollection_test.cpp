@@ -1070,6 +1070,17 @@ class NXVariantCollectionLateBoundTest : public ::testing::Test {
 
 // Names and arguments
 
+TEST_F(NXVariantCollectionLateBoundTest, Added_FromAVariableAtAnOddAddress_IsCopied) {
+    alignas(VARIANT) char memory[2 * sizeof(VARIANT)];
+    const Variant seven(7);
+    std::memcpy(memory + 4, seven.Raw(), sizeof(VARIANT));
+    VARIANT reference = {};
+    V_VT(&reference) = VT_BYREF | VT_VARIANT;
+    V_BYREF(&reference) = memory + 4;
+    EXPECT_HR(AddBits(reference), S_OK);
+    EXPECT_TRUE(Is(collection.Item(1), seven));
+}
+
 TEST_F(NXVariantCollectionLateBoundTest, Added_WhatItsCopyRuns_MayEmptyTheCollection) {
     collection.Add(Variant(1));
     collection.Add(Variant(2));
