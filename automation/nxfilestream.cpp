@@ -68,7 +68,7 @@ HRESULT CNXFileStream::UngetLine(VARIANT_BOOL* pbMoved) {
 
 HRESULT CNXFileStream::WriteLine(BSTR line, VARIANT_BOOL* pbWritten) {
     return RunMember([&] {
-        *pbWritten = VariantBool(m_stream.WriteLine(CNKString(line)));
+        *pbWritten = VariantBool(m_stream.WriteLine(static_cast<const wchar_t*>(line)));
         return S_OK;
     });
 }

@@ -5,12 +5,25 @@
 #include <string>
 #include <utility>
 
+using namespace std::literals;
+
 namespace {
 
-/// The text in the ANSI code page up to its first NUL; good as long as `text`.
-std::string_view Narrow(const CNKString& text) {
-    const char* const narrow = text;
-    return narrow == nullptr ? std::string_view() : std::string_view(narrow);
+/// Appends `text`, up to its first NUL, in the ANSI code page.
+void AppendNarrow(std::string& bytes, const wchar_t* text) {
+    if (text == nullptr) {
+        return;
+    }
+    // ASCII is the first half of every ANSI code page.
+    const std::wstring_view wide(text);
+    if (std::ranges::all_of(wide, [](wchar_t c) { return c < 0x80; })) {
+        const std::size_t before = bytes.size();
+        bytes.resize(before + wide.size());
+        std::ranges::transform(wide, bytes.begin() + static_cast<std::ptrdiff_t>(before),
+                               [](wchar_t c) { return static_cast<char>(c); });
+    } else {
+        bytes += static_cast<const char*>(CNKString(text));
+    }
 }
 
 } // namespace
@@ -33,6 +46,7 @@ bool CNKFileStream::Reopen(bool binary) {
 
 void CNKFileStream::Close() noexcept {
     m_file.Close();
+    m_outgoing = {};
     ResetFlags();
 }
 
@@ -127,37 +141,49 @@ bool CNKFileStream::IsCommentLine(const CNKString& line) noexcept {
 
 // Writing
 
-bool CNKFileStream::WriteLine(const CNKString& line) {
-    return WriteBytes(Narrow(line));
-}
-
-bool CNKFileStream::WriteLine(const CNKTokenString& tokens) {
-    std::string line(Narrow(tokens.GetToken(0)));
-    for (CNKTokenString::size_type n = 1; n < tokens.GetCount(); ++n) {
-        line.append(";").append(Narrow(tokens.GetToken(n)));
-    }
-    return WriteBytes(line);
-}
-
-/// Writes a line and its end in one go. In text mode every LF in the line becomes a line end too.
-bool CNKFileStream::WriteBytes(std::string_view line) {
+bool CNKFileStream::WriteLine(const wchar_t* line) {
     if (!IsOpen()) {
         return false;
     }
-    if (m_broken || (m_failed && !m_endOfFile)) { // in the middle of a line that came cut, or after a failure
-        return true;
-    }
-    std::string bytes;
-    bytes.reserve(line.size() + 2);
-    for (const char c : line) {
-        if (c == '\n' && !m_binary) {
-            bytes += '\r';
-        }
-        bytes += c;
-    }
-    bytes += m_binary ? "\n" : "\r\n";
-    m_broken = !m_file.Write(bytes);
+    m_outgoing.clear();
+    AppendNarrow(m_outgoing, line);
+    WriteOutgoing();
     return true;
+}
+
+bool CNKFileStream::WriteLine(const CNKString& line) {
+    return WriteLine(static_cast<const wchar_t*>(line));
+}
+
+bool CNKFileStream::WriteLine(const CNKTokenString& tokens) {
+    if (!IsOpen()) {
+        return false;
+    }
+    m_outgoing.clear();
+    for (const CNKString& token : tokens) {
+        if (&token != &tokens.front()) {
+            m_outgoing += ';';
+        }
+        AppendNarrow(m_outgoing, token);
+    }
+    WriteOutgoing();
+    return true;
+}
+
+/// Writes the line that has been put together, and its end, in one go. In text mode every LF becomes a line end.
+void CNKFileStream::WriteOutgoing() {
+    if (m_broken || (m_failed && !m_endOfFile)) { // in the middle of a line that came cut, or after a failure
+        return;
+    }
+    if (!m_binary && m_outgoing.find('\n') != std::string::npos) {
+        std::string translated;
+        for (const char c : m_outgoing) {
+            translated += c == '\n' ? "\r\n"sv : std::string_view(&c, 1);
+        }
+        m_outgoing = std::move(translated);
+    }
+    m_outgoing += m_binary ? "\n" : "\r\n";
+    m_broken = !m_file.Write(m_outgoing);
 }
 
 // Position

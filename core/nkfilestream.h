@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
+#include <string>
 
 #include "core/nkfile.h"
 #include "core/nktokenstring.h"
@@ -79,8 +79,9 @@ class CNKFileStream {
 
     // Writing; false when closed, true otherwise
 
-    /// Writes the line and a line end, at once.
+    /// Writes the line and a line end, at once. Null is an empty line.
     bool WriteLine(const CNKString& line);
+    bool WriteLine(const wchar_t* line);
     /// Writes the tokens, with ";" between them, as a line. Without tokens it is empty.
     bool WriteLine(const CNKTokenString& tokens);
     /// Hands pending output to the system: there never is any.
@@ -113,7 +114,7 @@ class CNKFileStream {
 
     void ResetFlags() noexcept { m_endOfFile = m_failed = m_broken = false; }
     std::size_t ReadPiece(char* piece);
-    bool WriteBytes(std::string_view line);
+    void WriteOutgoing();
     bool SeekOrReset(std::int64_t offset, unsigned int origin) noexcept;
     bool MoveTo(std::int64_t offset, unsigned int origin) noexcept;
 
@@ -122,6 +123,7 @@ class CNKFileStream {
     bool m_endOfFile = false; ///< a read met the end
     bool m_failed = false;    ///< a read got nothing, or not the whole line
     bool m_broken = false;    ///< the system refused a write
+    std::string m_outgoing;   ///< the line being written; kept for the next one
     CNKString m_lastLine;
     CNKString m_fileName;
 };

@@ -926,7 +926,8 @@ TEST_F(NXFileStreamLateBoundTest, Arguments_ThatDoNotFit_ChangeNothing) {
 TEST_F(NXFileStreamLateBoundTest, OutOfMemory_IsAnHresultAndTheFileStaysWhole) {
     const std::pair<const char*, Invocation> calls[] = {
         {"Open", {.member = idOpen, .arguments = {path.c_str(), false}, .wantsValue = false}},
-        {"WriteLine", {.member = idWriteLine, .arguments = {L"TWO"}, .wantsValue = false}},
+        {"WriteLine",
+         {.member = idWriteLine, .arguments = {L"more than a string holds in itself"}, .wantsValue = false}},
         {"IsCommentLine", {.member = idIsCommentLine, .arguments = {L"x"}, .wantsValue = false}},
         {"ReadNextLine", {.member = idReadNextLine, .wantsValue = false}},
         {"fileName", {.member = idFileName, .flags = DISPATCH_PROPERTYGET, .wantsValue = false}},

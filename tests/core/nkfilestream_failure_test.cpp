@@ -68,7 +68,7 @@ struct World {
     CNKString name = Make(path);
     CNKString missing = Make(path + L".none");
     CNKString line = L"x\x00e4z";
-    CNKTokenString tokens = CNKTokenString(L"1,2", L",", false);
+    CNKTokenString tokens = CNKTokenString(L"1,\x00e4", L",", false);
     CNKFileStream stream;
 };
 
@@ -141,7 +141,7 @@ TEST_F(NKFileStreamMemory, WriteLine_WritesNothing) {
         EXPECT_BSTR(world.stream.ReadNextLine(), L"cde");
         EXPECT_TRUE(world.stream.UngetLine());
         EXPECT_TRUE(world.stream.WriteLine(world.tokens));
-        EXPECT_EQ(ReadBytes(world.path), "ab\r\n1;2\r\nf");
+        EXPECT_EQ(ReadBytes(world.path), "ab\r\n1;\xe4\r\nf");
         ExpectUsable(world);
     };
     ForEachAllocationFailure([this] { return World(path, 1); },
