@@ -89,7 +89,6 @@ class CNXObject : public CComObjectRootEx<CComSingleThreadModel>,
     /// Refuses an index: leaves the error record that says so and returns E_FAIL.
     static HRESULT ReportIndexError() noexcept { return Class::Error(L"Index out of bounds!", *piid, E_FAIL); }
 
-  private:
     /// A late-bound call under way: the object's mark until the member is reached. Calls may lie within calls.
     struct LateBoundCall {
         explicit LateBoundCall(CNXObject& object) noexcept
@@ -108,5 +107,6 @@ class CNXObject : public CComObjectRootEx<CComSingleThreadModel>,
         LateBoundCall* const m_outer;
     };
 
+  private:
     LateBoundCall* m_call = nullptr; ///< the call that is on its way to a member; null when called through the vtable
 };

@@ -30,7 +30,7 @@ class CNXVariantElement : public VARIANT {
     HRESULT MakeOwn() noexcept {
         // The platform follows a reference to a VARIANT and, in that, one more; neither does it test. (Script engines
         // may keep their variables at odd addresses.)
-        VARIANT value = *this;
+        VARIANT value = static_cast<const VARIANT&>(*this);
         if (V_VT(&value) == (VT_BYREF | VT_VARIANT) && V_BYREF(&value) != nullptr) {
             std::memcpy(&value, V_BYREF(this), sizeof(value));
         }

@@ -13,6 +13,11 @@
 
 namespace bench {
 
+/// (With `==`, which of the two is to be converted would be open.)
+inline bool AreEqual(const _variant_t& one, const _variant_t& other) {
+    return one.operator==(other);
+}
+
 /// A new object of a registered class.
 template <class Interface> [[nodiscard]] CComPtr<Interface> Create(REFCLSID clsid) {
     CComPtr<Interface> object;

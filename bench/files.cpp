@@ -57,7 +57,7 @@ struct LineFileClass {
 const LineFileClass fileStream = {
     [](const _bstr_t& name, bool) {
         auto stream = Create(L"Nuvolex.NXFileStream");
-        Check(Call(stream, L"Open", valueFlags).Value({false, name}) == _variant_t(true));
+        Check(AreEqual(Call(stream, L"Open", valueFlags).Value({false, name}), true));
         return stream;
     },
     L"IsEOF",
@@ -97,7 +97,7 @@ Side Read(const LineFileClass& streams) {
                     ++lines;
                 }
             });
-            Check(lines == count && last == _variant_t(line.data()));
+            Check(lines == count && AreEqual(last, line.data()));
             return time;
         };
     };

@@ -64,7 +64,7 @@ CComPtr<IDispatch> Filled(const Collection& collection, std::size_t count) {
 }
 
 void CheckCount(const CComPtr<IDispatch>& object, std::size_t count) {
-    Check(Call(object, L"Count", valueFlags).Value() == _variant_t(static_cast<long>(count)));
+    Check(AreEqual(Call(object, L"Count", valueFlags).Value(), static_cast<long>(count)));
 }
 
 /// `calls` reads of a value, each with the next of the argument lists.
@@ -99,7 +99,7 @@ Side Item(const Collection& collection) {
         std::vector<Arguments> arguments;
         for (std::size_t i = 0; i < fewStrings; ++i) {
             arguments.push_back(collection.getting(i));
-            Check(item.Value(arguments.back()) == Text(i));
+            Check(AreEqual(item.Value(arguments.back()), Text(i)));
         }
         return Read(item, std::move(arguments), calls);
     };
