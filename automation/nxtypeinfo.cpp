@@ -189,7 +189,7 @@ HRESULT CNXTypeInfoHolder::Invoke(IDispatch* p, DISPID dispidMember, REFIID riid
         if (pdispparams->cArgs > member->parameters) {
             return DISP_E_BADPARAMCOUNT;
         }
-        Place places[mostParameters + 1] = {}; // the last one is the result's
+        Places places = {};
         if (ReadArguments(*member, wFlags, *pdispparams, places)) {
             return Call(p, *member, places, pvarResult, pexcepinfo);
         }
@@ -199,7 +199,7 @@ HRESULT CNXTypeInfoHolder::Invoke(IDispatch* p, DISPID dispidMember, REFIID riid
 }
 
 bool CNXTypeInfoHolder::ReadArguments(const Member& member, WORD flags, const DISPPARAMS& given,
-                                      Place* places) noexcept {
+                                      Places& places) noexcept {
     const bool isPut = member.kind == DISPATCH_PROPERTYPUT;
     if (!member.direct || given.cArgs != member.parameters || given.cNamedArgs != (isPut ? 1 : 0) ||
         (isPut && (flags != DISPATCH_PROPERTYPUT || given.rgdispidNamedArgs[0] != DISPID_PROPERTYPUT))) {
@@ -213,7 +213,7 @@ bool CNXTypeInfoHolder::ReadArguments(const Member& member, WORD flags, const DI
     return true;
 }
 
-HRESULT CNXTypeInfoHolder::Call(IDispatch* p, const Member& member, Place* places, VARIANT* pvarResult,
+HRESULT CNXTypeInfoHolder::Call(IDispatch* p, const Member& member, Places places, VARIANT* pvarResult,
                                 EXCEPINFO* pexcepinfo) {
     VARIANT result;
     VariantInit(&result);

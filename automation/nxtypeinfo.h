@@ -1,6 +1,7 @@
 /// Type information of the automation interfaces.
 #pragma once
 
+#include <array>
 #include <memory>
 
 #include <atlcom.h>
@@ -41,10 +42,13 @@ class CNXTypeInfoHolder : public CComTypeInfoHolder {
     /// An argument as calls pass it: on this platform each has a place of 8 bytes, whatever its type.
     using Place = INT_PTR;
 
+    /// Those of a call's arguments and, behind them, of its result.
+    using Places = std::array<Place, mostParameters + 1>;
+
     /// Reads the arguments of a call. False if not all are there, or one is not for the short way.
-    static bool ReadArguments(const Member& member, WORD flags, const DISPPARAMS& given, Place* places) noexcept;
+    static bool ReadArguments(const Member& member, WORD flags, const DISPPARAMS& given, Places& places) noexcept;
     /// Calls a direct member.
-    static HRESULT Call(IDispatch* p, const Member& member, Place* places, VARIANT* pvarResult, EXCEPINFO* pexcepinfo);
+    static HRESULT Call(IDispatch* p, const Member& member, Places places, VARIANT* pvarResult, EXCEPINFO* pexcepinfo);
 
     /// Makes m_members, at the first call.
     HRESULT EnsureMembers() noexcept;

@@ -1,9 +1,11 @@
 /// Tokens and lists of strings, each beside its floor: the same work with nothing but BSTRs in a plain array.
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cwchar>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include <nuvolex.h>
@@ -55,10 +57,11 @@ _bstr_t TokenText(std::size_t count) {
     return text;
 }
 
-void SplitPlain(std::wstring_view value, PlainList& tokens) {
+/// Calls `add` with each token.
+template <class Add> void SplitPlain(std::wstring_view value, Add add) {
     for (const wchar_t *token = value.data(), *const end = token + value.size();;) {
         const wchar_t* const tokenEnd = std::find(token, end, separator);
-        tokens.Add({token, tokenEnd});
+        add(std::wstring_view(token, tokenEnd));
         if (tokenEnd == end) {
             return;
         }
@@ -110,8 +113,27 @@ Round PutValue(std::size_t count) {
 Round SplitFloor(std::size_t count) {
     return [value = TokenText(count), count] {
         PlainList tokens;
-        const Nanoseconds time = Time([&] { SplitPlain(View(value), tokens); });
+        const Nanoseconds time =
+            Time([&] { SplitPlain(View(value), [&](std::wstring_view token) { tokens.Add(token); }); });
         Check(tokens.Texts().size() == count && View(value).ends_with(View(tokens.Texts().back())));
+        return time;
+    };
+}
+
+/// The same, and a block of memory for each token, as large as the record that counts the references to a text: what a
+/// token costs at least that is a string of the library.
+Round SplitRecordsFloor(std::size_t count) {
+    using Record = std::array<char, 24>;
+    return [value = TokenText(count), count] {
+        PlainList tokens;
+        std::vector<std::unique_ptr<Record>> records;
+        const Nanoseconds time = Time([&] {
+            SplitPlain(View(value), [&](std::wstring_view token) {
+                tokens.Add(token);
+                records.push_back(std::make_unique<Record>());
+            });
+        });
+        Check(tokens.Texts().size() == count && records.size() == count);
         return time;
     };
 }
@@ -131,7 +153,7 @@ Round GetValue(std::size_t count) {
 Round JoinFloor(std::size_t count) {
     const _bstr_t value = TokenText(count);
     const auto tokens = std::make_shared<PlainList>();
-    SplitPlain(View(value), *tokens);
+    SplitPlain(View(value), [&](std::wstring_view token) { tokens->Add(token); });
     return [tokens, value] {
         _bstr_t joined;
         const Nanoseconds time = Time([&] { joined = JoinPlain(*tokens); });
@@ -241,6 +263,8 @@ Round MidFloor(std::size_t count) {
 std::vector<Case> TextCases() {
     return {
         {"tokens.Value.put", "scan, one SysAllocStringLen a token", PutValue, SplitFloor, 2.0, 100'000},
+        {"tokens.Value.put.rec", "the same, and 24 bytes of memory a token", PutValue, SplitRecordsFloor, std::nullopt,
+         100'000},
         {"tokens.Value.get", "one SysAllocStringLen, one copy a token", GetValue, JoinFloor, 1.5, 100'000},
         {"string.Mid", "one SysAllocStringLen of 100 characters", Mid, MidFloor, 1.3, 10'000},
     };
