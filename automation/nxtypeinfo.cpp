@@ -48,7 +48,7 @@ HRESULT GiveResult(VARTYPE type, VARIANT& result, VARIANT* pvarResult) noexcept 
         }
     } else if (type != VT_VOID) {
         if (type == VT_BSTR && V_BSTR(&result) == nullptr) {
-            // To script engines a null BSTR is not always a text. The platform's dispatcher spares them it, too.
+            // To script engines a null BSTR is not always a text. Wine's dispatcher spares them it, too.
             V_BSTR(&result) = SysAllocStringLen(nullptr, 0);
             if (V_BSTR(&result) == nullptr) {
                 return E_OUTOFMEMORY;
@@ -215,8 +215,7 @@ bool CNXTypeInfoHolder::ReadArguments(const Member& member, WORD flags, const DI
 
 HRESULT CNXTypeInfoHolder::Call(IDispatch* p, const Member& member, Places places, VARIANT* pvarResult,
                                 EXCEPINFO* pexcepinfo) {
-    VARIANT result;
-    VariantInit(&result);
+    VARIANT result = {}; // its value too: a member that fails leaves it as it is
     places[member.parameters] = reinterpret_cast<Place>(&V_I8(&result));
 
     // Places that a member has no parameter for do no harm: the caller clears them away.

@@ -46,7 +46,7 @@ bool CNKFileStream::Reopen(bool binary) {
 
 void CNKFileStream::Close() noexcept {
     m_file.Close();
-    m_outgoing = {};
+    std::string().swap(m_outgoing); // its memory goes too
     ResetFlags();
 }
 
