@@ -98,12 +98,14 @@ constexpr std::string_view linesOfFile = "first\r\nsecond\r\n";
 
 /// What a call can touch: the object, and others that it may be given.
 struct World {
+    explicit World(const std::wstring& file) : path(file) {}
+
     const std::wstring& path; ///< of a file with linesOfFile
     Bstr text{L"two"};        ///< in a variant collection, which does not own it
-    Foreign foreign = {};
-    CComPtr<INXTokenString> tokens = {};
-    CComPtr<INXFileStream> stream = {};
-    CComPtr<IDispatch> object = {};
+    Foreign foreign;
+    CComPtr<INXTokenString> tokens;
+    CComPtr<INXFileStream> stream;
+    CComPtr<IDispatch> object;
 };
 
 /// Writes down what can be seen of values and objects, without a trace of where in memory they are.
