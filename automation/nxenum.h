@@ -1,10 +1,11 @@
 /// Enumerators of the collection classes.
 #pragma once
 
+#include <vector>
+
 #include <atlcom.h>
 
 #include "automation/exceptions.h"
-#include "automation/interfacelist.h"
 
 /// Copies a core string into a VT_BSTR that the caller owns; a null string gives a null BSTR.
 template <class String> class _CopyVARIANTFromString {
@@ -46,6 +47,8 @@ using CNXEnum = CComEnumOnSTL<IEnumVARIANT, &IID_IEnumVARIANT, VARIANT, Copy, Co
 
 /// Walks a container of core strings; elements are VT_BSTR.
 template <class Container> using CNXStringEnum = CNXEnum<_CopyVARIANTFromString<CNKString>, Container>;
+/// A list of automation objects: one counted reference per entry, null allowed.
+template <class Interface> using CNXInterfaceList = std::vector<CAdapt<CComPtr<Interface>>>;
 /// Walks a list of automation objects; elements are VT_DISPATCH, the same objects.
 template <class Interface>
 using CNXInterfaceEnum = CNXEnum<_CopyVARIANTFromInterface<CAdapt<CComPtr<Interface>>>, CNXInterfaceList<Interface>>;

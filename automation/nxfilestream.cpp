@@ -1,18 +1,25 @@
 #include "automation/nxfilestream.h"
 
-namespace {
-
-VARIANT_BOOL VariantBool(bool value) noexcept {
-    return value ? VARIANT_TRUE : VARIANT_FALSE;
+std::span<const CNXMember> CNXFileStream::Members() noexcept {
+    static constexpr CNXMember members[] = {
+        NXMethod<&CNXFileStream::Clear>(0x60020000, L"Clear"),
+        NXMethod<&CNXFileStream::Close>(0x60020001, L"Close"),
+        NXMethod<&CNXFileStream::Flush>(0x60020002, L"Flush"),
+        NXMethod<&CNXFileStream::IsCommentLine>(0x60020003, L"IsCommentLine", L"line"),
+        NXMethod<&CNXFileStream::IsEOF>(0x60020004, L"IsEOF"),
+        NXMethod<&CNXFileStream::IsOpen>(0x60020005, L"IsOpen"),
+        NXMethod<&CNXFileStream::CopyNextLine>(0x60020006, L"ReadNextLine"), // the vtable's lends
+        NXMethod<&CNXFileStream::Open>(0x60020007, L"Open", L"fileName", L"binary"),
+        NXMethod<&CNXFileStream::UngetLine>(0x60020008, L"UngetLine"),
+        NXMethod<&CNXFileStream::WriteLine>(0x60020009, L"WriteLine", L"line"),
+        NXGet<&CNXFileStream::get_fileName>(0x6002000A, L"fileName"),
+    };
+    return members;
 }
 
-} // namespace
-
 HRESULT CNXFileStream::Clear() {
-    return RunMember([&] {
-        m_stream.Clear();
-        return S_OK;
-    });
+    m_stream.Clear();
+    return S_OK;
 }
 
 HRESULT CNXFileStream::Close() {
@@ -26,10 +33,8 @@ HRESULT CNXFileStream::Flush(VARIANT_BOOL* pbFlushed) {
 }
 
 HRESULT CNXFileStream::IsCommentLine(BSTR line, VARIANT_BOOL* pbComment) {
-    return RunMember([&] {
-        *pbComment = VariantBool(CNKFileStream::IsCommentLine(line));
-        return S_OK;
-    });
+    *pbComment = VariantBool(CNKFileStream::IsCommentLine(line));
+    return S_OK;
 }
 
 HRESULT CNXFileStream::IsEOF(VARIANT_BOOL* pbEOF) {
@@ -43,22 +48,17 @@ HRESULT CNXFileStream::IsOpen(VARIANT_BOOL* pbOpen) {
 }
 
 HRESULT CNXFileStream::ReadNextLine(BSTR* pbsLine) {
-    const bool lateBound = IsCalledLateBound();
-    return RunMember([&] {
-        const CNKString& line = m_stream.ReadNextLine();
-        if (lateBound) {
-            return CopyText(line, pbsLine);
-        }
-        *pbsLine = line;
-        return S_OK;
-    });
+    *pbsLine = m_stream.ReadNextLine();
+    return S_OK;
+}
+
+HRESULT CNXFileStream::CopyNextLine(BSTR* pbsLine) {
+    return CopyText(m_stream.ReadNextLine(), pbsLine);
 }
 
 HRESULT CNXFileStream::Open(BSTR fileName, VARIANT_BOOL binary, VARIANT_BOOL* pbOpen) {
-    return RunMember([&] {
-        *pbOpen = VariantBool(m_stream.Open(fileName, binary != VARIANT_FALSE));
-        return S_OK;
-    });
+    *pbOpen = VariantBool(m_stream.Open(fileName, binary != VARIANT_FALSE));
+    return S_OK;
 }
 
 HRESULT CNXFileStream::UngetLine(VARIANT_BOOL* pbMoved) {
@@ -67,10 +67,8 @@ HRESULT CNXFileStream::UngetLine(VARIANT_BOOL* pbMoved) {
 }
 
 HRESULT CNXFileStream::WriteLine(BSTR line, VARIANT_BOOL* pbWritten) {
-    return RunMember([&] {
-        *pbWritten = VariantBool(m_stream.WriteLine(static_cast<const wchar_t*>(line)));
-        return S_OK;
-    });
+    *pbWritten = VariantBool(m_stream.WriteLine(static_cast<const wchar_t*>(line)));
+    return S_OK;
 }
 
 HRESULT CNXFileStream::get_fileName(BSTR* pVal) {

@@ -9,16 +9,10 @@
 ///
 /// No member returns an error or tests its out-pointer. Booleans are VARIANT_TRUE or VARIANT_FALSE. BSTR arguments stay
 /// the caller's and count up to their first NUL. When memory runs out, fileName returns E_OUTOFMEMORY, and the others
-/// raise the exception (called late-bound, Invoke returns its HRESULT).
+/// raise the exception (late-bound, Invoke returns its HRESULT).
 class CNXFileStream : public CNXObject<CNXFileStream, INXFileStream, &CLSID_NXFileStream, &IID_INXFileStream> {
   public:
-    // clang-format off
-    BEGIN_COM_MAP(CNXFileStream)
-        COM_INTERFACE_ENTRY(INXFileStream)
-        COM_INTERFACE_ENTRY(IDispatch)
-        COM_INTERFACE_ENTRY(ISupportErrorInfo)
-    END_COM_MAP()
-    // clang-format on
+    static std::span<const CNXMember> Members() noexcept; ///< for late-bound callers
 
     /// Empties the file on disk, or creates it, and leaves the stream closed.
     HRESULT STDMETHODCALLTYPE Clear() override;
@@ -30,10 +24,12 @@ class CNXFileStream : public CNXObject<CNXFileStream, INXFileStream, &CLSID_NXFi
     /// True when closed.
     HRESULT STDMETHODCALLTYPE IsEOF(VARIANT_BOOL* pbEOF) override;
     HRESULT STDMETHODCALLTYPE IsOpen(VARIANT_BOOL* pbOpen) override;
-    /// Reads a line. Through the vtable *pbsLine is the stream's own string: not to be freed, and good until the
-    /// stream's next call that reads, opens or clears, or its end. When closed or at the end of the file it is the same
-    /// one again; null before the first read. A late-bound caller frees whatever it is given and so gets a copy.
+    /// Reads a line. *pbsLine is the stream's own string: not to be freed, and valid until the stream's next call that
+    /// reads, opens or clears, or its end. When closed or at the end of the file it is the same one again; null before
+    /// the first read.
     HRESULT STDMETHODCALLTYPE ReadNextLine(BSTR* pbsLine) override;
+    /// ReadNextLine for late-bound callers, which free what they receive: the caller owns *pbsLine.
+    HRESULT CopyNextLine(BSTR* pbsLine);
     /// Opens an existing file, in binary mode when `binary` is not zero. The name is stored even when that fails.
     HRESULT STDMETHODCALLTYPE Open(BSTR fileName, VARIANT_BOOL binary, VARIANT_BOOL* pbOpen) override;
     /// Steps back over the line read last. False when the position was not moved.

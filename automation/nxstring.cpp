@@ -10,13 +10,27 @@ std::size_t Extent(int value) noexcept {
 
 } // namespace
 
+std::span<const CNXMember> CNXString::Members() noexcept {
+    static constexpr CNXMember members[] = {
+        NXMethod<&CNXString::TrimLeft>(0x60020000, L"TrimLeft"),
+        NXMethod<&CNXString::TrimRight>(0x60020001, L"TrimRight"),
+        NXMethod<&CNXString::Trim>(0x60020002, L"Trim"),
+        NXMethod<&CNXString::Left>(0x60020003, L"Left", L"nLength"),
+        NXMethod<&CNXString::Right>(0x60020004, L"Right", L"nLength"),
+        NXMethod<&CNXString::Mid>(0x60020005, L"Mid", L"nStart", L"nLength"),
+        NXMethod<&CNXString::Clear>(0x60020006, L"Clear"),
+        NXGet<&CNXString::get_Value>(0x60020007, L"Value"),
+        NXPut<&CNXString::put_Value>(0x60020007, L"Value"),
+        NXGet<&CNXString::get_Length>(0x60020009, L"Length"),
+    };
+    return members;
+}
+
 template <auto trim> HRESULT CNXString::TrimWith(int* pnCount) {
-    return RunMember([&] {
-        const std::size_t before = m_text.GetLength();
-        (m_text.*trim)();
-        *pnCount = static_cast<int>(before - m_text.GetLength());
-        return S_OK;
-    });
+    const std::size_t before = m_text.GetLength();
+    (m_text.*trim)();
+    *pnCount = static_cast<int>(before - m_text.GetLength());
+    return S_OK;
 }
 
 HRESULT CNXString::TrimLeft(int* pnCount) {
@@ -32,25 +46,19 @@ HRESULT CNXString::Trim(int* pnCount) {
 }
 
 HRESULT CNXString::Left(int nLength, BSTR* pbsPart) {
-    return RunMember([&] {
-        *pbsPart = m_text.CopyMid(0, Extent(nLength));
-        return S_OK;
-    });
+    *pbsPart = m_text.CopyMid(0, Extent(nLength));
+    return S_OK;
 }
 
 HRESULT CNXString::Right(int nLength, BSTR* pbsPart) {
-    return RunMember([&] {
-        // Of fewer units than that, the difference wraps round to a start beyond the end.
-        *pbsPart = m_text.CopyMid(m_text.GetLength() - Extent(nLength), Extent(nLength));
-        return S_OK;
-    });
+    // Of fewer units than that, the difference wraps round to a start beyond the end.
+    *pbsPart = m_text.CopyMid(m_text.GetLength() - Extent(nLength), Extent(nLength));
+    return S_OK;
 }
 
 HRESULT CNXString::Mid(int nStart, int nLength, BSTR* pbsPart) {
-    return RunMember([&] {
-        *pbsPart = m_text.CopyMid(Extent(nStart), Extent(nLength));
-        return S_OK;
-    });
+    *pbsPart = m_text.CopyMid(Extent(nStart), Extent(nLength));
+    return S_OK;
 }
 
 HRESULT CNXString::Clear() {
@@ -63,10 +71,8 @@ HRESULT CNXString::get_Value(BSTR* pVal) {
 }
 
 HRESULT CNXString::put_Value(BSTR newVal) {
-    return RunMember([&] {
-        m_text = newVal;
-        return S_OK;
-    });
+    m_text = newVal;
+    return S_OK;
 }
 
 HRESULT CNXString::get_Length(long* pVal) {

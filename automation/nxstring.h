@@ -11,13 +11,7 @@
 /// returns it as E_OUTOFMEMORY, every other member raises it as _com_error (called late-bound, Invoke returns it).
 class CNXString : public CNXObject<CNXString, INXString, &CLSID_NXString, &IID_INXString> {
   public:
-    // clang-format off
-    BEGIN_COM_MAP(CNXString)
-        COM_INTERFACE_ENTRY(INXString)
-        COM_INTERFACE_ENTRY(IDispatch)
-        COM_INTERFACE_ENTRY(ISupportErrorInfo)
-    END_COM_MAP()
-    // clang-format on
+    static std::span<const CNXMember> Members() noexcept; ///< for late-bound callers
 
     /// Remove white space at the start, at the end, or both; *pnCount receives the number of code units removed. Text
     /// that is all white space becomes a zero-length one; a null string stays null.

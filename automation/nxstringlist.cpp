@@ -2,6 +2,21 @@
 
 #include "automation/nxenum.h"
 
+std::span<const CNXMember> CNXStringList::Members() noexcept {
+    static constexpr CNXMember members[] = {
+        NXGet<&CNXStringList::get_Item>(0x60020000, L"Item", L"index"),
+        NXPut<&CNXStringList::put_Item>(0x60020000, L"Item", L"index"),
+        NXGet<&CNXStringList::get_New>(0x60020002, L"New"),
+        NXPut<&CNXStringList::put_New>(0x60020002, L"New"),
+        NXMethod<&CNXStringList::Remove>(0x60020004, L"Remove", L"index"),
+        NXGet<&CNXStringList::get_Count>(0x60020005, L"Count"),
+        NXGet<&CNXStringList::get__Item>(DISPID_VALUE, L"_Item", L"n"),
+        NXGet<&CNXStringList::get__NewEnum>(DISPID_NEWENUM, L"_NewEnum"),
+        NXMethod<&CNXStringList::Add>(1, L"Add", L"String"),
+    };
+    return members;
+}
+
 HRESULT CNXStringList::get_Item(int index, BSTR* pVal) {
     if (!IsIndexOf(index, m_strings)) {
         return ReportIndexError();
@@ -16,10 +31,8 @@ HRESULT CNXStringList::put_Item(int index, BSTR newVal) {
     if (!IsIndexOf(index, m_strings)) {
         return ReportIndexError();
     }
-    return RunMember([&] {
-        m_strings[static_cast<std::size_t>(index)] = newVal;
-        return S_OK;
-    });
+    m_strings[static_cast<std::size_t>(index)] = newVal;
+    return S_OK;
 }
 
 HRESULT CNXStringList::get_New(BSTR* pVal) {
@@ -53,8 +66,6 @@ HRESULT CNXStringList::get__NewEnum(IUnknown** ppEnum) {
 }
 
 HRESULT CNXStringList::Add(BSTR String) {
-    return RunMember([&] {
-        m_strings.emplace_back(static_cast<const wchar_t*>(String));
-        return S_OK;
-    });
+    m_strings.emplace_back(static_cast<const wchar_t*>(String));
+    return S_OK;
 }

@@ -8,16 +8,10 @@
 ///
 /// An index outside the list is refused with E_FAIL and the error record "Index out of bounds!"; the list is then
 /// unchanged. No member tests its out-pointer. When memory runs out, reading a string returns E_OUTOFMEMORY; every
-/// other member raises the exception (called late-bound, Invoke returns its HRESULT).
+/// other member raises the exception (late-bound, Invoke returns its HRESULT).
 class CNXStringList : public CNXObject<CNXStringList, INXStringList, &CLSID_NXStringList, &IID_INXStringList> {
   public:
-    // clang-format off
-    BEGIN_COM_MAP(CNXStringList)
-        COM_INTERFACE_ENTRY(INXStringList)
-        COM_INTERFACE_ENTRY(IDispatch)
-        COM_INTERFACE_ENTRY(ISupportErrorInfo)
-    END_COM_MAP()
-    // clang-format on
+    static std::span<const CNXMember> Members() noexcept; ///< for late-bound callers
 
     /// A copy of string `index`, which the caller owns; null for a null string.
     HRESULT STDMETHODCALLTYPE get_Item(int index, BSTR* pVal) override;

@@ -2,15 +2,29 @@
 
 #include "automation/nxenum.h"
 
+std::span<const CNXMember> CNXTokenString::Members() noexcept {
+    static constexpr CNXMember members[] = {
+        NXGet<&CNXTokenString::get_Value>(0x60020000, L"Value"),
+        NXPut<&CNXTokenString::put_Value>(0x60020000, L"Value"),
+        NXGet<&CNXTokenString::get_Separator>(0x60020002, L"Separator"),
+        NXPut<&CNXTokenString::put_Separator>(0x60020002, L"Separator"),
+        NXGet<&CNXTokenString::get_MultiCharacter>(0x60020004, L"MultiCharacter"),
+        NXPut<&CNXTokenString::put_MultiCharacter>(0x60020004, L"MultiCharacter"),
+        NXMethod<&CNXTokenString::Add>(0x60020006, L"Add", L"Item"),
+        NXGet<&CNXTokenString::get_Count>(0x60020007, L"Count"),
+        NXGet<&CNXTokenString::get_Token>(DISPID_VALUE, L"Token", L"n"),
+        NXGet<&CNXTokenString::get__NewEnum>(DISPID_NEWENUM, L"_NewEnum"),
+    };
+    return members;
+}
+
 HRESULT CNXTokenString::get_Value(BSTR* pVal) {
-    return RunMember([&] { return HandOver(m_tokens.GetValue(), pVal); });
+    return HandOver(m_tokens.GetValue(), pVal);
 }
 
 HRESULT CNXTokenString::put_Value(BSTR newVal) {
-    return RunMember([&] {
-        m_tokens.SetValue(newVal);
-        return S_OK;
-    });
+    m_tokens.SetValue(newVal);
+    return S_OK;
 }
 
 HRESULT CNXTokenString::get_Separator(BSTR* pVal) {
@@ -18,29 +32,23 @@ HRESULT CNXTokenString::get_Separator(BSTR* pVal) {
 }
 
 HRESULT CNXTokenString::put_Separator(BSTR newVal) {
-    return RunMember([&] {
-        m_tokens.SetSeparator(newVal, false);
-        return S_OK;
-    });
+    m_tokens.SetSeparator(newVal, false);
+    return S_OK;
 }
 
 HRESULT CNXTokenString::get_MultiCharacter(VARIANT_BOOL* pVal) {
-    *pVal = m_tokens.GetMultiCharacter() ? VARIANT_TRUE : VARIANT_FALSE;
+    *pVal = VariantBool(m_tokens.GetMultiCharacter());
     return S_OK;
 }
 
 HRESULT CNXTokenString::put_MultiCharacter(VARIANT_BOOL newVal) {
-    return RunMember([&] {
-        m_tokens.SetMultiCharacter(newVal == VARIANT_TRUE);
-        return S_OK;
-    });
+    m_tokens.SetMultiCharacter(newVal == VARIANT_TRUE);
+    return S_OK;
 }
 
 HRESULT CNXTokenString::Add(BSTR Item) {
-    return RunMember([&] {
-        m_tokens.Add(Item);
-        return S_OK;
-    });
+    m_tokens.Add(Item);
+    return S_OK;
 }
 
 HRESULT CNXTokenString::get_Count(long* pVal) {

@@ -12,13 +12,7 @@
 /// returns its HRESULT), unless only the result's copy failed: that is E_OUTOFMEMORY.
 class CNXTokenString : public CNXObject<CNXTokenString, INXTokenString, &CLSID_NXTokenString, &IID_INXTokenString> {
   public:
-    // clang-format off
-    BEGIN_COM_MAP(CNXTokenString)
-        COM_INTERFACE_ENTRY(INXTokenString)
-        COM_INTERFACE_ENTRY(IDispatch)
-        COM_INTERFACE_ENTRY(ISupportErrorInfo)
-    END_COM_MAP()
-    // clang-format on
+    static std::span<const CNXMember> Members() noexcept; ///< for late-bound callers
 
     /// The tokens joined; null without tokens.
     HRESULT STDMETHODCALLTYPE get_Value(BSTR* pVal) override;

@@ -8,13 +8,7 @@
 class CNXTokenStringList : public CNXObjectList<CNXTokenStringList, INXTokenStringList, &CLSID_NXTokenStringList,
                                                 &IID_INXTokenStringList, CNXTokenString, INXTokenString> {
   public:
-    // clang-format off
-    BEGIN_COM_MAP(CNXTokenStringList)
-        COM_INTERFACE_ENTRY(IDispatch)
-        COM_INTERFACE_ENTRY(INXTokenStringList)
-        COM_INTERFACE_ENTRY(ISupportErrorInfo)
-    END_COM_MAP()
-    // clang-format on
+    static std::span<const CNXMember> Members() noexcept; ///< for late-bound callers
 
     /// Replaces entry `index`. Index Count appends.
     HRESULT STDMETHODCALLTYPE put_Item(long index, INXTokenString* newVal) override;
@@ -23,9 +17,11 @@ class CNXTokenStringList : public CNXObjectList<CNXTokenStringList, INXTokenStri
 
     /// As get_Item, but a bad index leaves no error record.
     HRESULT STDMETHODCALLTYPE get__Item(long n, INXTokenString** pVal) override;
+    /// get__Item for late-bound callers, which would take the record of an earlier failure for this one's: that goes.
+    HRESULT GetItemUndescribed(long n, INXTokenString** pVal);
 
-    /// Creates a token string and appends it. Through the vtable *pVal receives a pointer without a reference of its
-    /// own, good as long as the entry is there; a late-bound caller releases whatever it is given and so gets a
-    /// reference. pVal may be null. If the object cannot be created, *pVal is null and the list unchanged.
+    /// Creates a token string and appends it. *pVal receives a pointer without a reference of its own, valid as long as
+    /// the entry is there; pVal may be null. If the object cannot be created, *pVal is null and the list unchanged.
+    /// Late-bound callers, which release what they receive, get a reference: AppendNew.
     HRESULT STDMETHODCALLTYPE AddNew(INXTokenString** pVal) override;
 };

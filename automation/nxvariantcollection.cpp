@@ -1,22 +1,31 @@
 #include "automation/nxvariantcollection.h"
 
+std::span<const CNXMember> CNXVariantCollection::Members() noexcept {
+    static constexpr CNXMember members[] = {
+        // the vtable's does not own what it adds
+        NXMethod<&CNXVariantCollection::AddOwned>(0x60020000, L"Add", L"Item", NXOptional(L"Position")),
+        NXMethod<&CNXVariantCollection::Remove>(0x60020001, L"Remove", NXOptional(L"index")),
+        NXGet<&CNXVariantCollection::get_Count>(0x60020002, L"Count"),
+        NXGet<&CNXVariantCollection::get_Item>(DISPID_VALUE, L"Item", L"index"),
+        NXGet<&CNXVariantCollection::get__NewEnum>(DISPID_NEWENUM, L"_NewEnum"),
+    };
+    return members;
+}
+
 HRESULT CNXVariantCollection::Add(VARIANT Item, long Position) {
-    const bool lateBound = IsCalledLateBound();
-    return RunMember([&] {
-        CNXVariantElement element(Item);
-        if (lateBound) {
-            const HRESULT hr = element.MakeOwn();
-            if (FAILED(hr)) {
-                return hr;
-            }
-        }
-        // Only now: what the copy ran may have changed the collection.
-        if (Position != 0 && !IsNumber(Position)) {
-            return Error(L"Position invalid!", IID_INXVariantCollection, E_FAIL);
-        }
-        m_elements.insert(Position == 0 ? m_elements.end() : Place(Position), std::move(element));
-        return S_OK;
-    });
+    return Insert(CNXVariantElement(Item), Position);
+}
+
+HRESULT CNXVariantCollection::AddOwned(CNXVariant&& Item, long Position) {
+    return Insert(CNXVariantElement(std::move(Item)), Position);
+}
+
+HRESULT CNXVariantCollection::Insert(CNXVariantElement&& element, long position) {
+    if (position != 0 && !IsNumber(position)) {
+        return Error(L"Position invalid!", IID_INXVariantCollection, E_FAIL);
+    }
+    m_elements.insert(position == 0 ? m_elements.end() : Place(position), std::move(element));
+    return S_OK;
 }
 
 HRESULT CNXVariantCollection::Remove(long index) {
@@ -29,12 +38,10 @@ HRESULT CNXVariantCollection::Remove(long index) {
     if (!IsNumber(index)) {
         return ReportIndexError();
     }
-    return RunMember([&] {
-        // Its destruction may call back, so it ends when the collection is in order again.
-        const CNXVariantElement removed = std::move(*Place(index));
-        m_elements.erase(Place(index));
-        return S_OK;
-    });
+    // Its destruction may call back, so it ends when the collection is in order again.
+    const CNXVariantElement removed = std::move(*Place(index));
+    m_elements.erase(Place(index));
+    return S_OK;
 }
 
 HRESULT CNXVariantCollection::get_Count(long* pVal) {

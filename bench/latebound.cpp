@@ -1,7 +1,9 @@
 /// Late-bound calls, as scripts make them: a string list beside Scripting.Dictionary.
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <iterator>
+#include <optional>
 #include <utility>
 
 #include "bench/automation.h"
@@ -129,6 +131,83 @@ Side Add(const Collection& collection) {
     };
 }
 
+/// Reads the second string of a list by an index of any type.
+Side ItemAt(const _variant_t& index) {
+    return [index](std::size_t calls) {
+        const Call item(Filled(list, fewStrings), L"Item", valueFlags);
+        const Arguments arguments = {index};
+        Check(AreEqual(item.Value(arguments), Text(1)));
+        return Read(item, {arguments}, calls);
+    };
+}
+
+/// Adds a value of any type to a new list, again and again; the list holds it as this string.
+Side AddOf(const _variant_t& value, const _variant_t& string) {
+    return [=](std::size_t count) {
+        return [=] {
+            const auto object = Create(list.progId);
+            const Call add(object, L"Add", DISPATCH_METHOD);
+            Arguments arguments = {value};
+            const Nanoseconds time = Time([&] {
+                for (std::size_t i = 0; i < count; ++i) {
+                    add(arguments);
+                }
+            });
+            CheckCount(object, count);
+            Check(AreEqual(Call(object, L"Item", valueFlags).Value({static_cast<long>(count - 1)}), string));
+            return time;
+        };
+    };
+}
+
+/// Converts a value with VariantChangeTypeEx to the type of `expected`, again and again into the same variable.
+Side Convert(const _variant_t& value, const _variant_t& expected) {
+    return [=](std::size_t count) {
+        return [=] {
+            const LCID locale = GetUserDefaultLCID();
+            _variant_t source = value;
+            _variant_t converted;
+            const Nanoseconds time = Time([&] {
+                for (std::size_t i = 0; i < count; ++i) {
+                    Check(VariantChangeTypeEx(&converted, &source, locale, 0, V_VT(&expected)));
+                }
+            });
+            Check(AreEqual(converted, expected)); // the types too
+            return time;
+        };
+    };
+}
+
+/// The time of `one` plus `factor` times that of `other`; each round measures both.
+Side Sum(const Side& one, double factor, const Side& other) {
+    return [=](std::size_t elements) {
+        return [factor, one = one(elements), other = other(elements)] {
+            const Nanoseconds time = one();
+            return time + factor * other();
+        };
+    };
+}
+
+/// A call that must convert its argument, beside the same call with nothing to convert and 1.5 times the conversion by
+/// itself; then what the conversion adds to the call, beside the conversion by itself.
+std::vector<Case> ConversionCases() {
+    constexpr std::size_t calls = 10'000;
+    const Side item = ItemAt(1.0);
+    const Side directItem = ItemAt(1L);
+    const Side toIndex = Convert(1.0, 1L);
+    const Side add = AddOf(42L, L"42");
+    const Side directAdd = AddOf(L"42", L"42");
+    const Side toText = Convert(42L, L"42");
+    return {
+        {"list.Item(1.0)", "Item(1) + 1.5 * VariantChangeTypeEx", item, Sum(directItem, 1.5, toIndex), 1.0, calls},
+        {"list.Item(1.0)-Item", "VariantChangeTypeEx; ours: Item(1.0) - Item(1)", Sum(item, -1, directItem), toIndex,
+         std::nullopt, calls},
+        {"list.Add(42)", "Add(text) + 1.5 * VariantChangeTypeEx", add, Sum(directAdd, 1.5, toText), 1.0, calls},
+        {"list.Add(42)-Add", "VariantChangeTypeEx; ours: Add(42) - Add(text)", Sum(add, -1, directAdd), toText,
+         std::nullopt, calls},
+    };
+}
+
 Side Enumerate(const Collection& collection, std::size_t batch) {
     return [collection, batch](std::size_t count) {
         return [object = Filled(collection, count), batch, count] {
@@ -145,15 +224,17 @@ Side Enumerate(const Collection& collection, std::size_t batch) {
 std::vector<Case> LateBoundCases() {
     constexpr std::size_t calls = 10'000;
     constexpr std::size_t many = 100'000;
-    return {
-        {"list.Count", "Dictionary.Count", Count(list), Count(dictionary), 0.45, calls},
-        {"list.Item", "Dictionary.Item by key", Item(list), Item(dictionary), 0.50, calls},
-        {"list.GetIDsOfNames", "the Dictionary's", GetIDsOfNames(list), GetIDsOfNames(dictionary), 0.15, calls},
+    std::vector<Case> cases = {
+        {"list.Count", "Dictionary.Count", Count(list), Count(dictionary), 0.12, calls},
+        {"list.Item", "Dictionary.Item by key", Item(list), Item(dictionary), 0.30, calls},
+        {"list.GetIDsOfNames", "the Dictionary's", GetIDsOfNames(list), GetIDsOfNames(dictionary), 0.04, calls},
         {"list.Add", "Dictionary.Add", Add(list), Add(dictionary), 0.20, many},
         {"list.Next(1)", "the Dictionary's enumerator of keys", Enumerate(list, 1), Enumerate(dictionary, 1), 1.0,
          many},
         {"list.Next(100)", "likewise", Enumerate(list, 100), Enumerate(dictionary, 100), 1.0, many},
     };
+    std::ranges::copy(ConversionCases(), std::back_inserter(cases));
+    return cases;
 }
 
 } // namespace bench

@@ -18,12 +18,12 @@ file(MAKE_DIRECTORY "${NUVOLEX_GENERATED_DIR}")
 set(widl ${WIDL} -m64 -I "${WIDL_IDL_DIR}" -L "${WIDL_TLB_DIR}")
 add_custom_command(
   OUTPUT "${NUVOLEX_GENERATED_DIR}/nuvolex.h" "${NUVOLEX_GENERATED_DIR}/nuvolex_i.c" "${NUVOLEX_TYPELIB}"
-  COMMAND ${widl} -h -o nuvolex.h "${NUVOLEX_IDL}"
-  COMMAND ${widl} -u -o nuvolex_i.c "${NUVOLEX_IDL}"
-  COMMAND ${widl} -t -o nuvolex.tlb "${NUVOLEX_IDL}"
-  COMMAND ${PERL} "${PROJECT_SOURCE_DIR}/cmake/fix-typelib-time.pl" nuvolex.tlb
+  COMMAND ${widl} -h -o "${NUVOLEX_GENERATED_DIR}/nuvolex.h" nuvolex.idl
+  COMMAND ${widl} -u -o "${NUVOLEX_GENERATED_DIR}/nuvolex_i.c" nuvolex.idl
+  COMMAND ${widl} -t -o "${NUVOLEX_TYPELIB}" nuvolex.idl
+  COMMAND ${PERL} "${PROJECT_SOURCE_DIR}/cmake/fix-typelib-time.pl" "${NUVOLEX_TYPELIB}"
   DEPENDS "${NUVOLEX_IDL}" "${PROJECT_SOURCE_DIR}/cmake/fix-typelib-time.pl"
-  WORKING_DIRECTORY "${NUVOLEX_GENERATED_DIR}"
+  WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}/module" # widl writes the path of its source into the header
   COMMENT "Compiling the automation contract"
   VERBATIM)
 

@@ -55,34 +55,6 @@ HRESULT CComTypeInfoHolder::LoadTI(ITypeInfo** ppInfo) const noexcept {
     return FAILED(hr) ? hr : own->GetTypeInfoOfGuid(*m_pguid, ppInfo);
 }
 
-HRESULT CComTypeInfoHolder::EnsureTI(ITypeInfo** ppInfo) noexcept {
-    *ppInfo = m_pInfo.load(std::memory_order_acquire);
-    if (*ppInfo != nullptr) {
-        return S_OK;
-    }
-    const CComCritSecLock lock(_Module.m_csObjMap);
-    *ppInfo = m_pInfo.load(std::memory_order_relaxed);
-    if (*ppInfo != nullptr) {
-        return S_OK;
-    }
-    HRESULT hr = LoadTI(ppInfo);
-    if (FAILED(hr)) {
-        return hr;
-    }
-    hr = _Module.AddTermFunc(&Cleanup, reinterpret_cast<DWORD_PTR>(this));
-    if (FAILED(hr)) {
-        std::exchange(*ppInfo, nullptr)->Release();
-        return hr;
-    }
-    m_pInfo.store(*ppInfo, std::memory_order_release);
-    return S_OK;
-}
-
-void WINAPI CComTypeInfoHolder::Cleanup(DWORD_PTR dw) noexcept {
-    auto* const holder = reinterpret_cast<CComTypeInfoHolder*>(dw);
-    holder->m_pInfo.exchange(nullptr)->Release();
-}
-
 HRESULT CComTypeInfoHolder::GetTypeInfo(UINT itinfo, LCID /*lcid*/, ITypeInfo** pptinfo) noexcept {
     if (pptinfo == nullptr) {
         return E_POINTER;
@@ -91,30 +63,23 @@ HRESULT CComTypeInfoHolder::GetTypeInfo(UINT itinfo, LCID /*lcid*/, ITypeInfo** 
     if (itinfo != 0) {
         return DISP_E_BADINDEX;
     }
-    ITypeInfo* info = nullptr;
-    const HRESULT hr = EnsureTI(&info);
-    if (FAILED(hr)) {
-        return hr;
+    const CComCritSecLock lock(_Module.m_csObjMap);
+    if (m_pInfo == nullptr) {
+        CComPtr<ITypeInfo> info;
+        HRESULT hr = LoadTI(&info);
+        if (SUCCEEDED(hr)) {
+            hr = _Module.AddTermFunc(&Cleanup, reinterpret_cast<DWORD_PTR>(this));
+        }
+        if (FAILED(hr)) {
+            return hr;
+        }
+        m_pInfo = info.Detach();
     }
-    info->AddRef();
-    *pptinfo = info;
+    m_pInfo->AddRef();
+    *pptinfo = m_pInfo;
     return S_OK;
 }
 
-HRESULT CComTypeInfoHolder::GetIDsOfNames(REFIID /*riid*/, LPOLESTR* rgszNames, UINT cNames, LCID /*lcid*/,
-                                          DISPID* rgdispid) noexcept {
-    if (rgszNames == nullptr || rgdispid == nullptr) {
-        return E_POINTER;
-    }
-    ITypeInfo* info = nullptr;
-    const HRESULT hr = EnsureTI(&info);
-    return FAILED(hr) ? hr : info->GetIDsOfNames(rgszNames, cNames, rgdispid);
-}
-
-HRESULT CComTypeInfoHolder::Invoke(IDispatch* p, DISPID dispidMember, REFIID /*riid*/, LCID /*lcid*/, WORD wFlags,
-                                   DISPPARAMS* pdispparams, VARIANT* pvarResult, EXCEPINFO* pexcepinfo,
-                                   UINT* puArgErr) {
-    ITypeInfo* info = nullptr;
-    const HRESULT hr = EnsureTI(&info);
-    return FAILED(hr) ? hr : info->Invoke(p, dispidMember, wFlags, pdispparams, pvarResult, pexcepinfo, puArgErr);
+void WINAPI CComTypeInfoHolder::Cleanup(DWORD_PTR dw) noexcept {
+    std::exchange(reinterpret_cast<CComTypeInfoHolder*>(dw)->m_pInfo, nullptr)->Release();
 }

@@ -72,8 +72,9 @@ template <class ThreadModel> class CComObjectRootEx : public CComObjectRootBase 
     }                                                                                                                  \
     static std::span<const _ATL_INTMAP_ENTRY> _GetEntries() noexcept {                                                 \
         static constexpr _ATL_INTMAP_ENTRY entries[] = {
-#define COM_INTERFACE_ENTRY(x)                                                                                         \
-            {&IID_##x, [](void* pThis) noexcept -> IUnknown* {                                                         \
+#define COM_INTERFACE_ENTRY(x) COM_INTERFACE_ENTRY_IID(IID_##x, x)
+#define COM_INTERFACE_ENTRY_IID(iid, x)                                                                                \
+            {&(iid), [](void* pThis) noexcept -> IUnknown* {                                                           \
                 return static_cast<x*>(static_cast<_ComMapClass*>(pThis));                                             \
             }},
 #define END_COM_MAP()                                                                                                  \
@@ -256,11 +257,9 @@ template <class T1, class T2> struct CComCreator2 {
 /// The class factory of every class. What it creates is decided by the instance creator that SetVoid hands it.
 class CComClassFactory : public IClassFactory, public CComObjectRootEx<CComMultiThreadModel> {
   public:
-    // clang-format off
     BEGIN_COM_MAP(CComClassFactory)
         COM_INTERFACE_ENTRY(IClassFactory)
     END_COM_MAP()
-    // clang-format on
 
     void SetVoid(void* pv) noexcept { m_pfnCreateInstance = reinterpret_cast<_ATL_CREATORFUNC*>(pv); }
 
@@ -317,14 +316,6 @@ class CComTypeInfoHolder {
 
     /// Answers the type information with a reference for the caller.
     HRESULT GetTypeInfo(UINT itinfo, LCID lcid, ITypeInfo** pptinfo) noexcept;
-    HRESULT GetIDsOfNames(REFIID riid, LPOLESTR* rgszNames, UINT cNames, LCID lcid, DISPID* rgdispid) noexcept;
-    /// Lets through whatever exception the member called raises.
-    HRESULT Invoke(IDispatch* p, DISPID dispidMember, REFIID riid, LCID lcid, WORD wFlags, DISPPARAMS* pdispparams,
-                   VARIANT* pvarResult, EXCEPINFO* pexcepinfo, UINT* puArgErr);
-
-  protected:
-    /// Answers the type information, which stays the holder's.
-    HRESULT EnsureTI(ITypeInfo** ppInfo) noexcept;
 
   private:
     HRESULT LoadTI(ITypeInfo** ppInfo) const noexcept;
@@ -334,12 +325,11 @@ class CComTypeInfoHolder {
     const GUID* m_plibid;
     WORD m_wMajor;
     WORD m_wMinor;
-    std::atomic<ITypeInfo*> m_pInfo = nullptr;
+    ITypeInfo* m_pInfo = nullptr; ///< guarded by the module's lock
 };
 
-/// IDispatch of the dual interface T, answered from the type library.
-template <class T, const IID* piid, const GUID* plibid, WORD wMajor, WORD wMinor, class tihclass = CComTypeInfoHolder>
-class IDispatchImpl : public T {
+/// IDispatch of the dual interface T: the part that answers from the type library. The rest is left to the class.
+template <class T, const IID* piid, const GUID* plibid, WORD wMajor, WORD wMinor> class IDispatchImpl : public T {
   public:
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* pctinfo) override {
         if (pctinfo == nullptr) {
@@ -351,18 +341,9 @@ class IDispatchImpl : public T {
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT itinfo, LCID lcid, ITypeInfo** pptinfo) override {
         return _tih.GetTypeInfo(itinfo, lcid, pptinfo);
     }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID riid, LPOLESTR* rgszNames, UINT cNames, LCID lcid,
-                                            DISPID* rgdispid) override {
-        return _tih.GetIDsOfNames(riid, rgszNames, cNames, lcid, rgdispid);
-    }
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID dispidMember, REFIID riid, LCID lcid, WORD wFlags, DISPPARAMS* pdispparams,
-                                     VARIANT* pvarResult, EXCEPINFO* pexcepinfo, UINT* puArgErr) override {
-        return _tih.Invoke(static_cast<IDispatch*>(this), dispidMember, riid, lcid, wFlags, pdispparams, pvarResult,
-                           pexcepinfo, puArgErr);
-    }
 
   private:
-    static constinit inline tihclass _tih{piid, plibid, wMajor, wMinor};
+    static constinit inline CComTypeInfoHolder _tih{piid, plibid, wMajor, wMinor};
 };
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -388,11 +369,9 @@ template <> class _Copy<VARIANT> {
 template <class Base, const IID* piid, class T, class Copy, class CollType, class ThreadModel>
 class CComEnumOnSTL : public Base, public CComObjectRootEx<ThreadModel> {
   public:
-    // clang-format off
     BEGIN_COM_MAP(CComEnumOnSTL)
-        {piid, [](void* pThis) noexcept -> IUnknown* { return static_cast<Base*>(static_cast<_ComMapClass*>(pThis)); }},
+        COM_INTERFACE_ENTRY_IID(*piid, Base)
     END_COM_MAP()
-    // clang-format on
 
     /// Starts at the first element of `collection`, which lives as long as `pUnkForRelease` has references.
     HRESULT Init(IUnknown* pUnkForRelease, const CollType& collection) noexcept {

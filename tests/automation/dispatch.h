@@ -67,7 +67,13 @@ class Variant {
     static Variant To(BSTR& variable) noexcept { return {VT_BSTR, &variable}; }
     static Variant To(Variant& variable) noexcept { return {VT_VARIANT, &variable.m_value}; }
 
-    Variant(const Variant& other) : Variant() { Require(VariantCopy(&m_value, other.Raw()), "VariantCopy"); }
+    Variant(const Variant& other) : Variant() {
+        if (other.Type() == VT_BSTR && other.Text() == nullptr) { // Wine's VariantCopy would make it a zero-length one
+            V_VT(&m_value) = VT_BSTR;
+        } else {
+            Require(VariantCopy(&m_value, other.Raw()), "VariantCopy");
+        }
+    }
     Variant(Variant&& other) noexcept : m_value(std::exchange(other.m_value, VARIANT{})) {}
     Variant& operator=(Variant other) noexcept {
         std::swap(m_value, other.m_value);

@@ -160,8 +160,8 @@ INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXFileStreamTest, ::testing::Values(Way::V
 TEST_P(NXFileStreamTest, New_IsClosedWithoutAName) {
     EXPECT_EQ(stream.IsOpen(), VARIANT_FALSE);
     EXPECT_EQ(stream.IsEOF(), VARIANT_TRUE);
-    EXPECT_TRUE(stream.IsNull(stream.FileName()));
-    EXPECT_TRUE(stream.IsNull(stream.ReadNextLine()));
+    EXPECT_NULL_BSTR(stream.FileName());
+    EXPECT_NULL_BSTR(stream.ReadNextLine());
 }
 
 TEST_P(NXFileStreamTest, Closed_DoesNothing) {
@@ -215,7 +215,7 @@ TEST_P(NXFileStreamTest, Open_OfNull_FailsAndForgetsTheName) {
     OpenWith("one");
     EXPECT_EQ(stream.Open(Bstr()), VARIANT_FALSE);
     EXPECT_EQ(stream.IsOpen(), VARIANT_FALSE);
-    EXPECT_TRUE(stream.IsNull(stream.FileName()));
+    EXPECT_NULL_BSTR(stream.FileName());
     EXPECT_TRUE(IsClosed(path));
 }
 
@@ -316,7 +316,7 @@ TEST_P(NXFileStreamTest, Clear_EmptiesTheFileAndCloses) {
     EXPECT_TRUE(IsClosed(path));
     EXPECT_EQ(stream.IsOpen(), VARIANT_FALSE);
     EXPECT_BSTR(stream.FileName(), path);
-    EXPECT_TRUE(stream.IsNull(stream.ReadNextLine()));
+    EXPECT_NULL_BSTR(stream.ReadNextLine());
 }
 
 TEST_P(NXFileStreamTest, Clear_AfterClose_EmptiesTheFileToo) {
@@ -339,7 +339,7 @@ TEST_P(NXFileStreamTest, Clear_AfterAFailedOpen_CreatesTheFile) {
 TEST_P(NXFileStreamTest, Clear_WithoutAName_DoesNothing) {
     stream.Clear();
     EXPECT_EQ(stream.IsOpen(), VARIANT_FALSE);
-    EXPECT_TRUE(stream.IsNull(stream.FileName()));
+    EXPECT_NULL_BSTR(stream.FileName());
     EXPECT_EQ(support::NamesIn(folder.Path()), Lines{});
 }
 

@@ -3,10 +3,10 @@
 #include <cstddef>
 #include <functional>
 #include <new>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include <comdef.h>
 #include <gtest/gtest.h>
@@ -45,25 +45,24 @@ template <class Base> class StringMembers : public Base {
     HRESULT STDMETHODCALLTYPE get_Length(long*) override { return member(); }
 };
 
-/// An automation class with the frame's inside opened to the test. Counts its living objects.
+/// An automation class of the test's own. Counts its living objects.
 template <const CLSID* pclsid = &CLSID_NXString>
 class Probe : public StringMembers<CNXObject<Probe<pclsid>, INXString, pclsid, &IID_INXString>> {
   public:
-    // clang-format off
-    BEGIN_COM_MAP(Probe)
-        COM_INTERFACE_ENTRY(INXString)
-        COM_INTERFACE_ENTRY(IDispatch)
-        COM_INTERFACE_ENTRY(ISupportErrorInfo)
-    END_COM_MAP()
-    // clang-format on
+    static std::span<const CNXMember> Members() noexcept {
+        static constexpr CNXMember members[] = {
+            NXMethod<&Probe::Left>(0x60020003, L"Left", L"nLength"),
+            NXMethod<&Probe::Clear>(0x60020006, L"Clear"),
+            NXGet<&Probe::get_Value>(0x60020007, L"Value"),
+            NXPut<&Probe::put_Value>(0x60020007, L"Value"),
+        };
+        return members;
+    }
 
     Probe() { ++living; }
     ~Probe() { --living; }
 
     HRESULT FinalConstruct() noexcept { return finalConstruction; }
-
-    using CNXObject<Probe<pclsid>, INXString, pclsid, &IID_INXString>::IsCalledLateBound;
-    using CNXObject<Probe<pclsid>, INXString, pclsid, &IID_INXString>::RunMember;
 
     static inline int living = 0;
     static inline HRESULT finalConstruction = S_OK;
@@ -92,116 +91,6 @@ class NXObjectTest : public ::testing::Test {
 };
 
 // ---------------------------------------------------------------------------------------------------------------------
-// The mark of a late-bound call
-
-TEST_F(NXObjectTest, LateBoundMark_IsSetDuringInvokeAndOnlyThen) {
-    bool during = false;
-    probe->member = [&] {
-        during = probe->IsCalledLateBound();
-        return S_OK;
-    };
-    EXPECT_FALSE(probe->IsCalledLateBound());
-    EXPECT_HR(lateBound.Call(L"Clear").hr, S_OK);
-    EXPECT_TRUE(during);
-    EXPECT_FALSE(probe->IsCalledLateBound());
-}
-
-TEST_F(NXObjectTest, LateBoundMark_IsNotSetThroughTheVtable) {
-    bool during = true;
-    probe->member = [&] {
-        during = probe->IsCalledLateBound();
-        return S_OK;
-    };
-    EXPECT_HR(probe->Clear(), S_OK);
-    EXPECT_FALSE(during);
-}
-
-TEST_F(NXObjectTest, LateBoundMark_SurvivesACallWithinACall) {
-    std::vector<bool> marks;
-    bool nested = false;
-    probe->member = [&] {
-        marks.push_back(probe->IsCalledLateBound());
-        if (!std::exchange(nested, true)) {
-            EXPECT_HR(lateBound.Call(L"Clear").hr, S_OK);
-            marks.push_back(probe->IsCalledLateBound());
-        }
-        return S_OK;
-    };
-    EXPECT_HR(lateBound.Call(L"Clear").hr, S_OK);
-    EXPECT_EQ(marks, (std::vector<bool>{true, true, true}));
-    EXPECT_FALSE(probe->IsCalledLateBound());
-}
-
-TEST_F(NXObjectTest, LateBoundMark_IsOffInTheBodyOfAMember) {
-    std::vector<bool> marks;
-    probe->member = [&] {
-        marks.push_back(probe->IsCalledLateBound());
-        return probe->RunMember([&] {
-            marks.push_back(probe->IsCalledLateBound());
-            return marks.size() < 3 ? probe->Clear() : S_OK; // as foreign code that calls through the vtable
-        });
-    };
-    EXPECT_HR(lateBound.Call(L"Clear").hr, S_OK);
-    EXPECT_EQ(marks, (std::vector<bool>{true, false, false, false}));
-}
-
-TEST_F(NXObjectTest, LateBoundMark_IsEachObjectsOwn) {
-    const CComPtr<ProbeObject> other = NewProbe();
-    bool otherThroughVtable = true;
-    other->member = [&] {
-        otherThroughVtable = other->IsCalledLateBound();
-        return S_OK;
-    };
-    probe->member = [&] { return other->Clear(); };
-    EXPECT_HR(lateBound.Call(L"Clear").hr, S_OK);
-    EXPECT_FALSE(otherThroughVtable);
-
-    bool otherLateBound = false;
-    bool thisThroughVtable = true;
-    other->member = [&] {
-        otherLateBound = other->IsCalledLateBound();
-        thisThroughVtable = probe->IsCalledLateBound();
-        return S_OK;
-    };
-    probe->member = [&] { return LateBound(other).Call(L"Clear").hr; };
-    EXPECT_HR(probe->Clear(), S_OK);
-    EXPECT_TRUE(otherLateBound);
-    EXPECT_FALSE(thisThroughVtable);
-}
-
-TEST_F(NXObjectTest, LateBoundMark_IsGoneAfterAnyFailure) {
-    probe->member = [] { return E_ACCESSDENIED; };
-    EXPECT_TRUE(FAILED(lateBound.Call(L"Clear").hr));
-    EXPECT_FALSE(probe->IsCalledLateBound());
-
-    EXPECT_HR(lateBound.Call(L"Left", L"not a number").hr, DISP_E_TYPEMISMATCH);
-    EXPECT_FALSE(probe->IsCalledLateBound());
-
-    probe->member = [&] { return probe->RunMember([]() -> HRESULT { throw std::bad_alloc(); }); };
-    EXPECT_HR(lateBound.Call(L"Clear").hr, E_OUTOFMEMORY);
-    EXPECT_FALSE(probe->IsCalledLateBound());
-
-    probe->member = []() -> HRESULT { throw std::bad_alloc(); };
-    EXPECT_HR(lateBound.Call(L"Clear").hr, E_OUTOFMEMORY);
-    EXPECT_FALSE(probe->IsCalledLateBound());
-}
-
-TEST_F(NXObjectTest, LateBoundMark_IsBackAfterAnInnerCallThrew) {
-    bool threw = false;
-    bool afterwards = false;
-    probe->member = [&]() -> HRESULT {
-        if (std::exchange(threw, true)) {
-            throw std::bad_alloc();
-        }
-        EXPECT_HR(lateBound.Call(L"Clear").hr, E_OUTOFMEMORY);
-        afterwards = probe->IsCalledLateBound();
-        return S_OK;
-    };
-    EXPECT_HR(lateBound.Call(L"Clear").hr, S_OK);
-    EXPECT_TRUE(afterwards);
-}
-
-// ---------------------------------------------------------------------------------------------------------------------
 // Exceptions
 
 struct Exception {
@@ -221,16 +110,6 @@ const Exception exceptions[] = {
 TEST_F(NXObjectTest, Exceptions_BecomeTheirHresult) {
     for (const Exception& exception : exceptions) {
         SCOPED_TRACE(exception.name);
-        probe->member = [&] { return probe->RunMember(exception.thrown); };
-        EXPECT_HR(lateBound.Call(L"Clear").hr, exception.hr);
-        EXPECT_HR(lateBound.Get(L"Value").hr, exception.hr);
-        EXPECT_HR(lateBound.Call(L"Left", 3).hr, exception.hr);
-    }
-}
-
-TEST_F(NXObjectTest, Exceptions_BecomeTheirHresult_AlsoOfAMemberThatForgot) {
-    for (const Exception& exception : exceptions) {
-        SCOPED_TRACE(exception.name);
         probe->member = exception.thrown;
         EXPECT_HR(lateBound.Call(L"Clear").hr, exception.hr);
         EXPECT_HR(lateBound.Get(L"Value").hr, exception.hr);
@@ -239,24 +118,12 @@ TEST_F(NXObjectTest, Exceptions_BecomeTheirHresult_AlsoOfAMemberThatForgot) {
 }
 
 TEST_F(NXObjectTest, Exceptions_ReachACallerOfTheVtable) {
-    for (const bool throughRunMember : {true, false}) {
-        probe->member = [&] {
-            const auto body = []() -> HRESULT { throw _com_error(E_OUTOFMEMORY); };
-            return throughRunMember ? probe->RunMember(body) : body();
-        };
-        HRESULT raised = S_OK;
-        try {
-            probe->Clear();
-        } catch (const _com_error& error) {
-            raised = error.Error();
-        }
-        EXPECT_HR(raised, E_OUTOFMEMORY);
-        EXPECT_FALSE(probe->IsCalledLateBound());
-    }
+    probe->member = []() -> HRESULT { throw _com_error(E_OUTOFMEMORY); };
+    EXPECT_THROW(static_cast<void>(probe->Clear()), _com_error);
 }
 
 TEST_F(NXObjectTest, Exceptions_LeaveNoTemporaries) {
-    probe->member = [&] { return probe->RunMember([]() -> HRESULT { throw std::bad_alloc(); }); };
+    probe->member = []() -> HRESULT { throw std::bad_alloc(); };
     EXPECT_HR(lateBound.Put(L"Value", 42).hr, E_OUTOFMEMORY) << "once, so that everything is set up";
     const ExpectNoLeaks noLeaks;
     EXPECT_HR(lateBound.Put(L"Value", 42).hr, E_OUTOFMEMORY) << "42 becomes a BSTR for the call";
@@ -265,34 +132,34 @@ TEST_F(NXObjectTest, Exceptions_LeaveNoTemporaries) {
 
 TEST_F(NXObjectTest, Exceptions_OfAVtableCallWithinALateBoundOne_ReachTheVtableCaller) {
     bool within = false;
-    probe->member = [&] {
-        return probe->RunMember([&]() -> HRESULT {
-            if (std::exchange(within, true)) {
-                throw std::bad_alloc();
-            }
-            EXPECT_THROW(static_cast<void>(probe->Clear()), std::bad_alloc);
-            return S_OK;
-        });
+    probe->member = [&]() -> HRESULT {
+        if (std::exchange(within, true)) {
+            throw std::bad_alloc();
+        }
+        EXPECT_THROW(static_cast<void>(probe->Clear()), std::bad_alloc);
+        return S_OK;
     };
     EXPECT_HR(lateBound.Call(L"Clear").hr, S_OK);
 }
 
 TEST_F(NXObjectTest, Exceptions_OfOneCall_DoNotColourTheNext) {
-    probe->member = [&] { return probe->RunMember([]() -> HRESULT { throw std::bad_alloc(); }); };
+    probe->member = []() -> HRESULT { throw std::bad_alloc(); };
     EXPECT_HR(lateBound.Call(L"Clear").hr, E_OUTOFMEMORY);
     probe->member = [] { return S_OK; };
     EXPECT_HR(lateBound.Call(L"Clear").hr, S_OK);
 }
 
-TEST_F(NXObjectTest, RunMember_PassesResultsOn) {
+TEST_F(NXObjectTest, Results_ReachTheCaller) {
     for (const HRESULT result : {S_OK, S_FALSE}) {
-        probe->member = [&] { return probe->RunMember([&] { return result; }); };
+        probe->member = [&] { return result; };
         EXPECT_HR(probe->Clear(), result);
-        EXPECT_TRUE(SUCCEEDED(lateBound.Call(L"Clear").hr));
+        EXPECT_HR(lateBound.Call(L"Clear").hr, result);
     }
-    probe->member = [&] { return probe->RunMember([] { return E_ACCESSDENIED; }); };
+    probe->member = [] { return E_ACCESSDENIED; };
     EXPECT_HR(probe->Clear(), E_ACCESSDENIED);
-    EXPECT_HR(lateBound.Call(L"Clear").Failure(), E_ACCESSDENIED);
+    const Reply reply = lateBound.Call(L"Clear");
+    EXPECT_HR(reply.hr, DISP_E_EXCEPTION);
+    EXPECT_HR(reply.exception->scode, E_ACCESSDENIED);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -380,34 +247,14 @@ TEST_F(NXObjectTest, Error_LateBound_ReachesTheCaller) {
     EXPECT_EQ(reply.exception->wCode, 0);
 }
 
-TEST_F(NXObjectTest, Error_ThroughRunMember_ReachesTheCallerToo) {
-    probe->member = [&] {
-        return probe->RunMember([] { return Probe<>::Error(L"Position invalid!", IID_INXString, E_FAIL); });
-    };
-    const Reply reply = lateBound.Call(L"Clear");
-    EXPECT_HR(reply.hr, DISP_E_EXCEPTION);
-    EXPECT_HR(reply.exception->scode, E_FAIL);
-    EXPECT_BSTR(reply.exception->bstrDescription, L"Position invalid!");
-}
-
-/// Calls a member that raises E_ACCESSDENIED while the thread has the record of an earlier error.
-void ExpectExceptionWithoutEarlierRecord(const DispatchObject& raising) {
+TEST_F(NXObjectTest, Exceptions_AreNotReportedWithAnEarlierRecord) {
+    probe->member = []() -> HRESULT { throw _com_error(E_ACCESSDENIED); };
     Probe<>::Error(L"of an earlier call", IID_INXString, E_FAIL);
-    const Reply reply = raising.Call(L"Clear");
+    const Reply reply = lateBound.Call(L"Clear");
     EXPECT_HR(reply.hr, E_ACCESSDENIED);
     EXPECT_NULL_BSTR(reply.exception->bstrDescription);
     EXPECT_NULL_BSTR(reply.exception->bstrSource);
     EXPECT_FALSE(ErrorRecord().exists);
-}
-
-TEST_F(NXObjectTest, Exceptions_AreNotReportedWithAnEarlierRecord) {
-    probe->member = [&] { return probe->RunMember([]() -> HRESULT { throw _com_error(E_ACCESSDENIED); }); };
-    ExpectExceptionWithoutEarlierRecord(lateBound);
-}
-
-TEST_F(NXObjectTest, Exceptions_AreNotReportedWithAnEarlierRecord_AlsoOfAMemberThatForgot) {
-    probe->member = []() -> HRESULT { throw _com_error(E_ACCESSDENIED); };
-    ExpectExceptionWithoutEarlierRecord(lateBound);
 }
 
 TEST_F(NXObjectTest, InterfaceSupportsErrorInfo_OnlyOfItsOwn) {
@@ -429,7 +276,7 @@ TEST_F(NXObjectTest, Invoke_KeepsTheObjectAliveThatReleasesItself) {
     raw->member = [&, living] {
         object.Release();
         livingDuringTheCall = Probe<>::living - living;
-        return raw->RunMember([] { return S_OK; });
+        return S_OK;
     };
     DISPPARAMS none = {};
     EXPECT_HR(raw->Invoke(0x60020006, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr), S_OK);
@@ -439,19 +286,15 @@ TEST_F(NXObjectTest, Invoke_KeepsTheObjectAliveThatReleasesItself) {
 
 TEST_F(NXObjectTest, Invoke_KeepsTheObjectAliveThatReleasesItselfAndThrows) {
     const int living = Probe<>::living;
-    for (const bool throughRunMember : {true, false}) {
-        CComPtr<ProbeObject> object = NewProbe();
-        auto* const raw = object.p;
-        raw->member = [&] {
-            object.Release();
-            const auto body = []() -> HRESULT { throw std::bad_alloc(); };
-            return throughRunMember ? raw->RunMember(body) : body();
-        };
-        DISPPARAMS none = {};
-        EXPECT_HR(raw->Invoke(0x60020006, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr),
-                  E_OUTOFMEMORY);
-        EXPECT_EQ(Probe<>::living, living);
-    }
+    CComPtr<ProbeObject> object = NewProbe();
+    auto* const raw = object.p;
+    raw->member = [&]() -> HRESULT {
+        object.Release();
+        throw std::bad_alloc();
+    };
+    DISPPARAMS none = {};
+    EXPECT_HR(raw->Invoke(0x60020006, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr), E_OUTOFMEMORY);
+    EXPECT_EQ(Probe<>::living, living);
 }
 
 TEST_F(NXObjectTest, Invoke_LeavesTheReferenceCountAsItWas) {
@@ -570,15 +413,12 @@ TEST_F(NXObjectTest, Aggregated_IsCalledLateBound) {
     ASSERT_HR(outer.QueryInterface(IID_INXString, reinterpret_cast<void**>(&text)), S_OK);
     auto* const inside = static_cast<Probe<>*>(text.p);
     ULONG referencesDuringTheCall = 0;
-    bool marked = false;
     inside->member = [&] {
-        marked = inside->IsCalledLateBound();
         referencesDuringTheCall = outer.references;
         return S_OK;
     };
     DISPPARAMS none = {};
     EXPECT_HR(text->Invoke(0x60020006, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr), S_OK);
-    EXPECT_TRUE(marked);
     EXPECT_EQ(referencesDuringTheCall, 2u) << "the call holds the whole object";
     EXPECT_EQ(outer.references, 1u);
 }
@@ -598,26 +438,29 @@ TEST_F(NXObjectTest, Aggregated_LivesAsLongAsItsInnerUnknown) {
 // ---------------------------------------------------------------------------------------------------------------------
 // Without type information
 
-/// Dispatch over a type library that is neither registered nor in this program.
+/// Type information from a type library that is neither registered nor in this program.
 class Untyped : public CComObjectRootEx<CComSingleThreadModel>,
                 public StringMembers<IDispatchImpl<INXString, &IID_INXString, &unregistered, 1, 0>> {
   public:
-    // clang-format off
     BEGIN_COM_MAP(Untyped)
         COM_INTERFACE_ENTRY(IDispatch)
     END_COM_MAP()
-    // clang-format on
+
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
+        return E_NOTIMPL;
+    }
 };
 
-TEST_F(NXObjectTest, TypeInformation_Missing_FailsEveryDispatchCall) {
+TEST_F(NXObjectTest, TypeInformation_Missing_IsAFailure) {
     CComObject<Untyped>* created = nullptr;
     ASSERT_HR(CComObject<Untyped>::CreateInstance(&created), S_OK);
     const CComPtr<IDispatch> object(created);
-    auto* info = reinterpret_cast<ITypeInfo*>(1);
-    EXPECT_TRUE(FAILED(object->GetTypeInfo(0, LOCALE_USER_DEFAULT, &info)));
-    EXPECT_EQ(info, nullptr);
-    EXPECT_TRUE(FAILED(DispatchObject(object).Call(L"Clear").hr));
-    EXPECT_TRUE(FAILED(DispatchObject(object).Call(0x60020006).hr));
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        auto* info = reinterpret_cast<ITypeInfo*>(1);
+        EXPECT_TRUE(FAILED(object->GetTypeInfo(0, LOCALE_USER_DEFAULT, &info)));
+        EXPECT_EQ(info, nullptr);
+    }
 }
 
 } // namespace

@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXStringListTest, ::testing::Values(Way::V
 
 TEST_P(NXStringListTest, New_IsEmpty) {
     EXPECT_EQ(list.Count(), 0);
-    EXPECT_TRUE(list.IsNull(list.New()));
+    EXPECT_NULL_BSTR(list.New());
 }
 
 TEST_P(NXStringListTest, Add_Appends) {
@@ -128,7 +128,7 @@ TEST_P(NXStringListTest, New_Written_Appends) {
 
 TEST_P(NXStringListTest, New_ReadsNullWhateverWasWritten) {
     list.SetNew(L"text");
-    EXPECT_TRUE(list.IsNull(list.New()));
+    EXPECT_NULL_BSTR(list.New());
     EXPECT_EQ(list.Count(), 1) << "reading appends nothing";
 }
 
@@ -163,7 +163,7 @@ TEST_P(NXStringListTest, DefaultItem_IsItem) {
     EXPECT_BSTR(abc.DefaultItem(0), L"a");
     EXPECT_BSTR(abc.DefaultItem(2), L"c");
     abc.SetItem(1, nullText);
-    EXPECT_TRUE(abc.IsNull(abc.DefaultItem(1)));
+    EXPECT_NULL_BSTR(abc.DefaultItem(1));
 }
 
 TEST_P(NXStringListTest, Remove_MovesTheLaterOnesDown) {
@@ -216,12 +216,12 @@ TEST_P(NXStringListTest, Text_OfNull_StaysNull) {
     list.SetItem(2, nullText);
     EXPECT_EQ(list.Count(), 3);
     for (int index = 0; index < 3; ++index) {
-        EXPECT_TRUE(list.IsNull(list.Item(index))) << index;
+        EXPECT_NULL_BSTR(list.Item(index)) << index;
     }
     list.SetItem(1, L"text");
     EXPECT_BSTR(list.Item(1), L"text");
     list.SetItem(1, nullText);
-    EXPECT_TRUE(list.IsNull(list.Item(1)));
+    EXPECT_NULL_BSTR(list.Item(1));
 }
 
 TEST_P(NXStringListTest, Text_OfZeroLength_IsNotNull) {
@@ -305,7 +305,7 @@ TEST_P(NXStringListTest, NewEnum_WalksAllStringsInOrder) {
 }
 
 TEST_P(NXStringListTest, NewEnum_KeepsNullAndZeroLength) {
-    list.Raw()->Add(nullptr); // Wine's dispatcher would make a text of zero length of it
+    list.Raw()->Add(nullptr);
     list.Add(L"");
     const auto enumerator = list.NewEnum();
     EXPECT_NULL_BSTR(NextOf(enumerator).Text());

@@ -112,8 +112,8 @@ INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXTokenStringTest, ::testing::Values(Way::
 
 TEST_P(NXTokenStringTest, New_HasNothing) {
     EXPECT_EQ(tokens.Count(), 0);
-    EXPECT_TRUE(tokens.IsNull(tokens.Value()));
-    EXPECT_TRUE(tokens.IsNull(tokens.Separator()));
+    EXPECT_NULL_BSTR(tokens.Value());
+    EXPECT_NULL_BSTR(tokens.Separator());
     EXPECT_EQ(tokens.MultiCharacter(), VARIANT_FALSE);
     EXPECT_TRUE(tokens.Refuses([&] { tokens.Token(0); }));
 }
@@ -150,11 +150,11 @@ TEST_P(NXTokenStringTest, Value_TokensAreNotTrimmed) {
 TEST_P(NXTokenStringTest, Value_ZeroLengthOrNull_HasNoTokens) {
     abc.SetValue(L"");
     EXPECT_EQ(abc.Count(), 0);
-    EXPECT_TRUE(abc.IsNull(abc.Value()));
+    EXPECT_NULL_BSTR(abc.Value());
     abc.SetValue(L"a,b");
     abc.SetValue(nullText);
     EXPECT_EQ(abc.Count(), 0);
-    EXPECT_TRUE(abc.IsNull(abc.Value()));
+    EXPECT_NULL_BSTR(abc.Value());
 }
 
 TEST_P(NXTokenStringTest, Value_WithoutSeparator_IsOneToken) {
@@ -236,14 +236,14 @@ TEST_P(NXTokenStringTest, Separator_OfZeroLengthOrNull_JoinsToOneToken) {
     EXPECT_EQ(abc.Count(), 3);
     abc.SetSeparator(nullText);
     EXPECT_EQ(abc.All(), Texts{L"a,b,c"});
-    EXPECT_TRUE(abc.IsNull(abc.Separator()));
+    EXPECT_NULL_BSTR(abc.Separator());
 }
 
 TEST_P(NXTokenStringTest, Separator_NeverWritten_StaysNull) {
     tokens.SetMultiCharacter(VARIANT_TRUE);
     tokens.SetValue(L"a");
     tokens.Add(L"b");
-    EXPECT_TRUE(tokens.IsNull(tokens.Separator()));
+    EXPECT_NULL_BSTR(tokens.Separator());
     EXPECT_BSTR(tokens.Value(), L"ab");
 }
 
@@ -337,7 +337,7 @@ TEST_P(NXTokenStringTest, Add_ToNothing) {
     tokens.Add(nullText);
     EXPECT_EQ(tokens.Count(), 3);
     EXPECT_BSTR(tokens.Token(1), L"");
-    EXPECT_TRUE(tokens.IsNull(tokens.Token(2)));
+    EXPECT_NULL_BSTR(tokens.Token(2));
     EXPECT_BSTR(tokens.Value(), L"first");
 }
 

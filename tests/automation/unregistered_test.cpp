@@ -1,7 +1,11 @@
 // Late-bound calls of an object from a DLL that is not registered, as with registration-free activation: the type
-// information comes from the DLL itself. Runs in a Wine prefix in which nothing of ours has ever been registered.
+// information comes from the DLL itself, and calls need none. Runs in a Wine prefix in which nothing of ours has ever
+// been registered.
 
+#include <algorithm>
 #include <cstddef>
+#include <string>
+#include <string_view>
 
 #include <windows.h>
 
@@ -9,6 +13,7 @@
 #include <nuvolex.h>
 
 #include "tests/automation/dispatch.h"
+#include "tests/core/textfiles.h"
 #include "tests/module/dll.h"
 #include "tests/support/bstr.h"
 #include "tests/support/module_faults.h"
@@ -61,8 +66,7 @@ TEST_F(UnregisteredDllTest, Objects_HaveTypeInformation) {
     info->ReleaseTypeAttr(attributes);
 }
 
-TEST_F(UnregisteredDllTest, FirstCall_OutOfMemoryInTheDll_IsAnHresult_AndTheNextCallSucceeds) {
-    const Invocation length = {.member = 0x60020009, .flags = DISPATCH_PROPERTYGET};
+TEST_F(UnregisteredDllTest, TypeInformation_OutOfMemoryInTheDll_IsAnHresult_AndTheNextAttemptSucceeds) {
     bool fired = true;
     std::size_t number = 1;
     for (; fired; ++number) {
@@ -72,13 +76,57 @@ TEST_F(UnregisteredDllTest, FirstCall_OutOfMemoryInTheDll_IsAnHresult_AndTheNext
         const DispatchObject text = NewString(dll);
         {
             const support::ModuleAllocationFault fault(number);
-            const HRESULT hr = text.Invoke(length).hr;
+            CComPtr<ITypeInfo> info;
+            const HRESULT hr = text.Raw()->GetTypeInfo(0, 0x0409, &info);
             fired = fault.Fired();
             EXPECT_HR(hr, fired ? E_OUTOFMEMORY : S_OK);
+            EXPECT_EQ(info.p != nullptr, !fired);
         }
-        EXPECT_HR(text.Invoke(length).hr, S_OK);
+        CComPtr<ITypeInfo> info;
+        EXPECT_HR(text.Raw()->GetTypeInfo(0, 0x0409, &info), S_OK);
     }
     EXPECT_GT(number, 2u) << "nothing is allocated";
+}
+
+TEST_F(UnregisteredDllTest, FirstCall_AllocatesNothingButItsResult) {
+    const Dll dll;
+    support::FollowAllocations(dll.Module());
+    const DispatchObject text = NewString(dll);
+    const support::ModuleAllocationFault fault(1);
+    EXPECT_EQ(text.Get(L"Length").value.Int(), 0);
+    EXPECT_FALSE(fault.Fired());
+}
+
+/// A copy of the DLL whose type library is not one any more.
+class DamagedDll {
+  public:
+    DamagedDll() : m_path(m_folder / L"damaged.dll") {
+        constexpr std::string_view beginning = "MSFT\2\0\1\0"; // of a type library
+        std::string bytes = support::ReadBytes(DllPath().wstring());
+        const auto found = std::ranges::search(bytes, std::string_view(beginning.data(), 8));
+        if (found.empty()) {
+            throw std::runtime_error("no type library in the DLL");
+        }
+        std::ranges::fill(found, '\0');
+        support::WriteBytes(m_path, bytes);
+    }
+
+    [[nodiscard]] const std::wstring& Path() const noexcept { return m_path; }
+
+  private:
+    const support::TemporaryFolder m_folder;
+    const std::wstring m_path;
+};
+
+TEST_F(UnregisteredDllTest, Objects_WithADamagedTypeLibrary_AreCalledLateBound) {
+    const DamagedDll damaged;
+    const Dll dll(damaged.Path());
+    const DispatchObject text = NewString(dll);
+    CComPtr<ITypeInfo> info;
+    ASSERT_TRUE(FAILED(text.Raw()->GetTypeInfo(0, 0x0409, &info))) << "the type library is not damaged";
+    EXPECT_HR(text.Put(L"Value", 42).hr, S_OK);
+    EXPECT_BSTR(text.Call(L"Mid", L"1", 3.0).value.Text(), L"2");
+    EXPECT_HR(text.Call(L"Reverse").hr, DISP_E_UNKNOWNNAME);
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -66,6 +67,30 @@ class Image {
     std::vector<char> m_bytes;
 };
 
+std::string LowerCase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+/// What the image imports: for each DLL, in lower case, the names of the functions; "#7" is one imported by number.
+std::map<std::string, std::set<std::string>> Imports(const Image& image) {
+    std::map<std::string, std::set<std::string>> imports;
+    const auto* dll =
+        image.Loaded<IMAGE_IMPORT_DESCRIPTOR>(image.Directory(IMAGE_DIRECTORY_ENTRY_IMPORT).VirtualAddress);
+    for (; dll->Name != 0; ++dll) {
+        std::set<std::string>& functions = imports[LowerCase(image.Text(dll->Name))];
+        const auto* function = image.Loaded<IMAGE_THUNK_DATA64>(dll->OriginalFirstThunk);
+        for (; function->u1.AddressOfData != 0; ++function) {
+            const ULONGLONG value = function->u1.AddressOfData;
+            functions.insert(IMAGE_SNAP_BY_ORDINAL64(value)
+                                 ? "#" + std::to_string(IMAGE_ORDINAL64(value))
+                                 : image.Loaded<IMAGE_IMPORT_BY_NAME>(static_cast<DWORD>(value))->Name);
+        }
+    }
+    return imports;
+}
+
 TEST(Image, IsADllFor64BitWindows) {
     const Image image;
     EXPECT_EQ(image.Headers().FileHeader.Machine, IMAGE_FILE_MACHINE_AMD64);
@@ -108,21 +133,39 @@ TEST(Image, ImportsOnlyWhatEveryWindowsHas) {
     const std::set<std::string> system = {"advapi32.dll", "kernel32.dll", "msvcrt.dll",
                                           "ole32.dll",    "oleaut32.dll", "user32.dll"};
     const Image image;
+    const auto imports = Imports(image);
     std::set<std::string> foreign;
-    std::size_t count = 0;
-    const auto* import =
-        image.Loaded<IMAGE_IMPORT_DESCRIPTOR>(image.Directory(IMAGE_DIRECTORY_ENTRY_IMPORT).VirtualAddress);
-    for (; import->Name != 0; ++import, ++count) {
-        std::string name = image.Text(import->Name);
-        std::transform(name.begin(), name.end(), name.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        if (!system.contains(name)) {
-            foreign.insert(name);
+    for (const auto& [dll, functions] : imports) {
+        if (!system.contains(dll)) {
+            foreign.insert(dll);
         }
+        EXPECT_FALSE(functions.empty()) << dll;
     }
     EXPECT_EQ(foreign, std::set<std::string>());
-    EXPECT_GT(count, 0u);
+    EXPECT_FALSE(imports.empty());
     EXPECT_EQ(image.Directory(IMAGE_DIRECTORY_ENTRY_DELAY_IMPORT).Size, 0u);
+}
+
+TEST(Image, ImportsEveryFunctionByName) {
+    for (const auto& [dll, functions] : Imports(Image())) {
+        for (const std::string& function : functions) {
+            EXPECT_NE(function.front(), '#') << dll << " " << function;
+        }
+    }
+}
+
+// ole32.dll exports them too, but only oleaut32.dll is documented to.
+TEST(Image, ImportsErrorInfoFunctionsFromOleaut32Only) {
+    const auto imports = Imports(Image());
+    for (const char* const function : {"CreateErrorInfo", "GetErrorInfo", "SetErrorInfo"}) {
+        std::set<std::string> dlls;
+        for (const auto& [dll, functions] : imports) {
+            if (functions.contains(function)) {
+                dlls.insert(dll);
+            }
+        }
+        EXPECT_EQ(dlls, std::set<std::string>{"oleaut32.dll"}) << function;
+    }
 }
 
 } // namespace

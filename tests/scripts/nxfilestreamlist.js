@@ -48,6 +48,8 @@ list.Item(1) = stream;
 CollectGarbage();
 equal("after a replacement", isInUse("2.txt"), false);
 equal("what replaced it", list(1).fileName, "0.txt");
+equal("it is the same object", list(1) === stream, true);
+equal("the last entry is another one", list(list.Count - 1) === stream, false);
 list = null;
 CollectGarbage();
 equal("a stream outlives its list", stream.WriteLine("alive"), true);
@@ -65,6 +67,10 @@ raises("the default member behind the last", function () { list(1); });
 raises("a write behind the last", function () { list.Item(1) = list(0); });
 raises("Remove behind the last", function () { list.Remove(1); });
 raises("text added", function () { list.Add("text"); });
+raises("null written", function () { list.Item(0) = null; });
+raises("an object of another class written", function () {
+    list.Item(0) = new ActiveXObject("Nuvolex.NXTokenString");
+});
 equal("count after all that", list.Count, 1);
 
 // ---- Walking (last, because the Enumerator of some engines never lets go of what it has walked)

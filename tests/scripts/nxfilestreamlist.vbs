@@ -1,7 +1,7 @@
 ' NXFileStreamList as a VBScript author uses it.
 Option Explicit
 
-Dim list, stream, other, files, all, i
+Dim list, stream, other, second, files, all, i
 Set files = CreateObject("Scripting.FileSystemObject")
 Set list = CreateObject("Nuvolex.NXFileStreamList")
 Equal "kind of object", TypeName(list), "INXFileStreamList"
@@ -99,6 +99,23 @@ list.Item(i) = Nothing
 Equal "by Nothing again", list.Item(i) Is Nothing, True
 list.Remove i
 
+' ---- Set replaces an entry, as a plain assignment does
+
+Set second = CreateObject("Nuvolex.NXFileStreamList")
+OpenNew second.AddNew, "3.txt"
+Equal "a file before its stream is replaced", IsInUse("3.txt"), True
+Set second.Item(0) = other
+Equal "Set replaces the entry", second(0) Is other, True
+Equal "count after Set", second.Count, 1
+Equal "the file after its stream was replaced by Set", IsInUse("3.txt"), False
+Set second.New = other
+Equal "Set of New appends", second(1) Is other, True
+OpenNew second.New, "3.txt"
+Set second.Item(2) = Nothing
+Equal "Set to Nothing", second(2) Is Nothing, True
+Equal "the file after Set to Nothing", IsInUse("3.txt"), False
+Equal "count after all Sets", second.Count, 3
+
 ' ---- The list changes while it is walked
 
 all = 0
@@ -118,9 +135,11 @@ Set stream = list.Item(3)
 Equal "description", Err.Description, "Index out of bounds!"
 Equal "source", Err.Source, "Nuvolex.NXFileStreamList.1"
 RaisedSomething "Item behind the last"
-Set stream = list(3)
+i = list(3)
 Equal "description by the default member", Err.Description, "Index out of bounds!"
 RaisedSomething "the default member behind the last"
+Set stream = list(3)
+RaisedSomething "Set from the default member behind the last"
 Set stream = list(-1)
 RaisedSomething "a negative index"
 list.Item(3) = other
@@ -135,6 +154,13 @@ list.Add "text"
 RaisedSomething "text added"
 list.Add CreateObject("Nuvolex.NXTokenString")
 RaisedSomething "an object of another class added"
+Set stream = list(0)
+Set list.Item(3) = other
+Equal "description of Set", Err.Description, "Index out of bounds!"
+RaisedSomething "Set at index Count"
+Set list.Item(0) = CreateObject("Nuvolex.NXTokenString")
+RaisedSomething "Set to an object of another class"
+Equal "the entry after a failed Set", list(0) Is stream, True
 On Error GoTo 0
 Equal "count after all that", list.Count, 3
 

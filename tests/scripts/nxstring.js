@@ -12,6 +12,27 @@ equal("WScript's way to create", WScript.CreateObject("Nuvolex.NXString").Length
 equal("value of a new object", text.Value, "");
 equal("length of a new object", text.Length, 0);
 
+// ---- The null string of a new object behaves as an empty string
+
+equal("type of a null string", typeof versioned.Value, "string");
+equal("a null string is not null", versioned.Value === null, false);
+equal("it is false", versioned.Value ? true : false, false);
+equal("it equals another null string", versioned.Value === text.Value, true);
+equal("JScript's length of a null string", versioned.Value.length, 0);
+equal("a null string and text", versioned.Value + "x", "x");
+equal("text and a null string", "x" + versioned.Value, "x");
+equal("toUpperCase of a null string", versioned.Value.toUpperCase(), "");
+equal("indexOf in a null string", versioned.Value.indexOf("x"), -1);
+equal("a null string as a property's name", { "": "found" }[versioned.Value], "found");
+text.Value = "overwritten";
+text.Value = versioned.Value;
+equal("a null string written", text.Value, "");
+equal("length after a null string was written", text.Length, 0);
+equal("a part of a null string", text.Left(3) + "x", "x");
+text.Value = "";
+equal("an empty string written", text.Value + "x", "x");
+equal("it equals a null string", text.Value === versioned.Value, true);
+
 // ---- Value and length
 
 text.Value = "Nuvolex";

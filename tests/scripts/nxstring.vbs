@@ -3,7 +3,7 @@ Option Explicit
 
 ' ---- Created by either program identifier
 
-Dim text, versioned
+Dim text, versioned, same
 Set text = CreateObject("Nuvolex.NXString")
 Set versioned = CreateObject("Nuvolex.NXString.1")
 Equal "kind of object", TypeName(text), "INXString"
@@ -14,6 +14,38 @@ Equal "two objects are two", text Is versioned, False
 
 Equal "value of a new object", text.Value, ""
 Equal "length of a new object", text.Length, 0
+
+' ---- The null string of a new object behaves as an empty string
+
+Equal "type of a null string", TypeName(versioned.Value), "String"
+Equal "a null string is not Null", IsNull(versioned.Value), False
+Equal "nor Empty", IsEmpty(versioned.Value), False
+Equal "it equals an empty string", versioned.Value = "", True
+Equal "and an empty string equals it", "" = versioned.Value, True
+Equal "it equals another null string", versioned.Value = text.Value, True
+Equal "it differs from text", versioned.Value <> "x", True
+Equal "it sorts before text", versioned.Value < "x", True
+Equal "Len of a null string", Len(versioned.Value), 0
+Equal "a null string and text", versioned.Value & "x", "x"
+Equal "text and a null string", "x" & versioned.Value, "x"
+Equal "a null string plus text", versioned.Value + "x", "x"
+Equal "UCase of a null string", UCase(versioned.Value), ""
+Equal "Left of a null string", Left(versioned.Value, 1), ""
+Equal "InStr in a null string", InStr(versioned.Value, "x"), 0
+
+' Wine's Trim and RegExp crash on a null string and its InStr does not find one; a variable holds an empty string.
+same = versioned.Value
+Equal "Trim of a null string from a variable", Trim(same), ""
+Equal "InStr of a null string from a variable", InStr("x", same) = 1, True
+
+text.Value = "overwritten"
+text.Value = versioned.Value
+Equal "a null string written", text.Value, ""
+Equal "length after a null string was written", text.Length, 0
+Equal "a part of a null string", text.Left(3) & "x", "x"
+text.Value = ""
+Equal "an empty string written", text.Value & "x", "x"
+Equal "it equals a null string", text.Value = versioned.Value, True
 
 ' ---- Value and length
 
@@ -107,7 +139,7 @@ Equal "value after Clear and a write", text.Value, "again"
 
 ' ---- One object by two names
 
-Dim same : Set same = text
+Set same = text
 same.Value = "through another variable"
 Equal "value by the first name", text.Value, "through another variable"
 Set same = Nothing

@@ -49,6 +49,21 @@ equal("a string ends at a NUL", list.Item(1), "ab");
 list.Add(42);
 equal("a number added", list.Item(2), "42");
 
+// ---- A null string behaves as an empty string
+
+var mixed = list;
+list = new ActiveXObject("Nuvolex.NXStringList");
+equal("type of New, which is always null", typeof list.New, "string");
+equal("New and text", list.New + "x", "x");
+list.Add(list.New);
+list.Add(new ActiveXObject("Nuvolex.NXString").Value);
+list.Add("last");
+equal("an entry made of a null string", list.Item(0), "");
+equal("its length", list(0).length, 0);
+equal("the entry and text", list(1) + "x", "x");
+equal("Enumerator with such entries", all(), ";;last;");
+list = mixed;
+
 // ---- A bad index raises an error and changes nothing
 
 raises("Item behind the last", function () { list.Item(3); });

@@ -1,7 +1,7 @@
 ' NXStringList as a VBScript author uses it.
 Option Explicit
 
-Dim list, item, all, i
+Dim list, nulls, item, all, i
 Set list = CreateObject("Nuvolex.NXStringList")
 Equal "kind of object", TypeName(list), "INXStringList"
 Equal "versioned name", TypeName(CreateObject("Nuvolex.NXStringList.1")), "INXStringList"
@@ -65,6 +65,26 @@ list.Add "ab" & Chr(0) & "cd"
 Equal "a string ends at a NUL", list(1), "ab"
 list.Add ""
 Equal "an empty string", list(2), ""
+
+' ---- A null string behaves as an empty string
+
+Set nulls = CreateObject("Nuvolex.NXStringList")
+nulls.Add "first"
+nulls.Add nulls.New ' which is always null
+nulls.Add CreateObject("Nuvolex.NXString").Value ' null as well
+nulls.Add "last"
+nulls.Item(0) = nulls(1)
+Equal "type of a null entry", TypeName(nulls(1)), "String"
+Equal "a null entry equals an empty string", nulls(1) = "", True
+Equal "Len of a null entry", Len(nulls.Item(1)), 0
+Equal "a null entry and text", nulls(1) & "x", "x"
+Equal "New and text", nulls.New & "x", "x"
+all = ""
+For Each item In nulls
+    Equal "type of an element among null ones", TypeName(item), "String"
+    all = all & "[" & item & Len(item) & (item = "") & "]"
+Next
+Equal "For Each with null entries", all, "[0True][0True][0True][last4False]"
 
 ' ---- A bad index raises an error and changes nothing
 

@@ -34,6 +34,20 @@ list.Remove(2);
 equal("a removed object lives on", created.Value, "add new");
 equal("count after Remove", list.Count, 3);
 
+// ---- Replacing
+
+var other = new ActiveXObject("Nuvolex.NXTokenStringList");
+var replaced = other.AddNew();
+replaced.Value = "replaced";
+other.Item(0) = tokens;
+equal("an object written replaces the entry", other(0) === tokens, true);
+equal("which is another one", other(0) === replaced, false);
+equal("count after a replacement", other.Count, 1);
+equal("the replaced object stays alive in its variable", replaced.Value, "replaced");
+other.Item(1) = replaced;
+equal("a write at index Count appends", other(1) === replaced, true);
+equal("count after all writes", other.Count, 2);
+
 // ---- Objects outlive their lists
 
 function entryOfAListThatGoes() {
@@ -51,6 +65,12 @@ raises("a negative index", function () { list.Item(-1); });
 raises("the default member behind the last", function () { list(3); });
 raises("Remove behind the last", function () { list.Remove(3); });
 raises("text added", function () { list.Add("text"); });
+raises("a write past index Count", function () { list.Item(4) = tokens; });
+raises("null written", function () { list.Item(0) = null; });
+raises("an object of another class written", function () {
+    list.Item(0) = new ActiveXObject("Nuvolex.NXString");
+});
+equal("the entry after a failed write", list(0) === tokens, true);
 equal("count after all that", list.Count, 3);
 
 // ---- AddNew as a statement, very often

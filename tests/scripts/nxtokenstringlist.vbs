@@ -63,6 +63,24 @@ Next
 Equal "For Each with Nothing", all, 3
 list.Remove 2
 
+' ---- Set replaces an entry, as a plain assignment does
+
+Set other = CreateObject("Nuvolex.NXTokenStringList")
+Set entry = other.AddNew
+entry.Value = "replaced"
+Set other.Item(0) = tokens
+Equal "Set replaces the entry", other(0) Is tokens, True
+Equal "count after Set", other.Count, 1
+Equal "the replaced object stays alive in its variable", entry.Value, "replaced"
+Set other.Item(1) = entry
+Equal "Set at index Count appends", other.Count, 2
+Equal "the entry appended by Set", other(1) Is entry, True
+Set other.New = tokens
+Equal "Set of New appends", other(2) Is tokens, True
+Set other.Item(0) = Nothing
+Equal "Set to Nothing", other(0) Is Nothing, True
+Equal "count after all Sets", other.Count, 3
+
 ' ---- Objects outlive their lists
 
 Set other = CreateObject("Nuvolex.NXTokenStringList")
@@ -90,6 +108,13 @@ list.Add "text"
 RaisedSomething "text added"
 list.Add CreateObject("Nuvolex.NXString")
 RaisedSomething "an object of another class added"
+Set entry = list(0)
+Set list.Item(4) = tokens
+Equal "description of Set", Err.Description, "Index out of bounds!"
+RaisedSomething "Set past index Count"
+Set list.Item(0) = CreateObject("Nuvolex.NXString")
+RaisedSomething "Set to an object of another class"
+Equal "the entry after a failed Set", list(0) Is entry, True
 On Error GoTo 0
 Equal "count after all that", list.Count, 3
 
