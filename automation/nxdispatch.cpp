@@ -108,15 +108,16 @@ HRESULT Convert(const CNXParameter& parameter, LCID lcid, CNXArgument& argument)
     CNXVariant& owner = argument.owner;
     const VARTYPE type = parameter.type == VT_INT ? static_cast<VARTYPE>(VT_I4) : parameter.type;
     const bool isObject = V_VT(&value) == VT_DISPATCH || V_VT(&value) == VT_UNKNOWN;
-    HRESULT hr = S_OK;
     if (type == VT_VARIANT) {
         return Copy(value, owner);
     }
+    const CComPtr<IUnknown> object(isObject ? V_UNKNOWN(&value) : nullptr); // its code may release it
+    HRESULT hr = S_OK;
     if (type == VT_DISPATCH) {
-        if (!isObject || V_UNKNOWN(&value) == nullptr) {
+        if (object == nullptr) {
             return isObject ? S_OK : DISP_E_TYPEMISMATCH;
         }
-        hr = V_UNKNOWN(&value)->QueryInterface(*parameter.iid, reinterpret_cast<void**>(&V_DISPATCH(&owner)));
+        hr = object->QueryInterface(*parameter.iid, reinterpret_cast<void**>(&V_DISPATCH(&owner)));
         V_VT(&owner) = static_cast<VARTYPE>(SUCCEEDED(hr) ? VT_DISPATCH : VT_EMPTY);
     } else if (type == VT_I4 && (V_VT(&value) == VT_I2 || V_VT(&value) == VT_INT)) {
         V_I4(&value) = V_VT(&value) == VT_I2 ? V_I2(&value) : V_INT(&value);
@@ -124,7 +125,6 @@ HRESULT Convert(const CNXParameter& parameter, LCID lcid, CNXArgument& argument)
     } else if (V_VT(&value) == type) {
         return S_OK;
     } else {
-        const CComPtr<IUnknown> object(isObject ? V_UNKNOWN(&value) : nullptr); // its code may release it
         hr = VariantChangeTypeEx(&owner, &value, lcid, 0, type);
     }
     value = owner;

@@ -21,6 +21,7 @@ HRESULT CComClassFactory::LockServer(BOOL fLock) {
 }
 
 HRESULT WINAPI AtlReportError(REFCLSID clsid, LPCOLESTR lpszDesc, REFIID iid, HRESULT hRes) noexcept {
+    SetErrorInfo(0, nullptr); // without memory there is no record, rather than an older one
     CComPtr<ICreateErrorInfo> record;
     if (SUCCEEDED(CreateErrorInfo(&record))) {
         record->SetGUID(iid);
@@ -46,7 +47,6 @@ HRESULT CComTypeInfoHolder::LoadTI(ITypeInfo** ppInfo) const noexcept {
         SUCCEEDED(registered->GetTypeInfoOfGuid(*m_pguid, ppInfo))) {
         return S_OK;
     }
-
     // Not registered, or damaged: the module carries the library itself.
     CComPtr<ITypeLib> own;
     BSTR path = nullptr;
