@@ -1,10 +1,12 @@
-# Cross toolchain: 64-bit Windows programs from Debian's MinGW-w64 (posix threads), run by Wine.
+# Cross toolchain: 64-bit Windows programs from Debian's MinGW-w64, run by Wine. Its posix flavour compiles everything,
+# since GoogleTest needs std::mutex; the win32 flavour links the DLL (module/CMakeLists.txt says why).
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
 set(triplet x86_64-w64-mingw32)
 set(CMAKE_C_COMPILER ${triplet}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${triplet}-g++-posix)
+set(NUVOLEX_DLL_LINKER ${triplet}-g++-win32)
 set(CMAKE_RC_COMPILER ${triplet}-windres)
 
 set(CMAKE_FIND_ROOT_PATH /usr/${triplet})

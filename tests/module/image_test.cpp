@@ -114,6 +114,22 @@ TEST(Image, TellsNoBuildTime) {
     EXPECT_EQ(Image().Headers().FileHeader.TimeDateStamp, 0u);
 }
 
+/// Thread-local memory, which every DLL of this compiler has, makes it fail. DllMain calls it all the same.
+TEST(Image, DisableThreadLibraryCalls_FailsForItsThreadLocalMemory) {
+    EXPECT_NE(Image().Directory(IMAGE_DIRECTORY_ENTRY_TLS).Size, 0u);
+    const Dll dll;
+    EXPECT_FALSE(DisableThreadLibraryCalls(dll.Module()));
+}
+
+TEST(Image, ImportsNothingThatReachesIntoOtherThreads) {
+    for (const auto& [dll, functions] : Imports(Image())) {
+        for (const char* const function :
+             {"SuspendThread", "ResumeThread", "SetThreadContext", "OpenProcess", "AddVectoredExceptionHandler"}) {
+            EXPECT_FALSE(functions.contains(function)) << dll << " " << function;
+        }
+    }
+}
+
 TEST(Image, ExportsTheFourEntryPointsAndNothingElse) {
     const Image image;
     const auto* const exports =

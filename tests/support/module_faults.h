@@ -14,9 +14,6 @@ namespace support {
 /// From now on, what `module` allocates is counted by CountLiveAllocations and fails when an AllocationFault says so
 /// (see allocation_faults.h). Memory that it has already is left out of the count. Lasts until the DLL is unloaded;
 /// what it frees while being unloaded still counts.
-///
-/// The first C++ exception that a thread raises inside the DLL leaves about ten objects behind: the DLL's run-time
-/// library keeps them for that thread. A test that counts across a failure lets one happen first.
 void FollowAllocations(HMODULE module);
 
 /// As long as this lives, the `number`-th allocation (from 1) in the DLLs that are followed fails; if `Lasting`, so
