@@ -12,6 +12,7 @@ std::atomic<std::ptrdiff_t> liveBstrs;
 // The armed fault. Only its own thread touches the countdown, so that no other thread's allocations disturb a test.
 std::atomic<DWORD> faultThread;
 std::size_t allocationsToFault;
+bool faultLasts;
 
 /// COM asks this about each use of its task allocator. Lives as long as the program and allocates nothing.
 class BstrSpy final : public IMallocSpy {
@@ -82,9 +83,10 @@ ExpectNoLeaks::~ExpectNoLeaks() {
     }
 }
 
-AllocationFault::AllocationFault(std::size_t number) : m_number(number) {
+AllocationFault::AllocationFault(std::size_t number, Extent extent) : m_number(number) {
     static_cast<void>(SpyOnBstrs());
     allocationsToFault = number;
+    faultLasts = extent == Lasting;
     faultThread = GetCurrentThreadId();
 }
 
@@ -101,8 +103,10 @@ std::size_t AllocationFault::Requests() const noexcept {
 }
 
 bool AllocationMustFail() noexcept {
-    return faultThread != 0 && faultThread == GetCurrentThreadId() && allocationsToFault != 0 &&
-           --allocationsToFault == 0;
+    if (faultThread == 0 || faultThread != GetCurrentThreadId()) {
+        return false;
+    }
+    return allocationsToFault == 0 ? faultLasts : --allocationsToFault == 0;
 }
 
 void CountObject(std::ptrdiff_t change) noexcept {

@@ -38,10 +38,13 @@ class ExpectNoLeaks {
     const LiveAllocations m_before;
 };
 
-/// During its life the `number`-th allocation (from 1) of this thread fails, once. One at a time.
+/// During its life the `number`-th allocation (from 1) of this thread fails; if `Lasting`, so does every one after it.
+/// One at a time.
 class AllocationFault {
   public:
-    explicit AllocationFault(std::size_t number);
+    enum Extent { Once, Lasting };
+
+    explicit AllocationFault(std::size_t number, Extent extent = Once);
     ~AllocationFault();
     AllocationFault(const AllocationFault&) = delete;
     AllocationFault& operator=(const AllocationFault&) = delete;

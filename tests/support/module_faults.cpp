@@ -1,14 +1,18 @@
 #include "tests/support/module_faults.h"
 
+#include <algorithm>
+#include <array>
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory_resource>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 
 #include "tests/support/allocation_faults.h"
 
@@ -24,26 +28,77 @@ std::atomic<bool> slow;
 
 // NOLINTBEGIN(cppcoreguidelines-no-malloc): here is where memory comes from
 
+/// Ends the program: the DLL has written where it must not.
+[[noreturn]] void DieOfCorruption(const char* what) {
+    std::fprintf(stderr, "A followed DLL has written %s.\n", what);
+    std::fflush(stderr);
+    std::abort();
+}
+
 /// The blocks that followed DLLs have allocated and not yet freed. They may free others, which they allocated before
 /// they were followed. Takes its own memory from malloc, because operator new is counted.
 class Blocks {
   public:
-    void Add(void* block) {
-        const std::lock_guard lock(m_mutex);
-        m_blocks.insert(block);
-        CountObject(+1);
-    }
-    /// Tells whether the block was known.
-    bool Remove(void* block) {
-        const std::lock_guard lock(m_mutex);
-        const bool known = m_blocks.erase(block) != 0;
-        if (known) {
-            CountObject(-1);
+    void* Allocate(std::size_t size) {
+        auto* const memory = static_cast<unsigned char*>(std::malloc(size + 2 * guardSize));
+        if (memory == nullptr) {
+            return nullptr;
         }
-        return known;
+        std::memset(memory, guardByte, guardSize);
+        std::memset(memory + guardSize, freshByte, size);
+        std::memset(memory + guardSize + size, guardByte, guardSize);
+        void* const block = memory + guardSize;
+        const std::lock_guard lock(m_mutex);
+        m_sizes.emplace(block, size);
+        CountObject(+1);
+        return block;
+    }
+    void Free(void* block) {
+        const std::lock_guard lock(m_mutex);
+        const auto found = m_sizes.find(block);
+        if (found == m_sizes.end()) {
+            std::free(block);
+            return;
+        }
+        const std::size_t size = found->second;
+        m_sizes.erase(found);
+        CountObject(-1);
+        auto* const start = static_cast<unsigned char*>(block);
+        if (!IsFilled(start - guardSize, guardByte, guardSize) || !IsFilled(start + size, guardByte, guardSize)) {
+            DieOfCorruption("outside one of its blocks");
+        }
+        std::memset(start, freedByte, size);
+        Freed& oldest = m_freed[m_nextFreed++ % m_freed.size()];
+        if (oldest.block != nullptr) {
+            if (!IsFilled(oldest.block, freedByte, oldest.size)) {
+                DieOfCorruption("to a block that it had freed");
+            }
+            std::free(oldest.block - guardSize);
+        }
+        oldest = {start, size};
+    }
+    /// The block's size; none: it is not known.
+    std::optional<std::size_t> SizeOf(void* block) {
+        const std::lock_guard lock(m_mutex);
+        const auto found = m_sizes.find(block);
+        return found != m_sizes.end() ? std::optional(found->second) : std::nullopt;
     }
 
   private:
+    static constexpr std::size_t guardSize = 16;
+    static constexpr unsigned char guardByte = 0xFD;
+    static constexpr unsigned char freshByte = 0xCD;
+    static constexpr unsigned char freedByte = 0xDD;
+
+    struct Freed {
+        unsigned char* block = nullptr;
+        std::size_t size = 0;
+    };
+
+    static bool IsFilled(const unsigned char* bytes, unsigned char value, std::size_t count) {
+        return std::all_of(bytes, bytes + count, [=](unsigned char byte) { return byte == value; });
+    }
+
     class FromMalloc final : public std::pmr::memory_resource {
         void* do_allocate(std::size_t size, std::size_t /*alignment*/) override {
             void* const memory = std::malloc(size);
@@ -60,7 +115,9 @@ class Blocks {
 
     std::mutex m_mutex;
     FromMalloc m_fromMalloc;
-    std::pmr::unordered_set<void*> m_blocks{&m_fromMalloc};
+    std::pmr::unordered_map<void*, std::size_t> m_sizes{&m_fromMalloc};
+    std::array<Freed, 256> m_freed = {};
+    std::size_t m_nextFreed = 0;
 };
 
 /// Lives as long as the process: DLLs free memory until its very end.
@@ -85,35 +142,27 @@ bool MustFail() noexcept {
 }
 
 void* FollowedMalloc(std::size_t size) {
-    void* const block = MustFail() ? nullptr : std::malloc(size);
-    if (block != nullptr) {
-        KnownBlocks().Add(block);
-    }
-    return block;
+    return MustFail() ? nullptr : KnownBlocks().Allocate(size);
 }
 
 void* FollowedCalloc(std::size_t count, std::size_t size) {
-    void* const block = MustFail() ? nullptr : std::calloc(count, size);
-    if (block != nullptr) {
-        KnownBlocks().Add(block);
-    }
-    return block;
+    void* const block = FollowedMalloc(count * size);
+    return block != nullptr ? std::memset(block, 0, count * size) : nullptr;
 }
 
 void FollowedFree(void* block) {
-    KnownBlocks().Remove(block);
-    std::free(block);
+    KnownBlocks().Free(block);
 }
 
 void* FollowedRealloc(void* block, std::size_t size) {
-    if (MustFail()) {
-        return nullptr;
+    const std::optional<std::size_t> before = KnownBlocks().SizeOf(block);
+    if (block != nullptr && !before.has_value()) {
+        return MustFail() ? nullptr : std::realloc(block, size);
     }
-    const bool known = block == nullptr || KnownBlocks().Remove(block);
-    void* const moved = std::realloc(block, size);
-    void* const alive = moved == nullptr && size != 0 ? block : moved;
-    if (known && alive != nullptr) {
-        KnownBlocks().Add(alive);
+    void* const moved = FollowedMalloc(size);
+    if (moved != nullptr && before.has_value()) {
+        std::memcpy(moved, block, std::min(size, *before));
+        KnownBlocks().Free(block);
     }
     return moved;
 }

@@ -14,6 +14,9 @@ namespace support {
 /// From now on, what `module` allocates is counted by CountLiveAllocations and fails when an AllocationFault says so
 /// (see allocation_faults.h). Memory that it has already is left out of the count. Lasts until the DLL is unloaded;
 /// what it frees while being unloaded still counts.
+///
+/// Its blocks get guard bytes, and freed ones are kept for a while, filled with others. A write outside a block, or to
+/// a freed one, ends the program with a message.
 void FollowAllocations(HMODULE module);
 
 /// As long as this lives, the `number`-th allocation (from 1) in the DLLs that are followed fails; if `Lasting`, so
