@@ -37,7 +37,7 @@ const CNXMember* FindMember(std::span<const CNXMember> members, DISPID id, int f
 /// The arguments of a call in the order of the parameters; null: left out.
 using Given = std::array<const VARIANTARG*, std::tuple_size_v<CNXParameters>>;
 
-/// Finds the argument of each parameter. Positional arguments come last first, after the named ones.
+/// Finds the argument of each parameter. rgvarg holds the named arguments first, then the positional ones in reverse.
 HRESULT SortArguments(const CNXMember& member, const DISPPARAMS& call, Given& given, UINT& badArgument) noexcept {
     if (call.cArgs > member.parameterCount || call.cArgs < member.requiredCount) {
         return DISP_E_BADPARAMCOUNT;
@@ -68,8 +68,8 @@ HRESULT SortArguments(const CNXMember& member, const DISPPARAMS& call, Given& gi
 constexpr std::uint8_t sizes[] = {0, 0, 2, 4, 4, 8, 8, 8, 8, 8, 4, 2, 0, 8, 16, 0, 1, 1, 2, 4, 8, 8, 4, 4};
 static_assert(sizes[VT_I2] == 2 && sizes[VT_BSTR] == 8 && sizes[VT_DECIMAL] == sizeof(DECIMAL) && sizes[VT_UINT] == 4);
 
-/// Reads an argument: `value` receives what it refers to, without ownership. False: a null reference, or one that the
-/// platform does not have.
+/// Reads an argument: `value` receives what it refers to, without ownership. Returns false for a null reference, or one
+/// that the platform does not have.
 bool FollowReferences(const VARIANTARG* argument, VARIANT& value) noexcept {
     std::memcpy(&value, argument, sizeof(value)); // script engines may keep their variables at odd addresses
     if (V_VT(&value) == (VT_BYREF | VT_VARIANT) && V_BYREF(&value) != nullptr) {
@@ -80,7 +80,7 @@ bool FollowReferences(const VARIANTARG* argument, VARIANT& value) noexcept {
     }
     const unsigned type = V_VT(&value) & ~static_cast<unsigned>(VT_BYREF);
     const void* const variable = V_BYREF(&value);
-    if (type != VT_RECORD) { // which is held by its address in any case
+    if (type != VT_RECORD) { // a record VARIANT always holds a pointer
         const std::size_t size =
             (type & VT_ARRAY) != 0 ? sizeof(SAFEARRAY*) : sizes[type < std::size(sizes) ? type : 0];
         if (variable == nullptr || size == 0) {
@@ -103,7 +103,7 @@ HRESULT Copy(VARIANT& value, CNXVariant& copy) noexcept {
 
 /// Converts argument.value to the parameter's type. That may run foreign code: an object gives the value of its default
 /// property where another type is wanted.
-HRESULT Convert(const CNXParameter& parameter, LCID lcid, CNXArgument& argument) noexcept {
+HRESULT Convert(const CNXParameter& parameter, LCID lcid, CNXArgument& argument) {
     VARIANT& value = argument.value;
     CNXVariant& owner = argument.owner;
     const VARTYPE type = parameter.type == VT_INT ? static_cast<VARTYPE>(VT_I4) : parameter.type;
@@ -134,7 +134,7 @@ HRESULT Convert(const CNXParameter& parameter, LCID lcid, CNXArgument& argument)
 /// Reads and converts an argument; null: it is left out. Text is copied unless it is `last`: foreign code that runs
 /// while a later argument is converted may free it.
 HRESULT ReadArgument(const CNXParameter& parameter, bool last, const VARIANTARG* given, LCID lcid,
-                     CNXArgument& argument) noexcept {
+                     CNXArgument& argument) {
     VARIANT& value = argument.value;
     if (given != nullptr && !FollowReferences(given, value)) {
         return DISP_E_TYPEMISMATCH;
@@ -151,7 +151,7 @@ HRESULT ReadArgument(const CNXParameter& parameter, bool last, const VARIANTARG*
     return SUCCEEDED(hr) || hr == DISP_E_OVERFLOW || hr == E_OUTOFMEMORY ? hr : DISP_E_TYPEMISMATCH;
 }
 
-/// The HRESULT for the exception being handled. The thread's error record goes: it is an earlier failure's.
+/// The HRESULT for the exception being handled. Clears the thread's error record, which is stale.
 HRESULT HResultOfCurrentException() noexcept {
     SetErrorInfo(0, nullptr);
     try {
@@ -172,7 +172,7 @@ HRESULT ReportFailure(HRESULT failure, EXCEPINFO* pexcepinfo) noexcept {
         *pexcepinfo = {};
         pexcepinfo->scode = failure;
         CComPtr<IErrorInfo> record;
-        // A member that runs out of memory leaves none. One that is there is an earlier failure's.
+        // A member that runs out of memory sets no record; any record present is stale.
         if (GetErrorInfo(0, &record) == S_OK && failure != E_OUTOFMEMORY) {
             record->GetDescription(&pexcepinfo->bstrDescription);
             record->GetSource(&pexcepinfo->bstrSource);
@@ -233,24 +233,21 @@ HRESULT NXInvoke(std::span<const CNXMember> members, IDispatch* object, DISPID d
 
     const CComPtr<IDispatch> self(object); // foreign code may release the caller's reference
     std::array<CNXArgument, std::tuple_size_v<Given>> arguments;
-    Given given = {};
-    UINT badArgument = UINT_MAX;
-    HRESULT hr = SortArguments(*member, *pdispparams, given, badArgument);
-    for (UINT i = 0; SUCCEEDED(hr) && i < member->parameterCount; ++i) {
-        hr = ReadArgument(member->parameters[i], i + 1 == member->parameterCount, given[i], lcid, arguments[i]);
-        if (hr == DISP_E_TYPEMISMATCH || hr == DISP_E_OVERFLOW) {
-            badArgument = static_cast<UINT>(given[i] - pdispparams->rgvarg);
-        }
-    }
-    if (FAILED(hr)) {
-        if (puArgErr != nullptr && badArgument != UINT_MAX) {
-            *puArgErr = badArgument;
-        }
-        return hr;
-    }
-
     CNXVariant result;
+    Given given = {};
+    UINT unwanted = 0;
+    UINT& badArgument = puArgErr != nullptr ? *puArgErr : unwanted;
+    HRESULT hr = SortArguments(*member, *pdispparams, given, badArgument);
     try {
+        for (UINT i = 0; SUCCEEDED(hr) && i < member->parameterCount; ++i) {
+            hr = ReadArgument(member->parameters[i], i + 1 == member->parameterCount, given[i], lcid, arguments[i]);
+            if (hr == DISP_E_TYPEMISMATCH || hr == DISP_E_OVERFLOW) {
+                badArgument = static_cast<UINT>(given[i] - pdispparams->rgvarg);
+            }
+        }
+        if (FAILED(hr)) {
+            return hr;
+        }
         hr = member->call(object, arguments.data(), result);
     } catch (...) {
         return HResultOfCurrentException();

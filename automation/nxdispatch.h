@@ -109,7 +109,7 @@ template <class T> void Store(const T& value, VARIANT& result) noexcept {
     }
 }
 
-/// What the type of a member function tells, and how to call it.
+/// Deduces the parameter and result types of a member function, and calls it.
 template <auto method> struct Function;
 template <class Class, class... Types, HRESULT (STDMETHODCALLTYPE Class::*method)(Types...)> struct Function<method> {
     template <std::size_t i> using Type = std::tuple_element_t<i, std::tuple<Types..., void>>;
@@ -139,10 +139,16 @@ template <class Class, class... Types, HRESULT (STDMETHODCALLTYPE Class::*method
         const std::array<VARTYPE, sizeof...(Types)> types = {typeOf<Types>...};
         const std::array<const IID*, sizeof...(Types)> iids = {iidOf<Types>...};
         UINT required = 0;
-        for (std::size_t i = 0; i < Indices::size(); ++i) {
-            parameters[i].type = types[i];
-            parameters[i].iid = iids[i];
-            required += parameters[i].isOptional ? 0U : 1U;
+        for (std::size_t i = 0; i < parameters.size(); ++i) {
+            const bool hasName = i < Indices::size() - (kind == DISPATCH_PROPERTYPUT ? 1 : 0);
+            if (hasName == parameters[i].name.empty() || (i < Indices::size() && types[i] == VT_VOID)) {
+                throw "a name too many or too few, or a type that automation does not have";
+            }
+            if (i < Indices::size()) {
+                parameters[i].type = types[i];
+                parameters[i].iid = iids[i];
+                required += parameters[i].isOptional ? 0U : 1U;
+            }
         }
         return {id, kind, typeOf<Result>, name, Indices::size(), required, parameters, &Call};
     }

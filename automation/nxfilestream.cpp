@@ -8,7 +8,7 @@ std::span<const CNXMember> CNXFileStream::Members() noexcept {
         NXMethod<&CNXFileStream::IsCommentLine>(0x60020003, L"IsCommentLine", L"line"),
         NXMethod<&CNXFileStream::IsEOF>(0x60020004, L"IsEOF"),
         NXMethod<&CNXFileStream::IsOpen>(0x60020005, L"IsOpen"),
-        NXMethod<&CNXFileStream::CopyNextLine>(0x60020006, L"ReadNextLine"), // the vtable's lends
+        NXMethod<&CNXFileStream::CopyNextLine>(0x60020006, L"ReadNextLine"), // the vtable's lends its result
         NXMethod<&CNXFileStream::Open>(0x60020007, L"Open", L"fileName", L"binary"),
         NXMethod<&CNXFileStream::UngetLine>(0x60020008, L"UngetLine"),
         NXMethod<&CNXFileStream::WriteLine>(0x60020009, L"WriteLine", L"line"),

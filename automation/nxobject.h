@@ -12,11 +12,8 @@
 /// its methods:
 ///
 ///     class CNXString : public CNXObject<CNXString, INXString, &CLSID_NXString, &IID_INXString> {
-///       public:
 ///         static std::span<const CNXMember> Members() noexcept;
 ///         HRESULT STDMETHODCALLTYPE Clear() override;
-///       private:
-///         CNKString m_text;
 ///     };
 ///
 /// A client that calls through the vtable gets the contract to the letter, exceptions included. A late-bound caller

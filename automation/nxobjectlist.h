@@ -12,7 +12,7 @@
 /// late-bound, Invoke returns E_OUTOFMEMORY).
 ///
 /// To take, release or query a reference runs the object's own code, which may change the list again. So every member
-/// has the list in order, and the object in hand, before it does that.
+/// finishes changing the list, and holds a reference to the object, before it calls the object.
 ///
 /// What the contracts of the lists do not share (the type of Remove's index, what may be put where, who owns what
 /// AddNew creates) is left to the class.

@@ -11,7 +11,8 @@ std::span<const CNXMember> CNXTokenStringList::Members() noexcept {
         NXGet<&CNXTokenStringList::get_Count>(0x60020006, L"Count"),
         NXGet<&CNXTokenStringList::GetItemUndescribed>(DISPID_VALUE, L"_Item", L"n"),
         NXGet<&CNXTokenStringList::get__NewEnum>(DISPID_NEWENUM, L"_NewEnum"),
-        NXMethod<&CNXTokenStringList::AppendNew>(0x60020009, L"AddNew"), // the vtable's lends
+        NXMethod<&CNXTokenStringList::AppendNew>(0x60020009,
+                                                 L"AddNew"), // the vtable's AddNew returns an uncounted pointer
     };
     return members;
 }

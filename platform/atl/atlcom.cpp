@@ -21,7 +21,7 @@ HRESULT CComClassFactory::LockServer(BOOL fLock) {
 }
 
 HRESULT WINAPI AtlReportError(REFCLSID clsid, LPCOLESTR lpszDesc, REFIID iid, HRESULT hRes) noexcept {
-    SetErrorInfo(0, nullptr); // without memory there is no record, rather than an older one
+    CComPtr<IErrorInfo> info; // stays null without memory: an older record must not be taken for this failure's
     CComPtr<ICreateErrorInfo> record;
     if (SUCCEEDED(CreateErrorInfo(&record))) {
         record->SetGUID(iid);
@@ -31,11 +31,9 @@ HRESULT WINAPI AtlReportError(REFCLSID clsid, LPCOLESTR lpszDesc, REFIID iid, HR
             record->SetSource(progId);
             CoTaskMemFree(progId);
         }
-        CComPtr<IErrorInfo> info;
-        if (SUCCEEDED(record->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info)))) {
-            SetErrorInfo(0, info);
-        }
+        record->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info));
     }
+    SetErrorInfo(0, info);
     return hRes == S_OK ? DISP_E_EXCEPTION : hRes;
 }
 

@@ -1,5 +1,5 @@
 /// The part of the platform's COM template library that this system uses: object roots and wrappers, class factory,
-/// interface maps, dual dispatch, error records, enumerators. See atlbase.h.
+/// interface maps, type information, error records, enumerators. See atlbase.h.
 #pragma once
 
 #include <climits>

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <functional>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -164,8 +166,8 @@ TEST_F(NXDispatchObjectsTest, DefaultProperty_MayReplaceTheTextOfAnEarlierArgume
 TEST_F(NXDispatchObjectsTest, DefaultProperty_LeavesTheTextThatAnEarlierArgumentBecame) {
     Foreign binary{true};
     const DispatchObject file = NewLateBound<CNXFileStream>();
-    EXPECT_HR(file.Call(L"Open", 12345.5, &binary).hr, S_OK);
-    EXPECT_BSTR(file.Get(L"fileName").value.Text(), L"12345.5");
+    EXPECT_HR(file.Call(L"Open", 12345, &binary).hr, S_OK);
+    EXPECT_BSTR(file.Get(L"fileName").value.Text(), L"12345");
 }
 
 TEST_F(NXDispatchObjectsTest, DefaultProperty_MayReplaceTheTextOfALaterArgument) {
@@ -305,6 +307,45 @@ TEST_F(NXDispatchObjectsTest, ObjectParameter_MayReleaseTheObjectOfTheCallWhenIt
     EXPECT_TRUE(aliveAfterwards);
     EXPECT_FALSE(Watched<CNXTokenStringList>::alive);
     EXPECT_EQ(element.references, 1u) << "the argument's alone";
+}
+
+TEST_F(NXDispatchObjectsTest, ObjectParameter_MayReleaseItsOwnObjectWhenItIsAsked) {
+    support::StackTokenString element;
+    element.AddRef();
+    IDispatch* variable = &element;
+    ULONG referencesAfterwards = 0;
+    element.onQuery = [&] {
+        std::exchange(variable, nullptr)->Release();
+        referencesAfterwards = element.references;
+        return E_NOINTERFACE;
+    };
+    Answers answers;
+    EXPECT_HR(Call(NewLateBound<CNXTokenStringList>().Raw(), TokenStrings::idAdd, DISPATCH_METHOD,
+                   {ReferenceTo(VT_DISPATCH, &variable)}, answers),
+              DISP_E_TYPEMISMATCH);
+    EXPECT_GT(referencesAfterwards, 0u) << "its code is still running";
+    EXPECT_EQ(element.references, 0u);
+}
+
+TEST_F(NXDispatchObjectsTest, ObjectParameter_ThatDoesNotWriteTheInterfaceItRefuses_IsAMismatch) {
+    class Silent final : public support::StackTokenString {
+        HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    };
+    Silent element;
+    Variant argument(static_cast<IDispatch*>(&element));
+    const Reply reply = NewLateBound<CNXTokenStringList>().Call(L"Add", argument);
+    EXPECT_HR(reply.hr, DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(element.references, 1u) << "the variant's";
+}
+
+TEST_F(NXDispatchObjectsTest, CodeOfAnArgument_ThatThrows_IsAnHresult) {
+    Foreign value{1};
+    value.onRead = [] { throw std::runtime_error("from a default property"); };
+    EXPECT_HR(StringOf(L"abc").Call(L"Left", &value).hr, E_UNEXPECTED);
+    support::StackTokenString element;
+    element.onQuery = []() -> HRESULT { throw std::bad_alloc(); };
+    EXPECT_HR(NewLateBound<CNXTokenStringList>().Call(L"Add", &element).hr, E_OUTOFMEMORY);
+    EXPECT_EQ(element.references, 0u);
 }
 
 } // namespace

@@ -59,7 +59,7 @@ constexpr WORD get = DISPATCH_PROPERTYGET;
 constexpr WORD put = DISPATCH_PROPERTYPUT;
 constexpr WORD putRef = DISPATCH_PROPERTYPUTREF;
 
-using NXDispatchTest = support::DispatchTest;
+using NXDispatchRulesTest = support::DispatchTest;
 
 /// A class with one member, which does what the test says.
 class Probe : public support::StackAutomationObject<IDispatch> {
@@ -123,7 +123,7 @@ const NamesRow namesRows[] = {
     {"Members of IDispatch", {L"Invoke"}, DISP_E_UNKNOWNNAME, {DISPID_UNKNOWN}},
 };
 
-TEST_F(NXDispatchTest, Names_AreThoseOfMembersAndParametersInAnyCase) {
+TEST_F(NXDispatchRulesTest, Names_AreThoseOfMembersAndParametersInAnyCase) {
     const DispatchObject object = NewLateBound<CNXString>();
     for (const NamesRow& row : namesRows) {
         std::vector<DISPID> ids;
@@ -132,7 +132,7 @@ TEST_F(NXDispatchTest, Names_AreThoseOfMembersAndParametersInAnyCase) {
     }
 }
 
-TEST_F(NXDispatchTest, Names_HaveNoCaseButThatOfLetters) {
+TEST_F(NXDispatchRulesTest, Names_HaveNoCaseButThatOfLetters) {
     const DispatchObject list = NewLateBound<CNXStringList>();
     std::vector<DISPID> ids;
     EXPECT_HR(IdsOf(list, {L"_iTEM"}, ids), S_OK);
@@ -140,13 +140,13 @@ TEST_F(NXDispatchTest, Names_HaveNoCaseButThatOfLetters) {
     EXPECT_HR(IdsOf(list, {L"\x7FItem"}, ids), DISP_E_UNKNOWNNAME) << "differs from an underscore as a from A";
 }
 
-TEST_F(NXDispatchTest, Names_DoNotDependOnIidAndLocale) {
+TEST_F(NXDispatchRulesTest, Names_DoNotDependOnIidAndLocale) {
     std::vector<DISPID> ids;
     EXPECT_HR(IdsOf(NewLateBound<CNXString>(), {L"TRIM"}, ids, IID_IDispatch, 0x041F), S_OK);
     EXPECT_EQ(ids, std::vector<DISPID>{0x60020002});
 }
 
-TEST_F(NXDispatchTest, Names_NullArrays_AreRefused) {
+TEST_F(NXDispatchRulesTest, Names_NullArrays_AreRefused) {
     const DispatchObject object = NewLateBound<CNXString>();
     auto* name = const_cast<LPOLESTR>(L"Mid");
     DISPID id = 77;
@@ -160,7 +160,7 @@ TEST_F(NXDispatchTest, Names_NullArrays_AreRefused) {
 // ---------------------------------------------------------------------------------------------------------------------
 // The call as a whole
 
-TEST_F(NXDispatchTest, Iid_OtherThanNull_IsRefused) {
+TEST_F(NXDispatchRulesTest, Iid_OtherThanNull_IsRefused) {
     const DispatchObject object = StringOf(L"text");
     for (const IID& iid : {IID_IDispatch, IID_IUnknown, IID_INXString}) {
         DISPPARAMS none = {};
@@ -189,7 +189,7 @@ constexpr ParametersRow parametersRows[] = {
     {"Two names for one argument", true, true, 1, 2, E_INVALIDARG},
 };
 
-TEST_F(NXDispatchTest, Parameters_ThatContradictThemselves_AreRefused) {
+TEST_F(NXDispatchRulesTest, Parameters_ThatContradictThemselves_AreRefused) {
     for (const ParametersRow& row : parametersRows) {
         const DispatchObject object = StringOf(L"text");
         std::array<VARIANT, 2> arguments = {};
@@ -204,7 +204,7 @@ TEST_F(NXDispatchTest, Parameters_ThatContradictThemselves_AreRefused) {
     }
 }
 
-TEST_F(NXDispatchTest, Parameters_Null_AreRefused) {
+TEST_F(NXDispatchRulesTest, Parameters_Null_AreRefused) {
     const DispatchObject object = StringOf(L"text");
     EXPECT_HR(
         object.Raw()->Invoke(StringId::Clear, IID_NULL, english, DISPATCH_METHOD, nullptr, nullptr, nullptr, nullptr),
@@ -250,7 +250,7 @@ constexpr KindRow kindRows[] = {
     {"IDispatch.Invoke", 0x60010003, method, 0, DISP_E_MEMBERNOTFOUND},
 };
 
-TEST_F(NXDispatchTest, Member_IsFoundByIdAndKind) {
+TEST_F(NXDispatchRulesTest, Member_IsFoundByIdAndKind) {
     for (const KindRow& row : kindRows) {
         const DispatchObject object = StringOf(L"text");
         const Invocation call = {
@@ -264,7 +264,7 @@ TEST_F(NXDispatchTest, Member_IsFoundByIdAndKind) {
     }
 }
 
-TEST_F(NXDispatchTest, Get_AsMethod_TakesArguments) {
+TEST_F(NXDispatchRulesTest, Get_AsMethod_TakesArguments) {
     const DispatchObject list = ListOf({L"zero", L"one"});
     const Reply reply = list.Call(L"Item", 1);
     EXPECT_HR(reply.hr, S_OK);
@@ -273,7 +273,7 @@ TEST_F(NXDispatchTest, Get_AsMethod_TakesArguments) {
 
 constexpr WORD everyPut[] = {put, putRef, put | putRef};
 
-TEST_F(NXDispatchTest, PutRef_OfText_IsAPut) {
+TEST_F(NXDispatchRulesTest, PutRef_OfText_IsAPut) {
     for (const WORD flags : everyPut) {
         const DispatchObject object = NewLateBound<CNXString>();
         const Reply reply = object.Invoke(
@@ -306,12 +306,12 @@ template <class List, class ListInterface> void ExpectObjectsArePut(IDispatch* e
     EXPECT_EQ(ReferencesOf(element), 1u) << "the caller's alone";
 }
 
-TEST_F(NXDispatchTest, PutRef_OfATokenString_IsAPut) {
+TEST_F(NXDispatchRulesTest, PutRef_OfATokenString_IsAPut) {
     ExpectObjectsArePut<CNXTokenStringList, INXTokenStringList>(New<CNXTokenString>(), TokenStrings::idItem,
                                                                 TokenStrings::idNew);
 }
 
-TEST_F(NXDispatchTest, PutRef_OfAFileStream_IsAPut) {
+TEST_F(NXDispatchRulesTest, PutRef_OfAFileStream_IsAPut) {
     ExpectObjectsArePut<CNXFileStreamList, INXFileStreamList>(New<CNXFileStream>(), FileStreams::idItem,
                                                               FileStreams::idNew);
 }
@@ -340,7 +340,7 @@ template <class Class> void ExpectCountsAreChecked() {
     }
 }
 
-TEST_F(NXDispatchTest, ArgumentCount_OutsideTheMembers_IsRefusedByEveryClass) {
+TEST_F(NXDispatchRulesTest, ArgumentCount_OutsideTheMembers_IsRefusedByEveryClass) {
     ExpectCountsAreChecked<CNXString>();
     ExpectCountsAreChecked<CNXTokenString>();
     ExpectCountsAreChecked<CNXStringList>();
@@ -350,7 +350,7 @@ TEST_F(NXDispatchTest, ArgumentCount_OutsideTheMembers_IsRefusedByEveryClass) {
     ExpectCountsAreChecked<CNXVariantCollection>();
 }
 
-TEST_F(NXDispatchTest, ArgumentCount_MayLeaveOutTheOptionalOnes) {
+TEST_F(NXDispatchRulesTest, ArgumentCount_MayLeaveOutTheOptionalOnes) {
     const DispatchObject collection = CollectionOf(2);
     EXPECT_HR(collection.Call(L"Add", L"last").hr, S_OK);
     EXPECT_BSTR(collection.Get(L"Item", 3).value.Text(), L"last");
@@ -376,7 +376,7 @@ template <class Check> void ForEachMissing(Check check) {
     check("in a variable that refers to its code", ReferenceTo(VT_VARIANT, &typed));
 }
 
-TEST_F(NXDispatchTest, RequiredParameter_LeftOut_IsNotOptional) {
+TEST_F(NXDispatchRulesTest, RequiredParameter_LeftOut_IsNotOptional) {
     ForEachMissing([](const char* way, const VARIANT& missing) {
         const DispatchObject object = StringOf(L"abc");
         const DispatchObject collection = CollectionOf(1);
@@ -395,20 +395,20 @@ TEST_F(NXDispatchTest, RequiredParameter_LeftOut_IsNotOptional) {
     });
 }
 
-TEST_F(NXDispatchTest, RequiredNewValue_LeftOut_IsNotOptional) {
+TEST_F(NXDispatchRulesTest, RequiredNewValue_LeftOut_IsNotOptional) {
     const DispatchObject object = StringOf(L"abc");
     EXPECT_HR(object.Put(L"Value", Variant::Missing()).hr, DISP_E_PARAMNOTOPTIONAL);
     EXPECT_BSTR(TextOf(object), L"abc");
 }
 
-TEST_F(NXDispatchTest, RequiredParameter_ThatNoNameFills_IsNotOptional) {
+TEST_F(NXDispatchRulesTest, RequiredParameter_ThatNoNameFills_IsNotOptional) {
     const DispatchObject collection = CollectionOf(1);
     EXPECT_HR(collection.Invoke({.member = CollectionId::Add, .arguments = {1}, .names = {1}}).hr,
               DISP_E_PARAMNOTOPTIONAL);
     EXPECT_EQ(CountOf<INXVariantCollection>(collection), 1);
 }
 
-TEST_F(NXDispatchTest, OptionalParameter_LeftOut_IsZero) {
+TEST_F(NXDispatchRulesTest, OptionalParameter_LeftOut_IsZero) {
     ForEachMissing([](const char* way, const VARIANT& missing) {
         const DispatchObject collection = CollectionOf(2);
         const Variant text(L"last");
@@ -421,7 +421,7 @@ TEST_F(NXDispatchTest, OptionalParameter_LeftOut_IsZero) {
     });
 }
 
-TEST_F(NXDispatchTest, AnotherError_IsNoArgumentLeftOut) {
+TEST_F(NXDispatchRulesTest, AnotherError_IsNoArgumentLeftOut) {
     Variant error = Variant::Missing();
     V_ERROR(error.Raw()) = E_FAIL;
     const DispatchObject collection = CollectionOf(1);
@@ -451,6 +451,8 @@ const NamedRow namedMethodRows[] = {
     {"Both", {1, 3}, {0, 1}, L"bcd"},
     {"Both in the other order", {3, 1}, {1, 0}, L"bcd"},
     {"Unknown, the only one", {1, 3}, {2}, nullptr, 0},
+    {"Unknown, a parameter's in its low byte", {1, 3}, {0x101}, nullptr, 0},
+    {"Unknown, negative", {1, 3}, {-255}, nullptr, 0},
     {"Unknown, passed first", {1, 3}, {7, 1}, nullptr, 1},
     {"Unknown, passed last", {1, 3}, {0, 7}, nullptr, 0},
     {"Negative", {1, 3}, {DISPID_UNKNOWN}, nullptr, 0},
@@ -458,7 +460,7 @@ const NamedRow namedMethodRows[] = {
     {"New value in a method", {1, 3}, {DISPID_PROPERTYPUT}, nullptr, 0},
 };
 
-TEST_F(NXDispatchTest, NamedArguments_OfAMethod_AreFoundByPosition) {
+TEST_F(NXDispatchRulesTest, NamedArguments_OfAMethod_AreFoundByPosition) {
     for (const NamedRow& row : namedMethodRows) {
         const Reply reply =
             StringOf(L"abcdef").Invoke({.member = StringId::Mid, .arguments = row.arguments, .names = row.names});
@@ -481,7 +483,7 @@ const NamedRow namedPutRows[] = {
     {"New value without a name behind a named index", {L"new", 1}, {0}, nullptr, 0},
 };
 
-TEST_F(NXDispatchTest, NamedArguments_OfAPut_NameTheNewValue) {
+TEST_F(NXDispatchRulesTest, NamedArguments_OfAPut_NameTheNewValue) {
     for (const NamedRow& row : namedPutRows) {
         const DispatchObject list = ListOf({L"zero", L"one"});
         const Reply reply =
@@ -493,7 +495,7 @@ TEST_F(NXDispatchTest, NamedArguments_OfAPut_NameTheNewValue) {
     }
 }
 
-TEST_F(NXDispatchTest, NamedArguments_OfAPutWithoutOthers_NameTheNewValue) {
+TEST_F(NXDispatchRulesTest, NamedArguments_OfAPutWithoutOthers_NameTheNewValue) {
     const DispatchObject object = StringOf(L"old");
     for (const std::vector<DISPID>& names : {std::vector<DISPID>{}, {0}, {DISPID_UNKNOWN}}) {
         const Reply reply =
@@ -504,7 +506,7 @@ TEST_F(NXDispatchTest, NamedArguments_OfAPutWithoutOthers_NameTheNewValue) {
     }
 }
 
-TEST_F(NXDispatchTest, NamedArguments_GivenTwice_AreRefused) {
+TEST_F(NXDispatchRulesTest, NamedArguments_GivenTwice_AreRefused) {
     const auto expectRefused = [](const Reply& reply) {
         EXPECT_HR(reply.hr, DISP_E_PARAMNOTFOUND);
         EXPECT_LE(reply.badArgument, 1u) << "either of the two";
@@ -520,7 +522,7 @@ TEST_F(NXDispatchTest, NamedArguments_GivenTwice_AreRefused) {
     EXPECT_BSTR(list.Get(L"Item", 1).value.Text(), L"one");
 }
 
-TEST_F(NXDispatchTest, NamedArguments_OfAGet_HaveNoNewValue) {
+TEST_F(NXDispatchRulesTest, NamedArguments_OfAGet_HaveNoNewValue) {
     const DispatchObject list = ListOf({L"zero", L"one"});
     const Reply refused =
         list.Invoke({.member = ListId::Item, .flags = get, .arguments = {1}, .names = {DISPID_PROPERTYPUT}});
@@ -530,7 +532,7 @@ TEST_F(NXDispatchTest, NamedArguments_OfAGet_HaveNoNewValue) {
     EXPECT_BSTR(reply.value.Text(), L"one");
 }
 
-TEST_F(NXDispatchTest, NamedArguments_MayLeaveOutTheOptionalOnes) {
+TEST_F(NXDispatchRulesTest, NamedArguments_MayLeaveOutTheOptionalOnes) {
     const DispatchObject collection = CollectionOf(1);
     EXPECT_HR(collection.Invoke({.member = CollectionId::Add, .arguments = {L"last"}, .names = {0}}).hr, S_OK);
     EXPECT_HR(collection.Invoke({.member = CollectionId::Add, .arguments = {1, L"first"}, .names = {1, 0}}).hr, S_OK);
@@ -541,7 +543,7 @@ TEST_F(NXDispatchTest, NamedArguments_MayLeaveOutTheOptionalOnes) {
     EXPECT_EQ(collection.Get(L"Item", 1).value.Int(), 1);
 }
 
-TEST_F(NXDispatchTest, BadArgument_NeedNotBeAskedFor) {
+TEST_F(NXDispatchRulesTest, BadArgument_NeedNotBeAskedFor) {
     const DispatchObject object = StringOf(L"abcdef");
     EXPECT_HR(object.Invoke({.member = StringId::Mid, .arguments = {1, 3}, .names = {7}, .wantsDetails = false}).hr,
               DISP_E_PARAMNOTFOUND);
@@ -580,7 +582,7 @@ const ResultRow resultRows[] = {
     {"VARIANT has the type of its value", [] { return CollectionOf(1); }, L"Item", get, {1}, VT_I4},
 };
 
-TEST_F(NXDispatchTest, Result_HasTheTypeOfTheMember) {
+TEST_F(NXDispatchRulesTest, Result_HasTheTypeOfTheMember) {
     for (const ResultRow& row : resultRows) {
         const DispatchObject object = row.create();
         const Reply reply =
@@ -590,7 +592,7 @@ TEST_F(NXDispatchTest, Result_HasTheTypeOfTheMember) {
     }
 }
 
-TEST_F(NXDispatchTest, Result_IsTheMembers) {
+TEST_F(NXDispatchRulesTest, Result_IsTheMembers) {
     EXPECT_EQ(StringOf(L"  a ").Call(L"Trim").value.Int(), 3);
     EXPECT_EQ(StringOf(L"abc").Get(L"Length").value.Int(), 3);
     EXPECT_EQ(V_BOOL(NewLateBound<CNXFileStream>().Call(L"IsEOF").value.Raw()), VARIANT_TRUE);
@@ -600,7 +602,7 @@ TEST_F(NXDispatchTest, Result_IsTheMembers) {
     EXPECT_EQ(tokens.Get(L"Item", 0).value.Object(), nullptr);
 }
 
-TEST_F(NXDispatchTest, Result_ReplacesWhateverTheVariableHolds) {
+TEST_F(NXDispatchRulesTest, Result_ReplacesWhateverTheVariableHolds) {
     Answers answers;
     EXPECT_HR(Call(StringOf(L"abc").Raw(), StringId::Length, get, {}, answers), S_OK);
     EXPECT_EQ(V_VT(&answers.result), VT_I4);
@@ -617,7 +619,7 @@ TEST_F(NXDispatchTest, Result_ReplacesWhateverTheVariableHolds) {
     EXPECT_EQ(object.references, 1u) << "the variable is the caller's, and may be full of garbage";
 }
 
-TEST_F(NXDispatchTest, Result_OfAMemberWithoutOne_IsUntouched) {
+TEST_F(NXDispatchRulesTest, Result_OfAMemberWithoutOne_IsUntouched) {
     const Variant zero(0);
     const DispatchObject list = ListOf({L"zero"});
     Answers answers;
@@ -628,7 +630,7 @@ TEST_F(NXDispatchTest, Result_OfAMemberWithoutOne_IsUntouched) {
     EXPECT_TRUE(answers.ExceptionIsUntouched());
 }
 
-TEST_F(NXDispatchTest, Result_ThatNobodyWants_IsFreed) {
+TEST_F(NXDispatchRulesTest, Result_ThatNobodyWants_IsFreed) {
     const DispatchObject tokens = NewLateBound<CNXTokenStringList>();
     EXPECT_HR(tokens.Invoke({.member = TokenStrings::idAddNew, .wantsValue = false}).hr, S_OK);
     EXPECT_EQ(CountOf<INXTokenStringList>(tokens), 1);
@@ -636,7 +638,7 @@ TEST_F(NXDispatchTest, Result_ThatNobodyWants_IsFreed) {
     EXPECT_HR(StringOf(L"abc").Invoke({.member = StringId::Value, .flags = get, .wantsValue = false}).hr, S_OK);
 }
 
-TEST_F(NXDispatchTest, Result_MayBeAtAnOddAddress) {
+TEST_F(NXDispatchRulesTest, Result_MayBeAtAnOddAddress) {
     support::AtOddAddress<VARIANT> result{VARIANT{}};
     DISPPARAMS none = {};
     EXPECT_HR(StringOf(L"abc").Raw()->Invoke(StringId::Value, IID_NULL, english, get, &none, result.Address(), nullptr,
@@ -673,7 +675,7 @@ void ExpectException(Answers& answers, SCODE code, const wchar_t* source, const 
     EXPECT_EQ(answers.badArgument, support::untouchedArgument);
 }
 
-TEST_F(NXDispatchTest, Failure_FillsInEveryFieldOfTheException) {
+TEST_F(NXDispatchRulesTest, Failure_FillsInEveryFieldOfTheException) {
     const Variant nine(9);
     Answers answers;
     EXPECT_HR(Call(NewLateBound<CNXTokenString>().Raw(), DISPID_VALUE, get, {*nine.Raw()}, answers), DISP_E_EXCEPTION);
@@ -681,7 +683,7 @@ TEST_F(NXDispatchTest, Failure_FillsInEveryFieldOfTheException) {
     EXPECT_FALSE(support::HasErrorRecord()) << "it is the exception now";
 }
 
-TEST_F(NXDispatchTest, Failure_WithoutADescription_FillsInEveryFieldToo) {
+TEST_F(NXDispatchRulesTest, Failure_WithoutADescription_FillsInEveryFieldToo) {
     Probe probe;
     probe.run = [] { return E_ACCESSDENIED; };
     Answers answers;
@@ -689,7 +691,7 @@ TEST_F(NXDispatchTest, Failure_WithoutADescription_FillsInEveryFieldToo) {
     ExpectException(answers, E_ACCESSDENIED, nullptr, nullptr);
 }
 
-TEST_F(NXDispatchTest, Failure_TakesTheErrorRecordOfTheMember) {
+TEST_F(NXDispatchRulesTest, Failure_TakesTheErrorRecordOfTheMember) {
     Probe probe;
     probe.run = [] {
         support::LeaveErrorRecord(L"source", L"description", L"help.chm", 12);
@@ -704,13 +706,13 @@ TEST_F(NXDispatchTest, Failure_TakesTheErrorRecordOfTheMember) {
     EXPECT_EQ(reply.exception->dwHelpContext, 12u);
 }
 
-TEST_F(NXDispatchTest, Failure_NeedNotBeExplained) {
+TEST_F(NXDispatchRulesTest, Failure_NeedNotBeExplained) {
     const DispatchObject list = ListOf({});
     EXPECT_HR(list.Invoke({.member = ListId::Item, .flags = get, .arguments = {0}, .wantsDetails = false}).hr,
               DISP_E_EXCEPTION);
 }
 
-TEST_F(NXDispatchTest, Failure_OfTheTokenStringListsDefaultProperty_HasNoText) {
+TEST_F(NXDispatchRulesTest, Failure_OfTheTokenStringListsDefaultProperty_HasNoText) {
     const Variant nine(9);
     const DispatchObject tokens = NewLateBound<CNXTokenStringList>();
     for (const bool earlier : {false, true}) {
@@ -723,7 +725,7 @@ TEST_F(NXDispatchTest, Failure_OfTheTokenStringListsDefaultProperty_HasNoText) {
     }
 }
 
-TEST_F(NXDispatchTest, Failure_ForMemory_HasNoText) {
+TEST_F(NXDispatchRulesTest, Failure_ForMemory_HasNoText) {
     const DispatchObject object = StringOf(L"text");
     support::LeaveErrorRecord(L"earlier", L"of an earlier call");
     Answers answers;
@@ -735,7 +737,7 @@ TEST_F(NXDispatchTest, Failure_ForMemory_HasNoText) {
     ExpectException(answers, E_OUTOFMEMORY, nullptr, nullptr);
 }
 
-TEST_F(NXDispatchTest, Refusal_LeavesTheAnswersAlone) {
+TEST_F(NXDispatchRulesTest, Refusal_LeavesTheAnswersAlone) {
     const Variant text(L"x");
     const Variant one(1);
     const DispatchObject object = StringOf(L"text");
@@ -766,7 +768,7 @@ const ExceptionRow exceptionRows[] = {
     {"int", []() -> HRESULT { throw 42; }, E_UNEXPECTED},
 };
 
-TEST_F(NXDispatchTest, Exception_IsReturnedAsItsHresult) {
+TEST_F(NXDispatchRulesTest, Exception_IsReturnedAsItsHresult) {
     for (const ExceptionRow& row : exceptionRows) {
         Probe probe;
         probe.run = row.run;
@@ -781,7 +783,7 @@ TEST_F(NXDispatchTest, Exception_IsReturnedAsItsHresult) {
     }
 }
 
-TEST_F(NXDispatchTest, Exception_OfAClass_IsReturnedAsItsHresult) {
+TEST_F(NXDispatchRulesTest, Exception_OfAClass_IsReturnedAsItsHresult) {
     const DispatchObject object = StringOf(L"text");
     const Invocation call = {.member = StringId::Left, .arguments = {2}};
     const AllocationFault fault(1);
