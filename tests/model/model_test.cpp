@@ -1,0 +1,220 @@
+// The whole system against a plain model: random calls of objects of all classes, through the vtable and late-bound.
+//
+//     model_tests [--calls N] [--seconds N] [--seed N]
+//
+// makes N calls (100,000), or goes on for N seconds. A difference prints the shortest sequence of calls that shows it.
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "nuvolex.h"
+
+#include "tests/automation/client.h"
+#include "tests/model/random.h"
+#include "tests/model/shrink.h"
+#include "tests/model/world.h"
+#include "tests/support/allocation_faults.h"
+#include "tests/support/module_faults.h"
+
+namespace model {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Options {
+    std::size_t calls = 100000;
+    std::optional<unsigned> seconds;
+    unsigned seed = 1;
+};
+
+Options options;
+
+/// Random calls in one world.
+constexpr int callsInWorld = 400;
+
+/// What is printed when the process ends in the middle.
+struct Place {
+    unsigned seed = 0;
+    const std::vector<Call>* calls = nullptr;
+};
+Place place;
+
+/// Makes random calls, which it records, until there is a difference.
+std::string Explore(const support::TemporaryFolder& folder, unsigned seed, std::vector<Call>& calls,
+                    std::size_t& callsMade) {
+    place = {seed, &calls};
+    calls.reserve(callsInWorld);
+    World world(folder);
+    RandomCalls random(seed);
+    std::string difference;
+    for (int i = 0; i < callsInWorld && difference.empty(); ++i) {
+        calls.push_back(random.Next(world));
+        difference = world.Make(calls.back());
+    }
+    callsMade += world.CallsMade();
+    return difference.empty() ? world.End() : difference;
+}
+
+/// Makes the calls once more, with new objects.
+std::string Replay(const support::TemporaryFolder& folder, const std::vector<Call>& calls) {
+    World world(folder);
+    std::string difference;
+    for (std::size_t i = 0; i < calls.size() && difference.empty(); ++i) {
+        difference = world.Make(calls[i]);
+    }
+    return difference.empty() ? world.End() : difference;
+}
+
+/// The same, and what has not been freed then.
+std::string ReplayAndCount(const support::TemporaryFolder& folder, const std::vector<Call>& calls) {
+    const support::LiveAllocations before = support::CountLiveAllocations();
+    std::string difference = Replay(folder, calls);
+    if (difference.empty()) {
+        const support::LiveAllocations now = support::CountLiveAllocations();
+        if (now != before) {
+            difference = "live allocations changed: objects by " + std::to_string(now.objects - before.objects) +
+                         ", BSTRs by " + std::to_string(now.bstrs - before.bstrs);
+        }
+    }
+    return difference;
+}
+
+/// Shrinks the calls that show a difference and prints the rest.
+void Report(const support::TemporaryFolder& folder, unsigned seed, const std::vector<Call>& calls,
+            const std::string& difference) {
+    const auto shows = [&](const std::vector<Call>& some) { return !ReplayAndCount(folder, some).empty(); };
+    if (!shows(calls)) {
+        ADD_FAILURE() << "seed " << seed << ", " << calls.size() << " calls: " << difference
+                      << "\nNot seen again when the calls are made once more.";
+        return;
+    }
+    const std::vector<Call> fewest = Shrink(calls, shows);
+    ADD_FAILURE() << "seed " << seed << "; " << fewest.size() << " of " << calls.size() << " calls show it:\n"
+                  << Printed(fewest) << ReplayAndCount(folder, fewest);
+}
+
+/// A world with calls that are its own, so that nothing is left of it. False: there is a difference.
+bool ExploreWorld(const support::TemporaryFolder& folder, unsigned seed, std::size_t& callsMade) {
+    const support::LiveAllocations before = support::CountLiveAllocations();
+    {
+        std::vector<Call> calls;
+        const std::string difference = Explore(folder, seed, calls, callsMade);
+        place = {};
+        if (!difference.empty()) {
+            Report(folder, seed, calls, difference);
+            return false;
+        }
+    }
+    if (support::CountLiveAllocations() == before) {
+        return true;
+    }
+    std::vector<Call> calls;
+    std::size_t uncounted = 0;
+    Explore(folder, seed, calls, uncounted);
+    place = {};
+    Report(folder, seed, calls, "live allocations changed");
+    return false;
+}
+
+/// Says where a process was that ends without its consent.
+LONG CALLBACK SayWhere(EXCEPTION_POINTERS* exception) {
+    std::printf("exception 0x%08lx at %p\n", exception->ExceptionRecord->ExceptionCode,
+                exception->ExceptionRecord->ExceptionAddress);
+    if (place.calls != nullptr) {
+        std::printf("seed %u, call %zu of its world (use --seed %u --calls 1):\n%s\n", place.seed, place.calls->size(),
+                    place.seed, Printed(place.calls->back()).c_str());
+    }
+    std::fflush(stdout);
+    return EXCEPTION_CONTINUE_SEARCH;
+}
+
+TEST(Model, RandomCalls_GiveWhatTheModelGives) {
+    ASSERT_EQ(GetACP(), 1252u) << "The model of files is one of this code page.";
+    ASSERT_HRESULT_SUCCEEDED(CoInitialize(nullptr));
+    {
+        const support::TemporaryFolder folder;
+        static_cast<void>(support::CountLiveAllocations());
+        std::size_t callsMade = 0;
+        std::vector<Call> warmUp; // what happens once in a process is not counted
+        Explore(folder, 4711, warmUp, callsMade);
+        support::FollowAllocations(support::LoadedDll());
+        callsMade = 0;
+
+        const Clock::time_point start = Clock::now();
+        const auto seconds = [&] { return std::chrono::duration<double>(Clock::now() - start).count(); };
+        unsigned seed = options.seed;
+        double nextReport = 10;
+        while (options.seconds ? seconds() < *options.seconds : callsMade < options.calls) {
+            if (!ExploreWorld(folder, seed, callsMade)) {
+                break;
+            }
+            ++seed;
+            if (seconds() > nextReport) {
+                std::printf("%zu calls, %.0f s\n", callsMade, seconds());
+                std::fflush(stdout);
+                nextReport += 10;
+            }
+        }
+        std::printf("%zu calls in %u worlds, seeds from %u, %.1f s\n", callsMade, seed - options.seed, options.seed,
+                    seconds());
+    }
+    CoUninitialize();
+}
+
+TEST(Shrink, OnlyWhatIsNeeded_IsLeft) {
+    std::vector<int> numbers(1000);
+    for (int i = 0; i < 1000; ++i) {
+        numbers[static_cast<std::size_t>(i)] = i;
+    }
+    const auto shows = [](const std::vector<int>& some) {
+        int found = 0;
+        for (const int number : some) {
+            found += number == 17 || number == 18 || number == 901;
+        }
+        return found == 3;
+    };
+    EXPECT_EQ(Shrink(numbers, shows), (std::vector<int>{17, 18, 901}));
+}
+
+TEST(Shrink, NothingNeeded_LeavesNothing) {
+    EXPECT_EQ(Shrink(std::vector<int>{1, 2, 3}, [](const auto&) { return true; }), std::vector<int>());
+}
+
+/// The options that are not GoogleTest's. False: one is unknown.
+bool ReadOptions(int argc, char** argv) {
+    for (int i = 1; i < argc; i += 2) {
+        if (i + 1 == argc) {
+            return false;
+        }
+        const unsigned long number = std::strtoul(argv[i + 1], nullptr, 10);
+        if (std::strcmp(argv[i], "--calls") == 0) {
+            options.calls = number;
+        } else if (std::strcmp(argv[i], "--seconds") == 0) {
+            options.seconds = number;
+        } else if (std::strcmp(argv[i], "--seed") == 0) {
+            options.seed = number;
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+} // namespace model
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    if (!model::ReadOptions(argc, argv)) {
+        std::printf("model_tests [--calls N] [--seconds N] [--seed N]\n");
+        return 2;
+    }
+    SetUnhandledExceptionFilter(model::SayWhere);
+    return RUN_ALL_TESTS();
+}
