@@ -625,6 +625,19 @@ TEST_P(UnloadingAfterUseOf, TypeInformation_IsReleased) {
     type->ReleaseTypeAttr(attributes);
 }
 
+/// Not only what was loaded last: the DLL remembers every interface whose type information it has loaded.
+TEST_F(ClassObject, TypeInformationOfAllClasses_IsReleasedByUnloading) {
+    std::vector<CComPtr<ITypeInfo>> types(std::size(classes));
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        ASSERT_EQ(Result(TheDll().Object(classes[i])->GetTypeInfo(0, LOCALE_USER_DEFAULT, &types[i])), Result(S_OK));
+        EXPECT_EQ(CountOf(types[i]), 2u) << classes[i];
+    }
+    Reload();
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        EXPECT_EQ(CountOf(types[i]), 1u) << classes[i];
+    }
+}
+
 /// Class objects, the table of what to do at the end, and whatever else the DLL has allocated since it was loaded.
 TEST_P(UnloadingAfterUseOf, Objects_AreFreed) {
     UseAndReload(); // what the platform allocates once has been allocated now
