@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <barrier>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -15,10 +14,11 @@
 
 #include <atlbase.h>
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <oleauto.h>
 
 #include "tests/module/dll.h"
+#include "tests/module/processstate.h"
+#include "tests/module/threads.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/module_faults.h"
 
@@ -183,12 +183,12 @@ TEST_P(ClassObjectOf, FirstRequestsFromManyThreads_GiveTheSame) {
         std::ptrdiff_t made = -support::CountLiveAllocations().objects;
         {
             const support::SlowModuleAllocations slow;
-            std::barrier start(threadCount);
+            MeetingPoint start(threadCount);
             std::vector<std::thread> threads;
             threads.reserve(threadCount);
             for (IClassFactory*& factory : factories) {
                 threads.emplace_back([&] {
-                    start.arrive_and_wait();
+                    start.ArriveAndWait();
                     factory = TheDll().Factory(GetParam());
                 });
             }
@@ -646,70 +646,30 @@ TEST_P(UnloadingAfterUseOf, Objects_AreFreed) {
     UseAndReload();
 }
 
-/// The handles that this process has open.
-std::size_t OpenHandles() {
-    struct Entry {
-        void* object;
-        ULONG_PTR processId;
-        ULONG_PTR handle;
-        ULONG others[4];
-    };
-    struct Header {
-        ULONG_PTR count;
-        ULONG_PTR reserved;
-    };
-    constexpr ULONG extendedHandleInformation = 64;
-    using Query = LONG NTAPI(ULONG what, void* buffer, ULONG size, ULONG* needed);
-    auto* const query = reinterpret_cast<Query*>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll"), "NtQuerySystemInformation")));
-    std::vector<std::byte> buffer(1 << 16);
-    ULONG needed = 0;
-    while (query(extendedHandleInformation, buffer.data(), static_cast<ULONG>(buffer.size()), &needed) < 0) {
-        buffer.resize(buffer.size() * 2);
-    }
-    const auto* const header = reinterpret_cast<const Header*>(buffer.data());
-    const auto* const entries = reinterpret_cast<const Entry*>(header + 1);
-    return static_cast<std::size_t>(std::count_if(
-        entries, entries + header->count, [](const Entry& entry) { return entry.processId == GetCurrentProcessId(); }));
-}
-
 TEST_P(UnloadingAfterUseOf, Handles_AreClosed) {
     {
-        const std::size_t before = OpenHandles();
+        const std::size_t before = StateOfProcess().handles;
         const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-        ASSERT_EQ(OpenHandles(), before + 1) << "the count does not see handles";
+        ASSERT_EQ(StateOfProcess().handles, before + 1) << "the count does not see handles";
         CloseHandle(event);
     }
     UseAndReload();
-    const std::size_t before = OpenHandles();
+    const std::size_t before = StateOfProcess().handles;
     for (int i = 0; i < 5; ++i) {
         UseAndReload();
     }
-    EXPECT_EQ(OpenHandles(), before);
-}
-
-/// The blocks that are in use in the C run-time library's heap.
-std::size_t UsedBlocks() {
-    const auto heap = reinterpret_cast<HANDLE>(_get_heap_handle());
-    std::size_t count = 0;
-    PROCESS_HEAP_ENTRY entry = {};
-    HeapLock(heap);
-    while (HeapWalk(heap, &entry) != FALSE) {
-        count += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0;
-    }
-    HeapUnlock(heap);
-    return count;
+    EXPECT_EQ(StateOfProcess().handles, before);
 }
 
 /// Counts also what the DLL's run-time library allocates while it is being loaded.
 TEST_P(UnloadingAfterUseOf, MemoryFromLoading_IsFreed) {
     constexpr std::size_t reloads = 20;
     UseAndReload();
-    const std::size_t before = UsedBlocks();
+    const std::size_t before = StateOfProcess().blocks;
     for (std::size_t i = 0; i < reloads; ++i) {
         UseAndReload();
     }
-    EXPECT_LT(UsedBlocks(), before + reloads) << "each time at least one block more";
+    EXPECT_LT(StateOfProcess().blocks, before + reloads) << "each time at least one block more";
 }
 
 INSTANTIATE_TEST_SUITE_P(Classes, UnloadingAfterUseOf, testing::ValuesIn(classes), NameOf);

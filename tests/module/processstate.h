@@ -1,0 +1,107 @@
+/// What this process has in use, to see that it stays the same however often the DLL is loaded and unloaded.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <ostream>
+#include <vector>
+
+#include <windows.h>
+
+#include <malloc.h>
+#include <tlhelp32.h>
+
+struct ProcessState {
+    std::size_t blocks;       ///< in the C run-time library's heap
+    std::size_t bytes;        ///< of those blocks
+    std::size_t processBytes; ///< in blocks of the process heap
+    std::size_t handles;
+    std::size_t modules;
+    std::size_t localIndices; ///< thread-local ones
+
+    friend std::ostream& operator<<(std::ostream& out, const ProcessState& state) {
+        return out << state.blocks << " blocks with " << state.bytes << " bytes, " << state.processBytes
+                   << " bytes in the process heap, " << state.handles << " handles, " << state.modules << " modules, "
+                   << state.localIndices << " thread-local indices";
+    }
+};
+
+namespace detail {
+
+inline void AddBlocks(HANDLE heap, std::size_t& count, std::size_t& bytes) {
+    PROCESS_HEAP_ENTRY entry = {};
+    HeapLock(heap);
+    while (HeapWalk(heap, &entry) != FALSE) {
+        if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) {
+            ++count;
+            bytes += entry.cbData;
+        }
+    }
+    HeapUnlock(heap);
+}
+
+/// How many thread-local indices are taken, found out by taking all the others for a moment.
+inline std::size_t TakenLocalIndices() {
+    constexpr std::size_t all = TLS_MINIMUM_AVAILABLE + 1024;
+    std::array<DWORD, all> others;
+    std::size_t count = 0;
+    for (DWORD index = TlsAlloc(); index != TLS_OUT_OF_INDEXES; index = TlsAlloc()) {
+        others.at(count++) = index;
+    }
+    std::for_each_n(others.begin(), count, &TlsFree);
+    return all - count;
+}
+
+inline std::size_t LoadedModules() {
+    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPMODULE, 0);
+    std::size_t count = 0;
+    MODULEENTRY32W entry = {};
+    entry.dwSize = sizeof(entry);
+    for (BOOL found = Module32FirstW(snapshot, &entry); found != FALSE; found = Module32NextW(snapshot, &entry)) {
+        ++count;
+    }
+    CloseHandle(snapshot);
+    return count;
+}
+
+/// The handles that this process has open. (Wine 8 does not know GetProcessHandleCount.)
+inline std::size_t OpenHandles() {
+    struct Entry {
+        void* object;
+        ULONG_PTR processId;
+        ULONG_PTR handle;
+        ULONG others[4];
+    };
+    struct Header {
+        ULONG_PTR count;
+        ULONG_PTR reserved;
+    };
+    constexpr ULONG extendedHandleInformation = 64;
+    using Query = LONG NTAPI(ULONG what, void* buffer, ULONG size, ULONG* needed);
+    auto* const query = reinterpret_cast<Query*>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll"), "NtQuerySystemInformation")));
+    std::vector<std::byte> buffer(1 << 16);
+    ULONG needed = 0;
+    while (query(extendedHandleInformation, buffer.data(), static_cast<ULONG>(buffer.size()), &needed) < 0) {
+        buffer.resize(buffer.size() * 2);
+    }
+    const auto* const header = reinterpret_cast<const Header*>(buffer.data());
+    const auto* const entries = reinterpret_cast<const Entry*>(header + 1);
+    return static_cast<std::size_t>(std::count_if(
+        entries, entries + header->count, [](const Entry& entry) { return entry.processId == GetCurrentProcessId(); }));
+}
+
+} // namespace detail
+
+/// The state now. What the measuring itself allocates is freed again before it counts blocks.
+inline ProcessState StateOfProcess() {
+    ProcessState state = {};
+    state.localIndices = detail::TakenLocalIndices();
+    state.modules = detail::LoadedModules();
+    state.handles = detail::OpenHandles();
+    std::size_t processBlocks = 0;
+    detail::AddBlocks(GetProcessHeap(), processBlocks, state.processBytes);
+    detail::AddBlocks(reinterpret_cast<HANDLE>(_get_heap_handle()), state.blocks, state.bytes);
+    return state;
+}
