@@ -14,9 +14,10 @@
 static_assert(sizeof(CNKString) == sizeof(void*) && !std::is_polymorphic_v<CNKString>);
 static_assert(std::is_nothrow_move_constructible_v<CNKString> && std::is_nothrow_move_assignable_v<CNKString>);
 
-/// The run-time library's wcstod. The toolchain's headers put one of their own in its place, which first copies the
-/// whole text and skips other white space than iswspace knows.
-extern "C" double __cdecl RunTimeWcstod(const wchar_t* text, wchar_t** end) noexcept __asm__("wcstod");
+/// wcstod of the C runtime, through its import table entry. The toolchain's headers define an inline wcstod instead,
+/// which copies the whole string first and does not skip all white space that iswspace knows. An alias for the function
+/// itself would do with GCC only: clang takes it for the inline one.
+extern "C" double(__cdecl* const RunTimeWcstod)(const wchar_t* text, wchar_t** end) noexcept __asm__("__imp_wcstod");
 
 namespace {
 
