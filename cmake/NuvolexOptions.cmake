@@ -12,14 +12,13 @@ add_library(nuvolex_options INTERFACE)
 target_include_directories(nuvolex_options INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(nuvolex_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wcast-qual -Wcast-align
-  -Woverloaded-virtual -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wformat=2 -Werror
-  # comutil.h tests what its operator new returns; GCC keeps that test only with this option.
-  -fcheck-new
+  -Woverloaded-virtual -Wformat=2 -Werror
+  # comutil.h tests what its operator new returns; GCC keeps that test only with -fcheck-new.
+  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond;-Wduplicated-branches;-Wlogical-op;-fcheck-new>
   -ffunction-sections -fdata-sections
   # Sanitizers cannot report on this target, so undefined behaviour stops the program where it happens.
   $<$<CONFIG:Debug>:-fsanitize=undefined;-fsanitize-undefined-trap-on-error>)
 target_compile_definitions(nuvolex_options INTERFACE WINVER=0x0A00 _WIN32_WINNT=0x0A00)
-
 # Link options of every program and DLL: no run-time library beside the system's, hardened, reproducible.
 add_library(nuvolex_link INTERFACE)
 target_link_options(nuvolex_link INTERFACE

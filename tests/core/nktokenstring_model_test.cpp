@@ -48,7 +48,7 @@ struct Model {
     OwnText separator;
     bool wholeText = false;
 
-    friend bool operator==(const Model&, const Model&) = default;
+    bool operator==(const Model&) const = default;
 
     std::string Print() const {
         return std::string("\n    mode ") + (wholeText ? "whole text" : "characters") + ", separator " +
