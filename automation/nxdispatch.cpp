@@ -232,13 +232,13 @@ HRESULT NXInvoke(std::span<const CNXMember> members, IDispatch* object, DISPID d
     }
 
     const CComPtr<IDispatch> self(object); // foreign code may release the caller's reference
-    std::array<CNXArgument, std::tuple_size_v<Given>> arguments;
     CNXVariant result;
     Given given = {};
     UINT unwanted = 0;
     UINT& badArgument = puArgErr != nullptr ? *puArgErr : unwanted;
     HRESULT hr = SortArguments(*member, *pdispparams, given, badArgument);
     try {
+        std::array<CNXArgument, std::tuple_size_v<Given>> arguments;
         for (UINT i = 0; SUCCEEDED(hr) && i < member->parameterCount; ++i) {
             hr = ReadArgument(member->parameters[i], i + 1 == member->parameterCount, given[i], lcid, arguments[i]);
             if (hr == DISP_E_TYPEMISMATCH || hr == DISP_E_OVERFLOW) {
@@ -249,11 +249,11 @@ HRESULT NXInvoke(std::span<const CNXMember> members, IDispatch* object, DISPID d
             return hr;
         }
         hr = member->call(object, arguments.data(), result);
+        if (FAILED(hr)) {
+            return ReportFailure(hr, pexcepinfo); // before the arguments go, whose code may leave records of its own
+        }
     } catch (...) {
         return HResultOfCurrentException();
-    }
-    if (FAILED(hr)) {
-        return ReportFailure(hr, pexcepinfo);
     }
     if (pvarResult != nullptr && member->result != VT_VOID) {
         std::memcpy(pvarResult, static_cast<const VARIANT*>(&result), sizeof(*pvarResult));

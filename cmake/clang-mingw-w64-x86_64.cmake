@@ -5,6 +5,7 @@ execute_process(COMMAND ${CMAKE_C_COMPILER} -print-libgcc-file-name
   OUTPUT_VARIABLE libgcc OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 cmake_path(GET libgcc PARENT_PATH gcc_folder)
 
+unset(NUVOLEX_DLL_LINKER) # this DLL is only compiled and tested, so clang links it with what it has
 set(CMAKE_C_COMPILER clang)
 set(CMAKE_CXX_COMPILER clang++)
 set(CMAKE_C_COMPILER_TARGET ${triplet})
