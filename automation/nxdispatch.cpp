@@ -235,14 +235,14 @@ HRESULT NXInvoke(std::span<const CNXMember> members, IDispatch* object, DISPID d
     CNXVariant result;
     Given given = {};
     UINT unwanted = 0;
-    UINT& badArgument = puArgErr != nullptr ? *puArgErr : unwanted;
-    HRESULT hr = SortArguments(*member, *pdispparams, given, badArgument);
+    UINT* const badArgument = puArgErr != nullptr ? puArgErr : &unwanted;
+    HRESULT hr = SortArguments(*member, *pdispparams, given, *badArgument);
     try {
         std::array<CNXArgument, std::tuple_size_v<Given>> arguments;
         for (UINT i = 0; SUCCEEDED(hr) && i < member->parameterCount; ++i) {
             hr = ReadArgument(member->parameters[i], i + 1 == member->parameterCount, given[i], lcid, arguments[i]);
             if (hr == DISP_E_TYPEMISMATCH || hr == DISP_E_OVERFLOW) {
-                badArgument = static_cast<UINT>(given[i] - pdispparams->rgvarg);
+                *badArgument = static_cast<UINT>(given[i] - pdispparams->rgvarg);
             }
         }
         if (FAILED(hr)) {

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <concepts>
+#include <cstdlib>
 #include <span>
 #include <string_view>
 #include <tuple>
@@ -142,7 +143,7 @@ template <class Class, class... Types, HRESULT (STDMETHODCALLTYPE Class::*method
         for (std::size_t i = 0; i < parameters.size(); ++i) {
             const bool hasName = i < Indices::size() - (kind == DISPATCH_PROPERTYPUT ? 1 : 0);
             if (hasName == parameters[i].name.empty() || (i < Indices::size() && types[i] == VT_VOID)) {
-                throw "a name too many or too few, or a type that automation does not have";
+                std::abort(); // does not compile: a name too many or too few, or a type that automation does not have
             }
             if (i < Indices::size()) {
                 parameters[i].type = types[i];
