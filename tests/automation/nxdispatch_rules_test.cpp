@@ -271,7 +271,7 @@ TEST_F(NXDispatchRulesTest, Get_AsMethod_TakesArguments) {
     EXPECT_BSTR(reply.value.Text(), L"one");
 }
 
-constexpr WORD everyPut[] = {put, putRef, put | putRef};
+constexpr WORD everyPut[] = {put, putRef, put | putRef, putRef | DISPATCH_METHOD};
 
 TEST_F(NXDispatchRulesTest, PutRef_OfText_IsAPut) {
     for (const WORD flags : everyPut) {
