@@ -53,8 +53,10 @@ HRESULT SortArguments(const CNXMember& member, const DISPPARAMS& call, Given& gi
         return DISP_E_PARAMNOTFOUND;
     }
     for (UINT i = call.cNamedArgs; i-- > 0;) {
-        const bool isNewValue = isPut && call.rgdispidNamedArgs[i] == DISPID_PROPERTYPUT;
-        const UINT parameter = isNewValue ? nameCount : static_cast<UINT>(call.rgdispidNamedArgs[i]);
+        DISPID name = DISPID_UNKNOWN;
+        std::memcpy(&name, call.rgdispidNamedArgs + i, sizeof(name)); // may be at an odd address, as arguments may
+        const bool isNewValue = isPut && name == DISPID_PROPERTYPUT;
+        const UINT parameter = isNewValue ? nameCount : static_cast<UINT>(name);
         if ((!isNewValue && parameter >= nameCount) || given[parameter] != nullptr) {
             badArgument = i;
             return DISP_E_PARAMNOTFOUND;

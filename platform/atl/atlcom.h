@@ -3,6 +3,7 @@
 #pragma once
 
 #include <climits>
+#include <cstring>
 #include <new>
 #include <span>
 
@@ -381,8 +382,8 @@ class CComEnumOnSTL : public Base, public CComObjectRootEx<ThreadModel> {
         return S_OK;
     }
 
-    /// Copies up to `celt` elements out; they belong to the caller. S_FALSE: fewer were left. If a copy fails, none is
-    /// handed out and the position is at the element that failed.
+    /// Copies up to `celt` elements to the caller, who owns them; `rgelt` may be at an odd address. S_FALSE: fewer were
+    /// left. If a copy fails, the caller gets none and the position is at the element that failed.
     HRESULT STDMETHODCALLTYPE Next(ULONG celt, T* rgelt, ULONG* pceltFetched) override {
         if (rgelt == nullptr || (celt > 1 && pceltFetched == nullptr)) {
             return E_POINTER;
@@ -396,14 +397,17 @@ class CComEnumOnSTL : public Base, public CComObjectRootEx<ThreadModel> {
 
         ULONG fetched = 0;
         for (; fetched < celt && m_position < m_pcollection->size(); ++fetched) {
-            Copy::init(&rgelt[fetched]);
-            const HRESULT hr = Copy::copy(&rgelt[fetched], &*Element());
+            T element;
+            Copy::init(&element);
+            const HRESULT hr = Copy::copy(&element, &*Element());
             if (FAILED(hr)) {
                 while (fetched > 0) {
-                    Copy::destroy(&rgelt[--fetched]);
+                    std::memcpy(&element, rgelt + --fetched, sizeof(element));
+                    Copy::destroy(&element);
                 }
                 return hr;
             }
+            std::memcpy(rgelt + fetched, &element, sizeof(element));
             ++m_position;
         }
         if (pceltFetched != nullptr) {

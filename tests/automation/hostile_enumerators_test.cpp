@@ -224,6 +224,19 @@ TEST_P(HostileEnumeratorOf, Next_OfMoreThanThereCanBe_GivesWhatIsThere) {
     }
 }
 
+TEST_P(HostileEnumeratorOf, Next_IntoAnOddAddress_GivesWhatIsThere) {
+    const DispatchObject collection = NewCollection(3);
+    support::AtOddAddress<std::array<VARIANT, 4>> elements({});
+    ULONG fetched = 0;
+    EXPECT_HR(EnumeratorAt(collection, 1)->Next(4, reinterpret_cast<VARIANT*>(elements.Address()), &fetched), S_FALSE);
+    ASSERT_EQ(fetched, 2U);
+    std::array<VARIANT, 4> received = elements.Value();
+    EXPECT_EQ(GetParam().numberOf(received[0]), 1);
+    EXPECT_EQ(GetParam().numberOf(received[1]), 2);
+    VariantClear(&received[0]);
+    VariantClear(&received[1]);
+}
+
 TEST_P(HostileEnumeratorOf, Next_WithoutPointers_IsRefusedAndStaysWhereItIs) {
     const DispatchObject collection = NewCollection(3);
     const auto enumerator = EnumeratorAt(collection, 0);

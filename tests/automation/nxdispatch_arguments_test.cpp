@@ -3,6 +3,7 @@
 
 #include <array>
 #include <bit>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -91,6 +92,58 @@ class Receiver : public support::StackAutomationObject<IDispatch> {
     int number = 77;
     Variant value;
     std::wstring text = L"untouched";
+};
+
+/// The type of a record of two numbers. It has what the platform needs to copy and free one.
+class RecordOfTwo : public IRecordInfo {
+  public:
+    RecordOfTwo() = default;
+    RecordOfTwo(const RecordOfTwo&) = delete;
+    RecordOfTwo& operator=(const RecordOfTwo&) = delete;
+    virtual ~RecordOfTwo() { EXPECT_EQ(m_references, 0) << "references to the type of a record"; }
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
+        *object = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++m_references); }
+    ULONG STDMETHODCALLTYPE Release() override { return static_cast<ULONG>(--m_references); }
+
+    HRESULT STDMETHODCALLTYPE RecordInit(void* record) override {
+        std::memset(record, 0, size);
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE RecordClear(void*) override { return S_OK; }
+    HRESULT STDMETHODCALLTYPE RecordCopy(void* from, void* to) override {
+        std::memcpy(to, from, size);
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetSize(ULONG* bytes) override {
+        *bytes = size;
+        return S_OK;
+    }
+    void* STDMETHODCALLTYPE RecordCreate() override { return HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, size); }
+    HRESULT STDMETHODCALLTYPE RecordCreateCopy(void* from, void** to) override {
+        *to = RecordCreate();
+        return *to != nullptr ? RecordCopy(from, *to) : E_OUTOFMEMORY;
+    }
+    HRESULT STDMETHODCALLTYPE RecordDestroy(void* record) override {
+        return HeapFree(GetProcessHeap(), 0, record) ? S_OK : E_UNEXPECTED;
+    }
+
+    HRESULT STDMETHODCALLTYPE GetGuid(GUID*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetName(BSTR*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetField(void*, LPCOLESTR, VARIANT*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetFieldNoCopy(void*, LPCOLESTR, VARIANT*, void**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE PutField(ULONG, void*, LPCOLESTR, VARIANT*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE PutFieldNoCopy(ULONG, void*, LPCOLESTR, VARIANT*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetFieldNames(ULONG*, BSTR*) override { return E_NOTIMPL; }
+    BOOL STDMETHODCALLTYPE IsMatchingType(IRecordInfo* other) override { return other == this ? TRUE : FALSE; }
+
+  private:
+    static constexpr ULONG size = 2 * sizeof(int);
+    int m_references = 0;
 };
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -406,6 +459,27 @@ TEST_F(NXDispatchArgumentsTest, Reference_ToAnArray_IsFollowed) {
     SafeArrayDestroy(array);
 }
 
+/// A record VARIANT holds its record's address with VT_BYREF and without, so there is nothing to follow.
+TEST_F(NXDispatchArgumentsTest, RecordByReference_IsCopied) {
+    RecordOfTwo type;
+    std::array<int, 2> record = {3, 4};
+    const DispatchObject collection = CollectionOf(0);
+    {
+        Variant argument;
+        V_VT(argument.Raw()) = VT_RECORD | VT_BYREF;
+        V_RECORD(argument.Raw()) = record.data();
+        V_RECORDINFO(argument.Raw()) = &type;
+        EXPECT_HR(collection.Call(L"Add", argument).hr, S_OK);
+    }
+    record = {};
+    const Reply reply = collection.Get(L"Item", 1);
+    ASSERT_EQ(reply.value.Type(), VT_RECORD);
+    const auto* const copy = static_cast<const int*>(V_RECORD(reply.value.Raw()));
+    ASSERT_NE(copy, record.data());
+    EXPECT_EQ(copy[0], 3);
+    EXPECT_EQ(copy[1], 4);
+}
+
 TEST_F(NXDispatchArgumentsTest, Reference_ToAVariant_IsFollowed) {
     Variant number(2);
     Variant text(L"text");
@@ -481,6 +555,17 @@ TEST_F(NXDispatchArgumentsTest, Arguments_MayBeAtOddAddresses) {
                                                 nullptr, &badArgument),
               DISP_E_TYPEMISMATCH);
     EXPECT_EQ(badArgument, 1u);
+}
+
+TEST_F(NXDispatchArgumentsTest, Names_MayBeAtOddAddresses) {
+    std::array<VARIANT, 2> arguments = {*Variant(1).Raw(), *Variant(2).Raw()};
+    AtOddAddress<std::array<DISPID, 2>> names({0, 1});
+    DISPPARAMS parameters = {arguments.data(), reinterpret_cast<DISPID*>(names.Address()), 2, 2};
+    Variant result;
+    EXPECT_HR(StringOf(L"abcdef").Raw()->Invoke(StringId::Mid, IID_NULL, english, DISPATCH_METHOD, &parameters,
+                                                result.Raw(), nullptr, nullptr),
+              S_OK);
+    EXPECT_BSTR(result.Text(), L"bc");
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
