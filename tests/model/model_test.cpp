@@ -4,11 +4,14 @@
 //
 // makes N calls (100,000), or goes on for N seconds. A difference prints the shortest sequence of calls that shows it.
 
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -44,6 +47,7 @@ struct Place {
     const std::vector<Call>* calls = nullptr;
 };
 Place place;
+std::atomic<unsigned> callsBegun = 0;
 
 /// Makes random calls, which it records, until there is a difference.
 std::string Explore(const support::TemporaryFolder& folder, unsigned seed, std::vector<Call>& calls,
@@ -55,6 +59,7 @@ std::string Explore(const support::TemporaryFolder& folder, unsigned seed, std::
     std::string difference;
     for (int i = 0; i < callsInWorld && difference.empty(); ++i) {
         calls.push_back(random.Next(world));
+        ++callsBegun;
         difference = world.Make(calls.back());
     }
     callsMade += world.CallsMade();
@@ -132,6 +137,26 @@ LONG CALLBACK SayWhere(EXCEPTION_POINTERS* exception) {
     }
     std::fflush(stdout);
     return EXCEPTION_CONTINUE_SEARCH;
+}
+
+/// Ends the process when no call has begun for a minute: a call that damages the heap may hang in it. Prints without
+/// allocating.
+void EndWhenNothingMoves() {
+    unsigned last = callsBegun;
+    for (;;) {
+        std::this_thread::sleep_for(std::chrono::minutes(1));
+        const unsigned now = callsBegun;
+        if (now == last && place.calls != nullptr) {
+            std::array<char, 100> text = {};
+            const int length =
+                std::snprintf(text.data(), text.size(), "FAILED: a call hangs, seed %u (use --seed %u --calls 1)\n",
+                              place.seed, place.seed);
+            DWORD written = 0;
+            WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), text.data(), static_cast<DWORD>(length), &written, nullptr);
+            TerminateProcess(GetCurrentProcess(), 1);
+        }
+        last = now;
+    }
 }
 
 TEST(Model, RandomCalls_GiveWhatTheModelGives) {
@@ -216,5 +241,6 @@ int main(int argc, char** argv) {
         return 2;
     }
     SetUnhandledExceptionFilter(model::SayWhere);
+    std::thread(model::EndWhenNothingMoves).detach();
     return RUN_ALL_TESTS();
 }
