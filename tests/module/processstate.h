@@ -65,8 +65,10 @@ inline std::size_t LoadedModules() {
     return count;
 }
 
-/// The handles that this process has open. (Wine 8 does not know GetProcessHandleCount.)
-inline std::size_t OpenHandles() {
+} // namespace detail
+
+/// The handles that a process has open. (Wine 8 does not know GetProcessHandleCount.)
+inline std::size_t OpenHandles(DWORD processId) {
     struct Entry {
         void* object;
         ULONG_PTR processId;
@@ -89,17 +91,15 @@ inline std::size_t OpenHandles() {
     const auto* const header = reinterpret_cast<const Header*>(buffer.data());
     const auto* const entries = reinterpret_cast<const Entry*>(header + 1);
     return static_cast<std::size_t>(std::count_if(
-        entries, entries + header->count, [](const Entry& entry) { return entry.processId == GetCurrentProcessId(); }));
+        entries, entries + header->count, [processId](const Entry& entry) { return entry.processId == processId; }));
 }
-
-} // namespace detail
 
 /// The state now. What the measuring itself allocates is freed again before it counts blocks.
 inline ProcessState StateOfProcess() {
     ProcessState state = {};
     state.localIndices = detail::TakenLocalIndices();
     state.modules = detail::LoadedModules();
-    state.handles = detail::OpenHandles();
+    state.handles = OpenHandles(GetCurrentProcessId());
     std::size_t processBlocks = 0;
     detail::AddBlocks(GetProcessHeap(), processBlocks, state.processBytes);
     detail::AddBlocks(reinterpret_cast<HANDLE>(_get_heap_handle()), state.blocks, state.bytes);
