@@ -24,11 +24,10 @@ inline std::wstring ValueText(DWORD type, const std::vector<wchar_t>& units, DWO
                   : L"(type " + std::to_wstring(type) + L", " + std::to_wstring(size) + L" bytes)";
 }
 
-inline void AddLines(HKEY key, const std::wstring& path, RegistryLines& lines) {
-    constexpr DWORD longestName = 0x4000;
-    std::vector<wchar_t> name(longestName);
+/// `name` is a buffer for names: filling one for every key would take longer than reading the registry.
+inline void AddLines(HKEY key, const std::wstring& path, std::vector<wchar_t>& name, RegistryLines& lines) {
     for (DWORD i = 0;; ++i) {
-        DWORD length = longestName;
+        auto length = static_cast<DWORD>(name.size());
         DWORD type = REG_NONE;
         DWORD size = 0;
         if (RegEnumValueW(key, i, name.data(), &length, nullptr, &type, nullptr, &size) != ERROR_SUCCESS) {
@@ -40,7 +39,7 @@ inline void AddLines(HKEY key, const std::wstring& path, RegistryLines& lines) {
         lines.insert(path + shownName + L" = " + ValueText(type, units, size));
     }
     for (DWORD i = 0;; ++i) {
-        DWORD length = longestName;
+        auto length = static_cast<DWORD>(name.size());
         if (RegEnumKeyExW(key, i, name.data(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
             break;
         }
@@ -48,7 +47,7 @@ inline void AddLines(HKEY key, const std::wstring& path, RegistryLines& lines) {
         lines.insert(subPath);
         HKEY subKey = nullptr;
         if (RegOpenKeyExW(key, name.data(), 0, KEY_READ, &subKey) == ERROR_SUCCESS) {
-            AddLines(subKey, subPath, lines);
+            AddLines(subKey, subPath, name, lines);
             RegCloseKey(subKey);
         }
     }
@@ -58,8 +57,10 @@ inline void AddLines(HKEY key, const std::wstring& path, RegistryLines& lines) {
 
 /// All that is below HKEY_CLASSES_ROOT.
 inline RegistryLines ClassesRoot() {
+    constexpr std::size_t maxNameLength = 0x4000;
     RegistryLines lines;
-    detail::AddLines(HKEY_CLASSES_ROOT, L"", lines);
+    std::vector<wchar_t> name(maxNameLength);
+    detail::AddLines(HKEY_CLASSES_ROOT, L"", name, lines);
     return lines;
 }
 

@@ -1,0 +1,250 @@
+/// What the DLL's registration consists of, and places to try it in.
+#pragma once
+
+#include <filesystem>
+#include <iterator>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+#include <oleauto.h>
+
+#include "tests/module/dll.h"
+#include "tests/module/registry.h"
+#include "tests/support/bstr.h"
+
+inline constexpr LCID libraryLocale = 0x0409;
+
+inline std::string NameOf(const testing::TestParamInfo<Class>& row) {
+    return row.param.name;
+}
+
+inline std::wstring GuidText(const GUID& guid) {
+    wchar_t text[39];
+    StringFromGUID2(guid, text, static_cast<int>(std::size(text)));
+    return text;
+}
+
+inline std::wstring ClassKey(const Class& row) {
+    return L"CLSID\\" + GuidText(*row.clsid);
+}
+
+/// Everything that the registry says about a class whose DLL is at `path`.
+inline RegistryLines EntriesOf(const Class& row, const std::wstring& path) {
+    const std::wstring description = row.description;
+    const std::wstring clsid = GuidText(*row.clsid);
+    const std::wstring name = row.ProgId();
+    const std::wstring versioned = row.VersionedProgId();
+    const std::wstring key = L"CLSID\\" + clsid;
+    RegistryLines lines = {
+        versioned,
+        versioned + L" = " + description,
+        versioned + L"\\CLSID",
+        versioned + L"\\CLSID = " + clsid,
+        name,
+        name + L" = " + description,
+        name + L"\\CLSID",
+        name + L"\\CLSID = " + clsid,
+        key,
+        key + L" = " + description,
+        key + L"\\ProgID",
+        key + L"\\ProgID = " + versioned,
+        key + L"\\VersionIndependentProgID",
+        key + L"\\VersionIndependentProgID = " + name,
+        key + L"\\InprocServer32",
+        key + L"\\InprocServer32 = " + path,
+        key + L"\\InprocServer32 [ThreadingModel] = " + row.threadingModel,
+    };
+    if (!row.sparse) {
+        lines.insert({
+            name + L"\\CurVer",
+            name + L"\\CurVer = " + versioned,
+            key + L"\\Programmable",
+            key + L"\\TypeLib",
+            key + L"\\TypeLib = " + GuidText(LIBID_NUVOLEXLib),
+        });
+    }
+    return lines;
+}
+
+/// What must be registered of the type library. The platform adds entries of its own choice below the same keys.
+inline RegistryLines EntriesOfTypeLibrary(const std::wstring& path) {
+    const std::wstring libid = GuidText(LIBID_NUVOLEXLib);
+    RegistryLines lines = {
+        L"TypeLib\\" + libid + L"\\1.0 = Quarvin Nuvolex 1.0 Typbibliothek",
+        L"TypeLib\\" + libid + L"\\1.0\\409\\win64 = " + path,
+    };
+    const std::wstring itsTypeLib = L"\\TypeLib = " + libid;
+    for (const Class& row : classes) {
+        const std::wstring interfaceKey = L"Interface\\" + GuidText(*row.iid);
+        const std::wstring itsName = L" = I" + row.WideName();
+        lines.insert({
+            interfaceKey + itsName,
+            interfaceKey + itsTypeLib,
+            interfaceKey + L"\\TypeLib [Version] = 1.0",
+            // the platform's own marshaler for what a type library describes
+            interfaceKey + L"\\ProxyStubClsid32 = {00020424-0000-0000-C000-000000000046}",
+        });
+    }
+    return lines;
+}
+
+/// The keys below which the platform writes when a type library is registered.
+inline std::vector<std::wstring> KeysOfTypeLibrary() {
+    std::vector<std::wstring> keys = {L"TypeLib\\" + GuidText(LIBID_NUVOLEXLib)};
+    for (const Class& row : classes) {
+        keys.push_back(L"Interface\\" + GuidText(*row.iid));
+        keys.push_back(L"Wow6432Node\\Interface\\" + GuidText(*row.iid));
+    }
+    return keys;
+}
+
+/// The keys in which all this stands and which every Windows has.
+inline const RegistryLines commonKeys = {L"CLSID", L"Interface", L"TypeLib", L"Wow6432Node", L"Wow6432Node\\Interface"};
+
+/// Everything that registering the DLL at `path` writes, apart from the type library.
+inline RegistryLines EntriesOfAllClasses(const std::wstring& path) {
+    RegistryLines lines;
+    for (const Class& row : classes) {
+        lines.merge(EntriesOf(row, path));
+    }
+    return lines;
+}
+
+/// An empty HKEY_CLASSES_ROOT of the test's own.
+class InBareRegistry : public testing::Test {
+  protected:
+    InBareRegistry() {
+        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+        RegDeleteTreeW(HKEY_CURRENT_USER, place);
+        RegCreateKeyExW(HKEY_CURRENT_USER, place, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr, &m_root,
+                        nullptr);
+        RegOverridePredefKey(HKEY_CLASSES_ROOT, m_root);
+    }
+    ~InBareRegistry() override {
+        RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr);
+        RegCloseKey(m_root);
+        RegDeleteTreeW(HKEY_CURRENT_USER, place);
+        CoUninitialize();
+    }
+    void SetUp() override {
+        for (const std::wstring& key : commonKeys) {
+            const RegistryKey created(key);
+        }
+        ASSERT_EQ(ClassesRoot(), commonKeys);
+    }
+
+    /// What is registered now.
+    static RegistryLines Registered() { return Without(ClassesRoot(), commonKeys); }
+    static void ExpectCommonKeysAreThere() { EXPECT_EQ(Without(commonKeys, ClassesRoot()), RegistryLines()); }
+
+  private:
+    static constexpr const wchar_t* place = L"Software\\NuvolexRegistrationTest";
+    HKEY m_root = nullptr;
+};
+
+/// In such a registry, the DLL.
+class Registration : public InBareRegistry {
+  protected:
+    void Register() const { ASSERT_EQ(Result(m_dll.RegisterServer()), Result(S_OK)); }
+    void Unregister() const { ASSERT_EQ(Result(m_dll.UnregisterServer()), Result(S_OK)); }
+
+    Dll m_dll;
+    std::wstring m_path = DllPath().wstring();
+};
+
+/// A copy of the DLL in a folder of its own, which goes away at the end.
+class Copy {
+  public:
+    explicit Copy(const std::wstring& folder)
+        : m_top(std::filesystem::temp_directory_path() / L"nuvolex-registration"),
+          m_path(m_top / folder / L"nuvolex.dll") {
+        std::filesystem::create_directories(m_path.parent_path());
+        std::filesystem::copy_file(DllPath(), m_path, std::filesystem::copy_options::overwrite_existing);
+    }
+    Copy(const Copy&) = delete;
+    Copy& operator=(const Copy&) = delete;
+    ~Copy() {
+        std::error_code error;
+        std::filesystem::remove_all(m_top, error);
+        EXPECT_FALSE(error) << "the copy is still in use: " << error.message();
+    }
+
+    [[nodiscard]] const std::filesystem::path& Path() const { return m_path; }
+
+  private:
+    std::filesystem::path m_top;
+    std::filesystem::path m_path;
+};
+
+/// In the real registry, which knows nothing of the DLL before and after.
+class InRealRegistry : public testing::Test {
+  protected:
+    void SetUp() override {
+        RemoveEverything();
+        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    }
+    void TearDown() override {
+        CoUninitialize();
+        RemoveEverything();
+    }
+
+    static void ExpectRegistered(const std::wstring& path) {
+        for (const Class& row : classes) {
+            EXPECT_EQ(DefaultValue(ClassKey(row) + L"\\InprocServer32"), path) << row;
+        }
+        support::Bstr libraryPath;
+        EXPECT_EQ(Result(QueryPathOfRegTypeLib(LIBID_NUVOLEXLib, 1, 0, libraryLocale, libraryPath.Out())),
+                  Result(S_OK));
+        EXPECT_BSTR(libraryPath, path);
+    }
+
+    static void ExpectUnregistered() {
+        for (const Class& row : classes) {
+            EXPECT_FALSE(KeyExists(row.ProgId())) << row;
+            EXPECT_FALSE(KeyExists(row.VersionedProgId())) << row;
+            EXPECT_FALSE(KeyExists(ClassKey(row))) << row;
+        }
+        EXPECT_TRUE(KeyExists(L"CLSID"));
+        support::Bstr path;
+        EXPECT_EQ(Result(QueryPathOfRegTypeLib(LIBID_NUVOLEXLib, 1, 0, libraryLocale, path.Out())),
+                  Result(TYPE_E_LIBNOTREGISTERED));
+        EXPECT_FALSE(KeyExists(L"TypeLib\\" + GuidText(LIBID_NUVOLEXLib)));
+    }
+
+  private:
+    /// Not by the DLL, which is what is tested here.
+    static void RemoveEverything() {
+        std::vector<std::wstring> keys = KeysOfTypeLibrary();
+        for (const Class& row : classes) {
+            keys.insert(keys.end(), {row.ProgId(), row.VersionedProgId(), ClassKey(row)});
+        }
+        for (const std::wstring& key : keys) {
+            RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str());
+        }
+    }
+};
+
+/// The system's program that registers DLLs.
+class Regsvr32 : public InRealRegistry {
+  protected:
+    /// Runs it to its end.
+    static DWORD ExitCodeOf(const std::wstring& arguments) {
+        std::wstring commandLine = L"regsvr32 " + arguments;
+        STARTUPINFOW startup = {};
+        startup.cb = sizeof(startup);
+        PROCESS_INFORMATION process = {};
+        EXPECT_TRUE(CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                                   &process));
+        WaitForSingleObject(process.hProcess, INFINITE);
+        DWORD exitCode = STILL_ACTIVE;
+        GetExitCodeProcess(process.hProcess, &exitCode);
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+        return exitCode;
+    }
+    static std::wstring Quoted(const std::filesystem::path& path) { return L'"' + path.wstring() + L'"'; }
+};
