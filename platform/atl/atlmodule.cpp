@@ -1,6 +1,7 @@
 #include <atlbase.h>
 #include <atliface.h>
 
+#include <array>
 #include <cassert>
 #include <cwchar>
 #include <memory>
@@ -54,12 +55,55 @@ struct BstrFree {
 };
 using BstrOwner = std::unique_ptr<OLECHAR, BstrFree>;
 
+/// Registers a type library and the folder of its file, `path`, as its help folder. If there is no help folder in the
+/// call, the platform keeps that of an earlier registration, which may have been from elsewhere.
+HRESULT RegisterTypeLibOfFile(ITypeLib* library, BSTR path) noexcept {
+    const auto folderLength = static_cast<UINT>(std::wcsrchr(path, L'\\') - path); // the path is a full one
+    const BstrOwner folder(SysAllocStringLen(path, folderLength));
+    return folder != nullptr ? RegisterTypeLib(library, path, folder.get()) : E_OUTOFMEMORY;
+}
+
 HRESULT RegisterModuleTypeLib(HINSTANCE module) noexcept {
     CComPtr<ITypeLib> library;
     BSTR path = nullptr;
     const HRESULT hr = AtlLoadTypeLib(module, &path, &library);
     const BstrOwner pathOwner(path);
-    return FAILED(hr) ? hr : RegisterTypeLib(library, path, nullptr);
+    return FAILED(hr) ? hr : RegisterTypeLibOfFile(library, path);
+}
+
+/// Whether HKEY_CLASSES_ROOT has the key parent\{guid}child. A key that cannot be opened exists.
+bool KeyExists(const wchar_t* parent, REFGUID guid, const wchar_t* child) noexcept {
+    std::array<wchar_t, 39> guidText = {};
+    StringFromGUID2(guid, guidText.data(), static_cast<int>(guidText.size()));
+    std::array<wchar_t, 80> path = {};
+    swprintf_s(path.data(), path.size(), L"%ls\\%ls%ls", parent, guidText.data(), child);
+    HKEY key = nullptr;
+    const LSTATUS status = RegOpenKeyExW(HKEY_CLASSES_ROOT, path.data(), 0, KEY_QUERY_VALUE, &key);
+    if (status == ERROR_SUCCESS) {
+        RegCloseKey(key);
+    }
+    return status != ERROR_FILE_NOT_FOUND;
+}
+
+/// Whether the registry has any entry of this version of the library or of its interfaces.
+bool HasEntries(REFGUID libid, ITypeLib& library, const TLIBATTR& attributes) noexcept {
+    std::array<wchar_t, 16> version = {};
+    swprintf_s(version.data(), version.size(), L"\\%x.%x", attributes.wMajorVerNum, attributes.wMinorVerNum);
+    if (KeyExists(L"TypeLib", libid, version.data())) {
+        return true;
+    }
+    for (UINT i = 0; i < library.GetTypeInfoCount(); ++i) {
+        CComPtr<ITypeInfo> type;
+        TYPEATTR* raw = nullptr;
+        if (SUCCEEDED(library.GetTypeInfo(i, &type)) && SUCCEEDED(type->GetTypeAttr(&raw))) {
+            const IID iid = raw->guid;
+            type->ReleaseTypeAttr(raw);
+            if (KeyExists(L"Interface", iid, L"")) {
+                return true;
+            }
+        }
+    }
+    return false;
 }
 
 HRESULT UnregisterModuleTypeLib(HINSTANCE module, REFGUID libid) noexcept {
@@ -77,19 +121,15 @@ HRESULT UnregisterModuleTypeLib(HINSTANCE module, REFGUID libid) noexcept {
     }
     const TLIBATTR attributes = *raw;
     library->ReleaseTLibAttr(raw);
-
-    BSTR registeredPath = nullptr;
-    hr = QueryPathOfRegTypeLib(libid, attributes.wMajorVerNum, attributes.wMinorVerNum, attributes.lcid,
-                               &registeredPath);
-    const BstrOwner registeredPathOwner(registeredPath);
-    if (hr == TYPE_E_LIBNOTREGISTERED) {
+    if (!HasEntries(libid, *library.p, attributes)) {
         return S_OK; // nothing to remove
     }
-    if (FAILED(hr)) {
-        return hr;
-    }
-    return UnRegisterTypeLib(libid, attributes.wMajorVerNum, attributes.wMinorVerNum, attributes.lcid,
-                             attributes.syskind);
+    // UnRegisterTypeLib loads the registered file to find out what to remove. Register this one first: the entries may
+    // be incomplete, or name a file that has been moved or belongs to somebody else.
+    hr = RegisterTypeLibOfFile(library, path);
+    return FAILED(hr) ? hr
+                      : UnRegisterTypeLib(libid, attributes.wMajorVerNum, attributes.wMinorVerNum, attributes.lcid,
+                                          attributes.syskind);
 }
 
 } // namespace

@@ -14,9 +14,8 @@
 
 #include "tests/module/dll.h"
 #include "tests/module/registry.h"
+#include "tests/module/typelibrary.h"
 #include "tests/support/bstr.h"
-
-inline constexpr LCID libraryLocale = 0x0409;
 
 inline std::string NameOf(const testing::TestParamInfo<Class>& row) {
     return row.param.name;

@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr LCID libraryLocale = 0x0409;
 constexpr const char* otherLibrary = "OtherLibrary";
 constexpr const char* ownLibrary = "NUVOLEXLib";
 
@@ -55,19 +54,7 @@ class TypeInfoSource : public testing::Test {
 
     /// Registers another file as the type library of the DLL. It has one interface, under the identifier `iid`.
     void RegisterOtherLibrary(const IID& iid) const {
-        {
-            CComPtr<ICreateTypeLib2> library;
-            Must(CreateTypeLib2(SYS_WIN64, m_file.c_str(), &library), "CreateTypeLib2");
-            Must(library->SetName(const_cast<LPOLESTR>(Widen(otherLibrary).c_str())), "SetName");
-            Must(library->SetGuid(LIBID_NUVOLEXLib), "SetGuid");
-            Must(library->SetVersion(1, 0), "SetVersion");
-            Must(library->SetLcid(libraryLocale), "SetLcid");
-            CComPtr<ICreateTypeInfo> type;
-            Must(library->CreateTypeInfo(const_cast<LPOLESTR>(L"IOther"), TKIND_INTERFACE, &type), "CreateTypeInfo");
-            Must(type->SetGuid(iid), "SetGuid");
-            Must(type->LayOut(), "LayOut");
-            Must(library->SaveAllChanges(), "SaveAllChanges");
-        }
+        CreateOtherLibrary(m_file, otherLibrary, iid);
         RegisterFile(m_file);
     }
     static void RegisterFile(const std::filesystem::path& file) {

@@ -1,6 +1,7 @@
 /// What a type library says of itself, in the words of tests. A query that fails throws, and so ends the test.
 #pragma once
 
+#include <filesystem>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -48,6 +49,24 @@ inline std::string Narrow(std::wstring_view text) {
 
 inline std::wstring Widen(std::string_view text) {
     return {text.begin(), text.end()};
+}
+
+/// The one language of the DLL's type library.
+inline constexpr LCID libraryLocale = 0x0409;
+
+/// Writes a type library with the DLL's identifier, version and language. It has one interface, under `iid`.
+inline void CreateOtherLibrary(const std::filesystem::path& file, std::string_view name, const IID& iid) {
+    CComPtr<ICreateTypeLib2> library;
+    Must(CreateTypeLib2(SYS_WIN64, file.c_str(), &library), "CreateTypeLib2");
+    Must(library->SetName(Widen(name).data()), "SetName");
+    Must(library->SetGuid(LIBID_NUVOLEXLib), "SetGuid");
+    Must(library->SetVersion(1, 0), "SetVersion");
+    Must(library->SetLcid(libraryLocale), "SetLcid");
+    CComPtr<ICreateTypeInfo> type;
+    Must(library->CreateTypeInfo(const_cast<LPOLESTR>(L"IOther"), TKIND_INTERFACE, &type), "CreateTypeInfo");
+    Must(type->SetGuid(iid), "SetGuid");
+    Must(type->LayOut(), "LayOut");
+    Must(library->SaveAllChanges(), "SaveAllChanges");
 }
 
 inline Text TextOf(const Bstr& string) {
