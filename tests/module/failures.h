@@ -16,15 +16,17 @@
 
 /// In a freshly loaded DLL, prepared by `prepare`, runs `operation` with the DLL's first allocation failing; in another
 /// one with the second; and so on until nothing is left to fail. Expects E_OUTOFMEMORY each time, nothing left behind,
-/// and S_OK as soon as there is memory again.
-template <class Prepare, class Operation> void ForEachFailureInFreshDll(Prepare prepare, Operation operation) {
+/// and S_OK as soon as there is memory again. `Lasting`: all later allocations of the operation fail, too.
+template <class Prepare, class Operation>
+void ForEachFailureInFreshDll(Prepare prepare, Operation operation,
+                              support::ModuleAllocationFault::Extent extent = support::ModuleAllocationFault::Once) {
     for (std::size_t number = 1;; ++number) {
         SCOPED_TRACE("failing allocation: " + std::to_string(number));
         const Dll dll;
         support::FollowAllocations(dll.Module());
         prepare(dll);
         const auto runWithFault = [&]() -> std::optional<HRESULT> {
-            const support::ModuleAllocationFault fault(number);
+            const support::ModuleAllocationFault fault(number, extent);
             const HRESULT hr = operation(dll);
             return fault.Fired() ? std::optional(hr) : std::nullopt;
         };

@@ -31,6 +31,9 @@ inline std::wstring ClassKey(const Class& row) {
     return L"CLSID\\" + GuidText(*row.clsid);
 }
 
+/// The key of the type library.
+inline const std::wstring libraryKey = L"TypeLib\\" + GuidText(LIBID_NUVOLEXLib);
+
 /// Everything that the registry says about a class whose DLL is at `path`.
 inline RegistryLines EntriesOf(const Class& row, const std::wstring& path) {
     const std::wstring description = row.description;
@@ -111,6 +114,13 @@ inline RegistryLines EntriesOfAllClasses(const std::wstring& path) {
         lines.merge(EntriesOf(row, path));
     }
     return lines;
+}
+
+/// Expects exactly `wanted` below HKEY_CLASSES_ROOT; a difference is printed without what is the same.
+inline void ExpectClassesRoot(const RegistryLines& wanted) {
+    const RegistryLines now = ClassesRoot();
+    EXPECT_EQ(Without(now, wanted), RegistryLines()) << "is there and should not";
+    EXPECT_EQ(Without(wanted, now), RegistryLines()) << "is not there and should";
 }
 
 /// An empty HKEY_CLASSES_ROOT of the test's own.

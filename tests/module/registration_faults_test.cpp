@@ -1,7 +1,9 @@
 // Registration when a step fails, when access to the registry is denied, and when memory runs out.
 
+#include <cstddef>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include <windows.h>
@@ -12,6 +14,9 @@
 
 #include "tests/module/failures.h"
 #include "tests/module/registration.h"
+#include "tests/support/allocation_faults.h"
+#include "tests/support/imports.h"
+#include "tests/support/module_faults.h"
 
 namespace {
 
@@ -67,18 +72,405 @@ TEST_F(FailingRegistration, OfTheTypeLibrary_EndsWithItsResultAndKeepsTheClasses
     EXPECT_EQ(Without(EntriesOfAllClasses(m_path), Registered()), RegistryLines());
 }
 
-// What the platform makes of its own lack of memory is not the DLL's business.
+// -------------------------------------------------------------------------------------------------- without permission
+
+/// A key of a class to which access is restricted.
+struct Restriction {
+    const char* kind;
+    std::wstring (*key)(const Class& row);
+    ACCESS_MASK rights;
+};
+
+const Restriction restrictions[] = {
+    {"ReadOnlyProgId", [](const Class& row) { return row.ProgId(); }, KEY_READ},
+    {"ReadOnlyVersionedProgId", [](const Class& row) { return row.VersionedProgId() + L"\\CLSID"; }, KEY_READ},
+    {"InaccessibleClassKey", [](const Class& row) { return ClassKey(row); }, READ_CONTROL},
+};
+
+class DeniedAccess : public Registration {
+  protected:
+    void SetUp() override {
+        Registration::SetUp();
+        Register();
+        m_full = ClassesRoot();
+    }
+
+    RegistryLines m_full;
+};
+
+TEST_F(DeniedAccess, ToAKeyOfAClass_RegisteringEndsThereWithAccessDenied) {
+    for (const Restriction& restriction : restrictions) {
+        for (const Class& row : classes) {
+            SCOPED_TRACE(testing::Message() << restriction.kind << " of " << row);
+            {
+                const RestrictedKey restricted(restriction.key(row), restriction.rights);
+                EXPECT_EQ(Result(m_dll.RegisterServer()), Result(E_ACCESSDENIED));
+            }
+            const RegistryLines now = ClassesRoot();
+            EXPECT_EQ(Without(now, m_full), RegistryLines());
+            const RegistryLines lost = Without(m_full, now);
+            EXPECT_EQ(Without(lost, EntriesOf(row, m_path)), RegistryLines()) << "lost, and not of this class";
+            Register();
+            ExpectClassesRoot(m_full);
+        }
+    }
+}
+
+TEST_F(DeniedAccess, ToTheTypeLibrary_RegisteringEndsWithItsResultAndKeepsTheClasses) {
+    {
+        const RestrictedKey readOnly(libraryKey + L"\\1.0", KEY_READ);
+        CComPtr<ITypeLib> library;
+        ASSERT_EQ(Result(LoadTypeLibEx(m_path.c_str(), REGKIND_NONE, &library)), Result(S_OK));
+        const HRESULT wanted = RegisterTypeLib(library, m_path.data(), nullptr);
+        ASSERT_TRUE(FAILED(wanted));
+        EXPECT_EQ(Result(m_dll.RegisterServer()), Result(wanted));
+    }
+    ExpectClassesRoot(m_full);
+    Register();
+    ExpectClassesRoot(m_full);
+}
+
+TEST_F(DeniedAccess, ToTheTypeLibrary_UnregisteringFailsUntilAccessIsGranted) {
+    for (const std::wstring& key : {libraryKey, libraryKey + L"\\1.0"}) {
+        SCOPED_TRACE(support::Printed(key));
+        {
+            const RestrictedKey inaccessible(key, READ_CONTROL);
+            EXPECT_TRUE(FAILED(m_dll.UnregisterServer()));
+        }
+        EXPECT_EQ(Without(ClassesRoot(), m_full), RegistryLines());
+        Unregister();
+        ExpectClassesRoot(commonKeys);
+        Register();
+    }
+}
+
+// ----------------------------------------------------------------------------- each change of the registry refused in
+// turn
+
+/// Which change of the registry is refused; there is one at a time.
+struct Refusal {
+    static inline int countdown = 0; ///< to the change to be refused; 0: none
+    static inline bool lasting = false;
+    static inline bool fired = false;
+
+    /// To be asked once for each change.
+    static bool IsDue() {
+        if (countdown > 0 && --countdown == 0) {
+            fired = true;
+            return true;
+        }
+        return fired && lasting;
+    }
+};
+
+/// Stands in for a registry function.
+template <auto function> struct Change;
+template <class... Arguments, LSTATUS(WINAPI* function)(Arguments...)> struct Change<function> {
+    static LSTATUS WINAPI Make(Arguments... arguments) {
+        return Refusal::IsDue() ? ERROR_ACCESS_DENIED : function(arguments...);
+    }
+};
+
+/// The platform's DLLs that write into the registry for ours find some of their calls refused.
+class RefusedChanges : public DeniedAccess {
+  protected:
+    enum Extent { Once, Lasting };
+
+    struct Outcome {
+        HRESULT result;
+        bool refused; ///< whether there were as many changes
+    };
+
+    /// Runs `operation` with the `number`-th change of the registry refused, and, if `Lasting`, all later ones.
+    template <class Operation> Outcome Refuse(int number, Extent extent, Operation operation) {
+        Refusal::countdown = number;
+        Refusal::lasting = extent == Lasting;
+        Refusal::fired = false;
+        const HRESULT hr = operation();
+        const bool refused = std::exchange(Refusal::fired, false);
+        Refusal::countdown = 0;
+        return {hr, refused};
+    }
+
+    /// Of many changes of the same kind not each one is worth the time.
+    static int Next(int number) { return number < 25 ? number + 1 : number + 4; }
+
+  private:
+    const Dll m_registrar{L"atl.dll"};
+    const Dll m_automation{L"oleaut32.dll"};
+    const support::RedirectedImport m_redirected[8] = {
+        {m_registrar.Module(), "RegCreateKeyW", &Change<&RegCreateKeyW>::Make},
+        {m_registrar.Module(), "RegSetValueExW", &Change<&RegSetValueExW>::Make},
+        {m_registrar.Module(), "RegDeleteKeyW", &Change<&RegDeleteKeyW>::Make},
+        {m_registrar.Module(), "RegDeleteTreeW", &Change<&RegDeleteTreeW>::Make},
+        {m_automation.Module(), "RegCreateKeyExW", &Change<&RegCreateKeyExW>::Make},
+        {m_automation.Module(), "RegSetValueExW", &Change<&RegSetValueExW>::Make},
+        {m_automation.Module(), "RegDeleteKeyW", &Change<&RegDeleteKeyW>::Make},
+        {m_automation.Module(), "RegDeleteKeyExW", &Change<&RegDeleteKeyExW>::Make},
+    };
+};
+
+/// Wine's RegisterTypeLib ignores most refusals, so S_OK is a promise about the classes only.
+TEST_F(RefusedChanges, WhileRegistering_EndWithAResultAndAreRepaired) {
+    int denied = 0;
+    for (int number = 1;; number = Next(number)) {
+        SCOPED_TRACE(number);
+        Unregister();
+        const auto [hr, refused] = Refuse(number, Once, [this] { return m_dll.RegisterServer(); });
+        const RegistryLines now = ClassesRoot();
+        EXPECT_EQ(Without(now, m_full), RegistryLines());
+        if (SUCCEEDED(hr)) {
+            EXPECT_EQ(Without(EntriesOfAllClasses(m_path), now), RegistryLines());
+        }
+        denied += hr == E_ACCESSDENIED ? 1 : 0;
+        Register();
+        ExpectClassesRoot(m_full);
+        if (!refused || HasFailure()) {
+            break;
+        }
+    }
+    EXPECT_GT(denied, 50);
+}
+
+/// Wine's registrar and its UnRegisterTypeLib ignore refusals, so what matters is that the next call removes the rest.
+TEST_F(RefusedChanges, WhileUnregistering_AreMadeUpForByUnregisteringAgain) {
+    for (int number = 1;; number = Next(number)) {
+        SCOPED_TRACE(number);
+        const bool refused = Refuse(number, Once, [this] { return m_dll.UnregisterServer(); }).refused;
+        EXPECT_EQ(Without(ClassesRoot(), m_full), RegistryLines());
+        Unregister();
+        ExpectClassesRoot(commonKeys);
+        Register();
+        if (!refused || HasFailure()) {
+            break;
+        }
+    }
+    ExpectClassesRoot(m_full);
+}
+
+TEST_F(RefusedChanges, All_ChangeNothing) {
+    EXPECT_EQ(Result(Refuse(1, Lasting, [this] { return m_dll.RegisterServer(); }).result), Result(E_ACCESSDENIED));
+    ExpectClassesRoot(m_full);
+    EXPECT_TRUE(FAILED(Refuse(1, Lasting, [this] { return m_dll.UnregisterServer(); }).result));
+    ExpectClassesRoot(m_full);
+    Unregister();
+    EXPECT_EQ(Result(Refuse(1, Lasting, [this] { return m_dll.RegisterServer(); }).result), Result(E_ACCESSDENIED));
+    ExpectClassesRoot(commonKeys);
+    EXPECT_EQ(Result(Refuse(1, Lasting, [this] { return m_dll.UnregisterServer(); }).result), Result(S_OK))
+        << "there is nothing to remove";
+}
+
+// ------------------------------------------------------------------------------------------------------ out of memory
+
+void RegisterAtAnyFailure(support::ModuleAllocationFault::Extent extent) {
+    ForEachFailureInFreshDll([](const Dll&) {}, [](const Dll& dll) { return dll.RegisterServer(); }, extent);
+}
+
+void UnregisterAtAnyFailure(support::ModuleAllocationFault::Extent extent) {
+    ForEachFailureInFreshDll([](const Dll& dll) { ASSERT_EQ(Result(dll.RegisterServer()), Result(S_OK)); },
+                             [](const Dll& dll) { return dll.UnregisterServer(); }, extent);
+}
 
 TEST_F(Registration, Registering_AtAnyAllocationThatFails_EndsWithOutOfMemory) {
-    ForEachFailureInFreshDll([](const Dll&) {}, [](const Dll& dll) { return dll.RegisterServer(); });
+    RegisterAtAnyFailure(support::ModuleAllocationFault::Once);
     EXPECT_EQ(Without(EntriesOfAllClasses(m_path), Registered()), RegistryLines());
     EXPECT_EQ(Without(EntriesOfTypeLibrary(m_path), Registered()), RegistryLines());
 }
 
+TEST_F(Registration, Registering_AllAllocationsFailingFromAnyOn_EndsWithOutOfMemory) {
+    RegisterAtAnyFailure(support::ModuleAllocationFault::Lasting);
+    EXPECT_EQ(Without(EntriesOfAllClasses(m_path), Registered()), RegistryLines());
+}
+
 TEST_F(Registration, Unregistering_AtAnyAllocationThatFails_EndsWithOutOfMemory) {
-    ForEachFailureInFreshDll([](const Dll& dll) { ASSERT_EQ(Result(dll.RegisterServer()), Result(S_OK)); },
-                             [](const Dll& dll) { return dll.UnregisterServer(); });
+    UnregisterAtAnyFailure(support::ModuleAllocationFault::Once);
     EXPECT_EQ(ClassesRoot(), commonKeys);
+}
+
+TEST_F(Registration, Unregistering_AllAllocationsFailingFromAnyOn_EndsWithOutOfMemory) {
+    UnregisterAtAnyFailure(support::ModuleAllocationFault::Lasting);
+    EXPECT_EQ(ClassesRoot(), commonKeys);
+}
+
+using support::AllocationFault;
+
+/// COM's allocations fail as well as the DLL's. In the platform's functions for type libraries that is tried in tests
+/// of its own, because the result is the platform's choice there: Wine's LoadTypeLibEx, for instance, silently loses
+/// names.
+class RegistrationWithoutMemory : public DeniedAccess {
+  protected:
+    void SetUp() override {
+        DeniedAccess::SetUp();
+        support::FollowAllocations(m_dll.Module());
+        platformHasMemory = true;
+    }
+
+    struct Outcome {
+        HRESULT result;
+        bool failed;     ///< whether there were as many allocations
+        bool inPlatform; ///< whether the one that failed was in a function for type libraries
+    };
+
+    /// Runs `operation` with the `number`-th allocation failing. It must lose no memory and, when it is the one that
+    /// needs the memory, return E_OUTOFMEMORY.
+    template <class Operation> Outcome Fail(std::size_t number, AllocationFault::Extent extent, Operation operation) {
+        Outcome outcome = {};
+        failedInPlatform = false;
+        const support::LiveAllocations before = support::CountLiveAllocations();
+        {
+            const AllocationFault fault(number, extent);
+            armedFault = &fault;
+            outcome.result = operation();
+            armedFault = nullptr;
+            outcome.failed = fault.Fired();
+        }
+        const support::LiveAllocations after = support::CountLiveAllocations();
+        outcome.inPlatform = failedInPlatform;
+        EXPECT_EQ(after.objects, before.objects);
+        EXPECT_EQ(after.bstrs, before.bstrs);
+        if (!outcome.inPlatform) {
+            EXPECT_EQ(Result(outcome.result), Result(outcome.failed ? E_OUTOFMEMORY : S_OK));
+        }
+        return outcome;
+    }
+
+    /// With each allocation failing, or each `step`-th: the classes stay or come as far as the result promises, and
+    /// registering again gives everything. Returns how many allocations failed.
+    int FailWhileRegistering(AllocationFault::Extent extent, std::size_t step) {
+        int failures = 0;
+        for (std::size_t number = 1; !HasFailure(); number += step, ++failures) {
+            SCOPED_TRACE(testing::Message() << "allocation " << number);
+            Unregister();
+            const Outcome outcome = Fail(number, extent, [this] { return m_dll.RegisterServer(); });
+            const RegistryLines now = ClassesRoot();
+            EXPECT_EQ(Without(now, m_full), RegistryLines());
+            if (SUCCEEDED(outcome.result) || outcome.inPlatform) {
+                EXPECT_EQ(Without(EntriesOfAllClasses(m_path), now), RegistryLines());
+            }
+            Register();
+            ExpectClassesRoot(m_full);
+            if (!outcome.failed) {
+                break;
+            }
+        }
+        return failures;
+    }
+
+    /// The same for unregistering: the next call removes what is left.
+    int FailWhileUnregistering(AllocationFault::Extent extent, std::size_t step) {
+        int failures = 0;
+        for (std::size_t number = 1; !HasFailure(); number += step, ++failures) {
+            SCOPED_TRACE(testing::Message() << "allocation " << number);
+            const Outcome outcome = Fail(number, extent, [this] { return m_dll.UnregisterServer(); });
+            const RegistryLines left = ClassesRoot();
+            if (SUCCEEDED(outcome.result)) {
+                EXPECT_EQ(left, commonKeys);
+            } else {
+                EXPECT_EQ(Without(left, m_full), RegistryLines());
+            }
+            Unregister();
+            ExpectClassesRoot(commonKeys);
+            Register();
+            if (!outcome.failed) {
+                break;
+            }
+        }
+        ExpectClassesRoot(m_full);
+        return failures;
+    }
+
+    static inline bool platformHasMemory = true;
+
+  private:
+    /// Runs `call` where allocations do not fail: they do so on one thread only.
+    template <class Call> static HRESULT WithMemory(Call call) {
+        struct Run {
+            Call& call;
+            HRESULT result;
+        } run = {call, E_UNEXPECTED};
+        const HANDLE thread = CreateThread(
+            nullptr, 0,
+            [](void* parameter) -> DWORD {
+                static_cast<Run*>(parameter)->result = static_cast<Run*>(parameter)->call();
+                return 0;
+            },
+            &run, 0, nullptr);
+        WaitForSingleObject(thread, INFINITE);
+        CloseHandle(thread);
+        return run.result;
+    }
+    /// Runs `call` and notes whether an allocation fails in it.
+    template <class Call> static HRESULT InPlatform(Call call) {
+        if (platformHasMemory || armedFault == nullptr) {
+            return WithMemory(call);
+        }
+        const bool failedBefore = armedFault->Fired();
+        const HRESULT hr = call();
+        failedInPlatform = failedInPlatform || (!failedBefore && armedFault->Fired());
+        return hr;
+    }
+
+    static HRESULT WINAPI Load(LPCOLESTR file, REGKIND kind, ITypeLib** library) {
+        return InPlatform([=] { return LoadTypeLibEx(file, kind, library); });
+    }
+    static HRESULT WINAPI UnRegister(REFGUID id, WORD major, WORD minor, LCID language, SYSKIND system) {
+        return InPlatform([&] { return UnRegisterTypeLib(id, major, minor, language, system); });
+    }
+    /// Always with memory: Wine's function crashes when it cannot allocate the name of a type.
+    static HRESULT WINAPI RegisterAlways(ITypeLib* library, LPOLESTR path, LPOLESTR helpFolder) {
+        return WithMemory([=] { return RegisterTypeLib(library, path, helpFolder); });
+    }
+
+    static inline const AllocationFault* armedFault = nullptr;
+    static inline bool failedInPlatform = false;
+
+    const support::RedirectedImport m_redirected[3] = {
+        {m_dll.Module(), "LoadTypeLibEx", &Load},
+        {m_dll.Module(), "RegisterTypeLib", &RegisterAlways},
+        {m_dll.Module(), "UnRegisterTypeLib", &UnRegister},
+    };
+};
+
+// Each class needs memory twice, the type library three times.
+
+TEST_F(RegistrationWithoutMemory, Registering_AtEachAllocation_EndsWithOutOfMemoryAndIsRepaired) {
+    EXPECT_EQ(FailWhileRegistering(AllocationFault::Once, 1), 17);
+}
+
+TEST_F(RegistrationWithoutMemory, Registering_FromEachAllocationOn_EndsWithOutOfMemoryAndIsRepaired) {
+    EXPECT_EQ(FailWhileRegistering(AllocationFault::Lasting, 1), 17);
+}
+
+TEST_F(RegistrationWithoutMemory, Unregistering_AtEachAllocation_EndsWithOutOfMemoryAndIsCompletedByTheNext) {
+    EXPECT_EQ(FailWhileUnregistering(AllocationFault::Once, 1), 17);
+}
+
+TEST_F(RegistrationWithoutMemory, Unregistering_FromEachAllocationOn_EndsWithOutOfMemoryAndIsCompletedByTheNext) {
+    EXPECT_EQ(FailWhileUnregistering(AllocationFault::Lasting, 1), 17);
+}
+
+// One in seven of the platform's many allocations.
+
+TEST_F(RegistrationWithoutMemory, Registering_ThePlatformWithoutMemory_KeepsTheClassesAndIsRepaired) {
+    platformHasMemory = false;
+    EXPECT_GT(FailWhileRegistering(AllocationFault::Once, 7), 17);
+}
+
+TEST_F(RegistrationWithoutMemory, Unregistering_ThePlatformWithoutMemory_IsCompletedByTheNext) {
+    platformHasMemory = false;
+    EXPECT_GT(FailWhileUnregistering(AllocationFault::Once, 7), 17);
+}
+
+TEST_F(RegistrationWithoutMemory, UnregisteringWhatWasNeverRegistered_WritesNothing) {
+    Unregister();
+    int failures = 0;
+    for (bool failed = true; failed && !HasFailure(); failures += failed ? 1 : 0) {
+        failed = Fail(static_cast<std::size_t>(failures) + 1, AllocationFault::Once, [this] {
+                     return m_dll.UnregisterServer();
+                 }).failed;
+        ExpectClassesRoot(commonKeys);
+    }
+    EXPECT_EQ(failures, 16);
 }
 
 } // namespace

@@ -22,15 +22,6 @@
 
 namespace {
 
-const std::wstring libraryKey = L"TypeLib\\" + GuidText(LIBID_NUVOLEXLib);
-
-/// Expects exactly `wanted` below HKEY_CLASSES_ROOT; a difference is printed without what is the same.
-void ExpectClassesRoot(const RegistryLines& wanted) {
-    const RegistryLines now = ClassesRoot();
-    EXPECT_EQ(Without(now, wanted), RegistryLines()) << "is there and should not";
-    EXPECT_EQ(Without(wanted, now), RegistryLines()) << "is not there and should";
-}
-
 /// A key or a value, taken from its line.
 class Entry {
   public:

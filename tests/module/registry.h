@@ -2,9 +2,11 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <iterator>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -121,5 +123,40 @@ class RegistryKey {
     }
 
   private:
+    HKEY m_key = nullptr;
+};
+
+/// As long as this lives, nobody has more than `rights` to a key below HKEY_CLASSES_ROOT; then everybody has all. Wine
+/// 8 looks at the rights to read and to set values, and not at those to create and delete keys.
+class RestrictedKey {
+  public:
+    RestrictedKey(const std::wstring& path, ACCESS_MASK rights) {
+        const LSTATUS status = RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, WRITE_DAC, &m_key);
+        if (status != ERROR_SUCCESS || !AllowEverybody(rights)) {
+            throw std::runtime_error("cannot restrict the rights to a key");
+        }
+    }
+    RestrictedKey(const RestrictedKey&) = delete;
+    RestrictedKey& operator=(const RestrictedKey&) = delete;
+    ~RestrictedKey() {
+        AllowEverybody(KEY_ALL_ACCESS);
+        RegCloseKey(m_key);
+    }
+
+  private:
+    bool AllowEverybody(ACCESS_MASK rights) const {
+        std::array<BYTE, SECURITY_MAX_SID_SIZE> everybody = {};
+        DWORD sidSize = sizeof(everybody);
+        std::array<DWORD, 64> listMemory = {};
+        auto* const list = reinterpret_cast<ACL*>(listMemory.data());
+        SECURITY_DESCRIPTOR descriptor = {};
+        return CreateWellKnownSid(WinWorldSid, nullptr, everybody.data(), &sidSize) != FALSE &&
+               InitializeAcl(list, sizeof(listMemory), ACL_REVISION) != FALSE &&
+               AddAccessAllowedAce(list, ACL_REVISION, rights, everybody.data()) != FALSE &&
+               InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) != FALSE &&
+               SetSecurityDescriptorDacl(&descriptor, TRUE, list, FALSE) != FALSE &&
+               RegSetKeySecurity(m_key, DACL_SECURITY_INFORMATION, &descriptor) == ERROR_SUCCESS;
+    }
+
     HKEY m_key = nullptr;
 };
