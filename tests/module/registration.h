@@ -255,5 +255,10 @@ class Regsvr32 : public InRealRegistry {
         CloseHandle(process.hProcess);
         return exitCode;
     }
+    /// A failure that the program reports, as opposed to its crash.
+    static void ExpectFailure(DWORD exitCode) {
+        EXPECT_GT(exitCode, 0U);
+        EXPECT_LT(exitCode, 10U);
+    }
     static std::wstring Quoted(const std::filesystem::path& path) { return L'"' + path.wstring() + L'"'; }
 };

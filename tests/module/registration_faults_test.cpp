@@ -144,8 +144,20 @@ TEST_F(DeniedAccess, ToTheTypeLibrary_UnregisteringFailsUntilAccessIsGranted) {
     }
 }
 
-// ----------------------------------------------------------------------------- each change of the registry refused in
-// turn
+/// What cannot be looked at is not taken for missing.
+TEST_F(DeniedAccess, ToAllThatIsLeftOfTheTypeLibrary_UnregisteringFails) {
+    for (const Class& row : classes) {
+        RegDeleteTreeW(HKEY_CLASSES_ROOT, (L"Interface\\" + GuidText(*row.iid)).c_str());
+    }
+    {
+        const RestrictedKey inaccessible(libraryKey + L"\\1.0", READ_CONTROL);
+        EXPECT_TRUE(FAILED(m_dll.UnregisterServer()));
+    }
+    Unregister();
+    ExpectClassesRoot(commonKeys);
+}
+
+// ------------------------------------------------------------------------- each change of the registry refused in turn
 
 /// Which change of the registry is refused; there is one at a time.
 struct Refusal {
@@ -258,6 +270,12 @@ TEST_F(RefusedChanges, All_ChangeNothing) {
     ExpectClassesRoot(commonKeys);
     EXPECT_EQ(Result(Refuse(1, Lasting, [this] { return m_dll.UnregisterServer(); }).result), Result(S_OK))
         << "there is nothing to remove";
+}
+
+TEST_F(RefusedChanges, OnlyAnotherVersionRegistered_UnregisteringNeedsNone) {
+    Unregister();
+    RegistryKey(libraryKey + L"\\2.0\\409\\win64").SetText(L"", L"X:\\another.tlb");
+    EXPECT_EQ(Result(Refuse(1, Lasting, [this] { return m_dll.UnregisterServer(); }).result), Result(S_OK));
 }
 
 // ------------------------------------------------------------------------------------------------------ out of memory

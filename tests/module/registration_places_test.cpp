@@ -148,12 +148,12 @@ TEST_F(Regsvr32, WithoutPermission_SaysSoInItsExitCode) {
     ASSERT_EQ(ExitCodeOf(L"/s " + Quoted(DllPath())), 0u);
     {
         const RestrictedKey readOnly(classes[0].ProgId(), KEY_READ);
-        EXPECT_NE(ExitCodeOf(L"/s " + Quoted(DllPath())), 0u);
+        ExpectFailure(ExitCodeOf(L"/s " + Quoted(DllPath())));
     }
     EXPECT_EQ(ExitCodeOf(L"/s " + Quoted(DllPath())), 0u);
     {
         const RestrictedKey readOnly(L"TypeLib\\" + GuidText(LIBID_NUVOLEXLib) + L"\\1.0", KEY_READ);
-        EXPECT_NE(ExitCodeOf(L"/u /s " + Quoted(DllPath())), 0u);
+        ExpectFailure(ExitCodeOf(L"/u /s " + Quoted(DllPath())));
     }
     EXPECT_EQ(ExitCodeOf(L"/u /s " + Quoted(DllPath())), 0u);
     ExpectUnregistered();
@@ -161,7 +161,7 @@ TEST_F(Regsvr32, WithoutPermission_SaysSoInItsExitCode) {
 
 TEST_F(Regsvr32, WhenAStepFails_SaysSoInItsExitCode) {
     const RegistryKey unusable(classes[0].ProgId(), REG_OPTION_VOLATILE);
-    EXPECT_NE(ExitCodeOf(L"/s " + Quoted(DllPath())), 0u);
+    ExpectFailure(ExitCodeOf(L"/s " + Quoted(DllPath())));
 }
 
 } // namespace

@@ -248,8 +248,7 @@ TEST_F(Registration, Unregistering_LeavesKeysOfOthersBelowProgIds) {
     }
 }
 
-// ----------------------------------------------------------------------------- objects, whatever the type library's
-// entries
+// ------------------------------------------------------------------------ objects, whatever the type library's entries
 
 struct Damage {
     const char* kind;
@@ -330,8 +329,7 @@ TEST_P(ObjectsWithDamagedTypeLibrary, Unregistering_LeavesNothing) {
 INSTANTIATE_TEST_SUITE_P(Damages, ObjectsWithDamagedTypeLibrary, testing::ValuesIn(damages),
                          [](const testing::TestParamInfo<Damage>& row) { return std::string(row.param.kind); });
 
-// ---------------------------------------------------------------------------------------------------------- moved
-// files
+// --------------------------------------------------------------------------------------------------------- moved files
 
 class MovedDll : public InBareRegistry {
   protected:
