@@ -400,14 +400,15 @@ class CComEnumOnSTL : public Base, public CComObjectRootEx<ThreadModel> {
             T element;
             Copy::init(&element);
             const HRESULT hr = Copy::copy(&element, &*Element());
+            std::memcpy(rgelt + fetched, &element, sizeof(element));
             if (FAILED(hr)) {
                 while (fetched > 0) {
                     std::memcpy(&element, rgelt + --fetched, sizeof(element));
                     Copy::destroy(&element);
+                    std::memcpy(rgelt + fetched, &element, sizeof(element));
                 }
                 return hr;
             }
-            std::memcpy(rgelt + fetched, &element, sizeof(element));
             ++m_position;
         }
         if (pceltFetched != nullptr) {
