@@ -17,6 +17,7 @@
 #include "tests/automation/module.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/bstr.h"
+#include "tests/support/imports.h"
 
 namespace {
 
@@ -233,6 +234,20 @@ TEST_F(NXObjectTest, Error_OutOfMemory_StillReturnsTheHresult) {
         }
         SetErrorInfo(0, nullptr);
     }
+}
+
+HRESULT WINAPI RefuseErrorInfo(ICreateErrorInfo** record) {
+    *record = nullptr;
+    return E_OUTOFMEMORY;
+}
+
+TEST_F(NXObjectTest, Error_WithoutANewRecord_LeavesNoEarlierOne) {
+    Probe<>::Error(L"first", IID_INXString, E_FAIL);
+    {
+        const support::RedirectedImport refused(GetModuleHandleW(nullptr), "CreateErrorInfo", &RefuseErrorInfo);
+        EXPECT_HR(Probe<>::Error(L"second", IID_INXString, E_ACCESSDENIED), E_ACCESSDENIED);
+    }
+    EXPECT_FALSE(ErrorRecord().exists);
 }
 
 TEST_F(NXObjectTest, Error_LateBound_ReachesTheCaller) {

@@ -1,8 +1,10 @@
-// The forms of paths that go to the system. Opening long ones proves nothing here: Wine takes them without the prefix.
+// The forms of paths that go to the system (opening long ones proves nothing here: Wine takes them without the prefix),
+// and what the system may answer that it never does for a file on a disk.
 
 #include "core/nkfile.h"
 
 #include "tests/core/textfiles.h"
+#include "tests/support/imports.h"
 
 #include <gtest/gtest.h>
 
@@ -68,6 +70,44 @@ TEST(AnyLengthPathTest, PathsWithThePrefix_StayAsTheyAre) {
     }
     const std::wstring tail = Tail(300);
     ExpectForm(L"//?/C:/" + tail, L"\\\\?\\C:\\" + tail);
+}
+
+// What the system may answer
+
+BOOL WINAPI CloseAndReportFailure(HANDLE handle) {
+    static const auto close = reinterpret_cast<BOOL(WINAPI*)(HANDLE)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "CloseHandle")));
+    close(handle);
+    return FALSE;
+}
+
+BOOL WINAPI WriteNothing(HANDLE, LPCVOID, DWORD, LPDWORD written, LPOVERLAPPED) {
+    *written = 0;
+    return TRUE;
+}
+
+TEST(CNKFileTest, MakeEmpty_OfAFileThatCannotBeClosed_Fails) {
+    const support::TemporaryFolder folder;
+    const std::wstring path = folder / L"lines.txt";
+    EXPECT_TRUE(CNKFile::MakeEmpty(path.c_str()));
+    const support::RedirectedImport failing(GetModuleHandleW(nullptr), "CloseHandle", &CloseAndReportFailure);
+    EXPECT_FALSE(CNKFile::MakeEmpty(path.c_str()));
+}
+
+/// Trying again would go on for ever.
+TEST(CNKFileTest, Write_ThatMakesNoProgress_Fails) {
+    const support::TemporaryFolder folder;
+    const std::wstring path = folder / L"lines.txt";
+    support::WriteBytes(path, "ab");
+    CNKFile file;
+    ASSERT_TRUE(file.Open(path.c_str()));
+    {
+        const support::RedirectedImport full(GetModuleHandleW(nullptr), "WriteFile", &WriteNothing);
+        EXPECT_FALSE(file.Write("x"));
+    }
+    EXPECT_EQ(file.GetPosition(), 0);
+    EXPECT_TRUE(file.Write("x"));
+    EXPECT_EQ(support::ReadBytes(path), "xb");
 }
 
 } // namespace
