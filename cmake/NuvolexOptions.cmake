@@ -6,6 +6,7 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g1 -D_GLIBCXX_ASSERTIONS")
+set(CMAKE_CXX_FLAGS_COVERAGE "-O0 -DNDEBUG")
 
 # Options for our own sources (not for third-party sources built along).
 add_library(nuvolex_options INTERFACE)
@@ -19,9 +20,14 @@ target_compile_options(nuvolex_options INTERFACE
   # Sanitizers cannot report on this target, so undefined behaviour stops the program where it happens.
   $<$<CONFIG:Debug>:-fsanitize=undefined;-fsanitize-undefined-trap-on-error>)
 target_compile_definitions(nuvolex_options INTERFACE WINVER=0x0A00 _WIN32_WINNT=0x0A00)
+# tools/coverage: the tests are counted, too, for what they compile of the product's headers. Threads run at the same
+# time, so the counters are atomic.
+target_compile_options(nuvolex_options INTERFACE "$<$<CONFIG:Coverage>:--coverage;-fprofile-update=atomic>")
+
 # Link options of every program and DLL: no run-time library beside the system's, hardened, reproducible.
 add_library(nuvolex_link INTERFACE)
 target_link_options(nuvolex_link INTERFACE
   -static -static-libgcc -static-libstdc++
   -Wl,--gc-sections,--dynamicbase,--high-entropy-va,--nxcompat,--no-insert-timestamp
+  $<$<CONFIG:Coverage>:--coverage>
   $<$<CONFIG:Release>:-s>)
