@@ -8,6 +8,7 @@
 #include <iterator>
 #include <map>
 #include <set>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -35,20 +36,26 @@ class Image {
         return *At<IMAGE_NT_HEADERS64>(static_cast<std::size_t>(At<IMAGE_DOS_HEADER>(0)->e_lfanew));
     }
 
+    [[nodiscard]] std::size_t Size() const { return m_bytes.size(); }
+
+    [[nodiscard]] std::span<const IMAGE_SECTION_HEADER> Sections() const {
+        const IMAGE_NT_HEADERS64& headers = Headers();
+        return {reinterpret_cast<const IMAGE_SECTION_HEADER*>(reinterpret_cast<const char*>(&headers.OptionalHeader) +
+                                                              headers.FileHeader.SizeOfOptionalHeader),
+                headers.FileHeader.NumberOfSections};
+    }
+
     [[nodiscard]] const IMAGE_DATA_DIRECTORY& Directory(std::size_t index) const {
         return Headers().OptionalHeader.DataDirectory[index];
     }
 
     /// What the loader would put at an address, relative to where it puts the image.
     template <class T> [[nodiscard]] const T* Loaded(DWORD address) const {
-        const IMAGE_NT_HEADERS64& headers = Headers();
-        const auto* const section = reinterpret_cast<const IMAGE_SECTION_HEADER*>(
-            reinterpret_cast<const char*>(&headers.OptionalHeader) + headers.FileHeader.SizeOfOptionalHeader);
-        const auto* const end = section + headers.FileHeader.NumberOfSections;
-        const auto* const found = std::find_if(section, end, [address](const IMAGE_SECTION_HEADER& candidate) {
+        const std::span<const IMAGE_SECTION_HEADER> sections = Sections();
+        const auto found = std::ranges::find_if(sections, [address](const IMAGE_SECTION_HEADER& candidate) {
             return address >= candidate.VirtualAddress && address - candidate.VirtualAddress < candidate.SizeOfRawData;
         });
-        if (found == end) {
+        if (found == sections.end()) {
             throw std::runtime_error("an address outside all sections");
         }
         return At<T>(address - found->VirtualAddress + found->PointerToRawData);
@@ -66,6 +73,12 @@ class Image {
 
     std::vector<char> m_bytes;
 };
+
+/// Section names of 8 characters have no terminating NUL.
+std::string SectionName(const IMAGE_SECTION_HEADER& section) {
+    const auto* const name = reinterpret_cast<const char*>(section.Name);
+    return {name, std::find(name, name + IMAGE_SIZEOF_SHORT_NAME, '\0')};
+}
 
 std::string LowerCase(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
@@ -108,6 +121,27 @@ TEST(Image, MayBeLoadedAnywhereAndRunsNoData) {
     EXPECT_EQ(image.Headers().FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED, 0);
     EXPECT_NE(image.Directory(IMAGE_DIRECTORY_ENTRY_BASERELOC).Size, 0u);
     EXPECT_GT(image.Headers().OptionalHeader.ImageBase, 0xFFFFFFFFu);
+}
+
+TEST(Image, HasAtMost280000Bytes) {
+#ifdef NDEBUG
+    EXPECT_LE(Image().Size(), 280'000u);
+#else
+    GTEST_SKIP() << "the limit is for the release preset: this DLL has debug information";
+#endif
+}
+
+/// Wine maps such sections straight from the file, and reads all others into memory.
+TEST(Image, SectionsBeginAtPagesOfTheFile) {
+    constexpr DWORD pageSize = 4096;
+    const Image image;
+    EXPECT_EQ(image.Headers().OptionalHeader.FileAlignment, pageSize);
+    std::size_t withData = 0;
+    for (const IMAGE_SECTION_HEADER& section : image.Sections()) {
+        EXPECT_EQ(section.PointerToRawData % pageSize, 0u) << SectionName(section);
+        withData += section.SizeOfRawData != 0 ? 1 : 0;
+    }
+    EXPECT_GT(withData, 0u);
 }
 
 TEST(Image, TellsNoBuildTime) {
