@@ -6,6 +6,3 @@
 /// Gives the caller a copy of `text` in *pbsCopy, byte for byte, null for a null string. When memory runs out, the
 /// result is E_OUTOFMEMORY and *pbsCopy stays as it was.
 HRESULT CopyText(const CNKString& text, BSTR* pbsCopy) noexcept;
-
-/// The same for a `text` that is not needed any more: one that nothing else shares goes to the caller without a copy.
-HRESULT HandOver(CNKString&& text, BSTR* pbsCopy) noexcept;

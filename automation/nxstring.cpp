@@ -51,8 +51,7 @@ HRESULT CNXString::Left(int nLength, BSTR* pbsPart) {
 }
 
 HRESULT CNXString::Right(int nLength, BSTR* pbsPart) {
-    // Of fewer units than that, the difference wraps round to a start beyond the end.
-    *pbsPart = m_text.CopyMid(m_text.GetLength() - Extent(nLength), Extent(nLength));
+    *pbsPart = m_text.CopyRight(Extent(nLength));
     return S_OK;
 }
 

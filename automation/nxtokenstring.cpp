@@ -19,7 +19,8 @@ std::span<const CNXMember> CNXTokenString::Members() noexcept {
 }
 
 HRESULT CNXTokenString::get_Value(BSTR* pVal) {
-    return HandOver(m_tokens.GetValue(), pVal);
+    *pVal = m_tokens.CopyValue();
+    return S_OK;
 }
 
 HRESULT CNXTokenString::put_Value(BSTR newVal) {

@@ -46,10 +46,6 @@ BSTR Allocate(const wchar_t* text, std::size_t length) {
     return Allocated(possible ? SysAllocStringLen(text, static_cast<UINT>(length)) : nullptr);
 }
 
-std::wstring_view View(const CNKString& text) noexcept {
-    return {static_cast<const wchar_t*>(text), text.GetLength()};
-}
-
 std::wstring_view View(const wchar_t* text) noexcept {
     return text == nullptr ? std::wstring_view() : std::wstring_view(text);
 }
@@ -147,22 +143,39 @@ CNKString::CNKString(unsigned int value) : CNKString(Copy(NumberText(value).Get(
 
 CNKString::CNKString(double value) : CNKString(Copy(NumberText(value).Get())) {}
 
+BSTR CNKString::NewText(std::size_t length) {
+    return Allocate(nullptr, length);
+}
+
 void CNKString::Hold(BSTR text, bool copyText) {
-    const bool copied = copyText && text != nullptr;
-    Adopt(copied ? Allocated(SysAllocStringByteLen(reinterpret_cast<const char*>(text), SysStringByteLen(text)))
-                 : text);
+    Adopt(copyText ? CopyOf(text) : text);
 }
 
 // Every record of a CNKString is made here and nowhere else. The record's own operator new and the constructors of
 // _bstr_t are inline in the toolchain's header, and how they fail depends on the macros and flags of the program that
 // includes it, whose copies of them may replace ours when it is linked. This needs neither.
 void CNKString::Adopt(BSTR text) {
+    if (OwnsRecord()) {
+        RecordOf(*this)->Attach(text);
+        return;
+    }
     auto* const record = ::new (std::nothrow) Record(text, false);
     if (record == nullptr) {
         SysFreeString(text);
         _com_issue_error(E_OUTOFMEMORY);
     }
+    const CNKString old(std::move(*this));
     RecordOf(*this) = record;
+}
+
+bool CNKString::OwnsRecord() noexcept {
+    const Record* const record = RecordOf(*this);
+    return record != nullptr && record->RefCount() == 1;
+}
+
+BSTR CNKString::CopyOf(const wchar_t* text) {
+    const auto length = static_cast<UINT>(ByteLength(text));
+    return text == nullptr ? nullptr : Allocated(SysAllocStringByteLen(reinterpret_cast<const char*>(text), length));
 }
 
 // Assignment
@@ -177,13 +190,20 @@ CNKString& CNKString::operator=(const wchar_t* text) {
     if (text != nullptr && text == static_cast<const wchar_t*>(*this)) {
         return *this;
     }
-    const CNKString old(std::move(*this)); // `text` may point into it
-    return *this = CNKString(text);
+    return Replace([text] { return text == nullptr ? nullptr : Allocated(SysAllocString(text)); });
 }
 
 CNKString& CNKString::operator=(const char* text) {
-    const CNKString old(std::move(*this)); // `text` may point into its narrow view
-    return *this = CNKString(text);
+    return Replace([text] { return _com_util::ConvertStringToBSTR(text); });
+}
+
+/// Assigns the BSTR that `make` returns. The old text stays until then, because the new one may be made from it.
+template <class Make> CNKString& CNKString::Replace(Make make) {
+    CNKString old(std::move(*this));
+    const BSTR text = make();
+    swap(old);
+    Attach(text);
+    return *this;
 }
 
 CNKString& CNKString::Clear() noexcept {
@@ -202,15 +222,15 @@ const CNKString& CNKString::Empty() noexcept {
 }
 
 bool CNKString::IsBlank() const noexcept {
-    return std::ranges::all_of(View(*this), IsWhiteSpace);
+    return std::ranges::all_of(View(), IsWhiteSpace);
 }
 
 bool CNKString::IsAlpha() const noexcept {
-    return std::ranges::all_of(View(*this), [](wchar_t character) { return std::iswalpha(character) != 0; });
+    return std::ranges::all_of(View(), [](wchar_t character) { return std::iswalpha(character) != 0; });
 }
 
 bool CNKString::GetAt(int index, wchar_t* character) const noexcept {
-    const std::wstring_view text = View(*this);
+    const std::wstring_view text = View();
     if (index >= 0 && static_cast<std::size_t>(index) < text.size()) {
         *character = text[static_cast<std::size_t>(index)];
     }
@@ -229,8 +249,13 @@ std::size_t CNKString::Find(const CNKString& wanted) const noexcept {
 
 // Parts
 
+BSTR CNKString::CopyRight(std::size_t count) const {
+    // Of fewer than `count` units the difference wraps round to a start beyond the end.
+    return CopyMid(GetLength() - count, count);
+}
+
 BSTR CNKString::CopyMid(std::size_t start, std::size_t count) const {
-    std::wstring_view text = View(*this);
+    std::wstring_view text = View();
     if (start > text.size()) {
         return nullptr;
     }
@@ -244,8 +269,8 @@ CNKString CNKString::Mid(std::size_t start, std::size_t count) const {
 }
 
 CNKString CNKString::Right(std::size_t count) const {
-    // Of fewer than `count` units the difference wraps round to a start beyond the end.
-    return Mid(GetLength() - count, count);
+    const BSTR part = CopyRight(count);
+    return part != nullptr ? CNKString(part, false) : Empty();
 }
 
 // Numbers and case
@@ -281,20 +306,23 @@ CNKString CNKString::ToLower() const {
 // Changes
 
 CNKString& CNKString::Keep(std::size_t start, std::size_t end) {
-    return start == 0 && end == GetLength() ? *this : *this = Mid(start, end - start);
+    if (start != 0 || end != GetLength()) {
+        Adopt(CopyMid(start, end - start));
+    }
+    return *this;
 }
 
 CNKString& CNKString::TrimLeft() {
-    const std::wstring_view text = View(*this);
+    const std::wstring_view text = View();
     return Keep(LeadingBlanks(text), text.size());
 }
 
 CNKString& CNKString::TrimRight() {
-    return Keep(0, LengthWithoutTrailingBlanks(View(*this)));
+    return Keep(0, LengthWithoutTrailingBlanks(View()));
 }
 
 CNKString& CNKString::Trim() {
-    std::wstring_view text = View(*this);
+    std::wstring_view text = View();
     const std::size_t start = LeadingBlanks(text);
     text.remove_prefix(start);
     return Keep(start, start + LengthWithoutTrailingBlanks(text));
@@ -352,9 +380,8 @@ CNKString& CNKString::operator+=(char tail) {
 
 // The BSTR itself
 
-BSTR CNKString::DetachText() && {
-    const Record* const record = RecordOf(*this);
-    if (record != nullptr && record->RefCount() == 1) {
+BSTR CNKString::Detach() {
+    if (OwnsRecord()) {
         return _bstr_t::Detach();
     }
     const BSTR text = copy();
@@ -362,8 +389,14 @@ BSTR CNKString::DetachText() && {
     return text;
 }
 
+BSTR CNKString::copy() const {
+    return CopyOf(static_cast<const wchar_t*>(*this));
+}
+
 void CNKString::Attach(BSTR text) {
-    Clear();
+    if (!OwnsRecord()) {
+        Clear();
+    }
     Adopt(text);
 }
 
@@ -389,11 +422,11 @@ BSTR* CNKString::GetAddress() {
 // Concatenation
 
 CNKString operator+(const CNKString& left, const CNKString& right) {
-    return Concatenate(View(left), View(right));
+    return Concatenate(left.View(), right.View());
 }
 
 CNKString operator+(const CNKString& left, const wchar_t* right) {
-    return Concatenate(View(left), View(right));
+    return Concatenate(left.View(), View(right));
 }
 
 CNKString operator+(const CNKString& left, const char* right) {
@@ -401,7 +434,7 @@ CNKString operator+(const CNKString& left, const char* right) {
 }
 
 CNKString operator+(const CNKString& left, wchar_t right) {
-    return Concatenate(View(left), {&right, 1});
+    return Concatenate(left.View(), {&right, 1});
 }
 
 CNKString operator+(const CNKString& left, char right) {
@@ -409,15 +442,15 @@ CNKString operator+(const CNKString& left, char right) {
 }
 
 CNKString operator+(const CNKString& left, unsigned int right) {
-    return Concatenate(View(left), NumberText(right).Get());
+    return Concatenate(left.View(), NumberText(right).Get());
 }
 
 CNKString operator+(const CNKString& left, double right) {
-    return Concatenate(View(left), NumberText(right).Get());
+    return Concatenate(left.View(), NumberText(right).Get());
 }
 
 CNKString operator+(const wchar_t* left, const CNKString& right) {
-    return Concatenate(View(left), View(right));
+    return Concatenate(View(left), right.View());
 }
 
 CNKString operator+(const char* left, const CNKString& right) {
@@ -425,7 +458,7 @@ CNKString operator+(const char* left, const CNKString& right) {
 }
 
 CNKString operator+(wchar_t left, const CNKString& right) {
-    return Concatenate({&left, 1}, View(right));
+    return Concatenate({&left, 1}, right.View());
 }
 
 CNKString operator+(char left, const CNKString& right) {
@@ -433,9 +466,9 @@ CNKString operator+(char left, const CNKString& right) {
 }
 
 CNKString operator+(unsigned int left, const CNKString& right) {
-    return Concatenate(NumberText(left).Get(), View(right));
+    return Concatenate(NumberText(left).Get(), right.View());
 }
 
 CNKString operator+(double left, const CNKString& right) {
-    return Concatenate(NumberText(left).Get(), View(right));
+    return Concatenate(NumberText(left).Get(), right.View());
 }

@@ -6,6 +6,9 @@
 #include <concepts>
 #include <cstdarg>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
 
 /// A cheap-to-copy handle to shared UTF-16 text, kept as a BSTR.
 ///
@@ -29,8 +32,8 @@
 /// string null, any other failed change leaves it as it was.
 ///
 /// From _bstr_t come the views as `const wchar_t*` (the BSTR itself, null for a null string) and as `const char*` (made
-/// at first use), both valid as long as some string holds the text; `copy()`, a copy of the BSTR, byte for byte, that
-/// the caller frees (null for a null string); and the comparisons of two strings, in which null comes before all text.
+/// at first use), both valid as long as some string holds the text; and the comparisons of two strings, in which null
+/// comes before all text.
 class CNKString : public _bstr_t {
   public:
     /// The null string.
@@ -51,12 +54,8 @@ class CNKString : public _bstr_t {
     /// Exactly `length` code units from `text`, NULs included. With a null pointer their values are unspecified.
     CNKString(const wchar_t* text, std::size_t length);
 
-    /// A text of `length` code units that `fill` writes to the place it is given.
-    template <std::invocable<wchar_t*> Fill> [[nodiscard]] static CNKString Build(std::size_t length, Fill fill) {
-        CNKString text(nullptr, length);
-        fill(static_cast<wchar_t*>(text));
-        return text;
-    }
+    /// A BSTR of `length` code units for the caller to fill in and to free.
+    [[nodiscard]] static BSTR NewText(std::size_t length);
 
     /// `count` times the same character. A char is widened by its sign: 0xE4 becomes U+FFE4.
     CNKString(wchar_t character, std::size_t count);
@@ -87,8 +86,13 @@ class CNKString : public _bstr_t {
     /// The one null string that lives as long as the program.
     [[nodiscard]] static const CNKString& Empty() noexcept;
 
+    /// The code units, valid as long as some string holds the text; an empty view for a null string.
+    [[nodiscard]] std::wstring_view View() const noexcept {
+        const auto* const text = static_cast<const wchar_t*>(*this);
+        return {text, ByteLength(text) / sizeof(wchar_t)};
+    }
     /// Number of code units, 0 for a null string.
-    [[nodiscard]] std::size_t GetLength() const noexcept { return length(); }
+    [[nodiscard]] std::size_t GetLength() const noexcept { return View().size(); }
     /// Whether the string is null. A text of length zero is not empty by this test.
     [[nodiscard]] bool IsEmpty() const noexcept { return !*this; }
     /// Whether there is nothing but white space, or nothing at all.
@@ -112,8 +116,9 @@ class CNKString : public _bstr_t {
     [[nodiscard]] CNKString Left(std::size_t count) const { return Mid(0, count); }
     /// The last `count` code units; null when there are fewer (unlike Left).
     [[nodiscard]] CNKString Right(std::size_t count) const;
-    /// The part that Mid gives, as a BSTR that the caller frees: without a string in between. Null for null.
+    /// The parts that Mid and Right give, each as a BSTR that the caller frees. Null for null.
     [[nodiscard]] BSTR CopyMid(std::size_t start, std::size_t count) const;
+    [[nodiscard]] BSTR CopyRight(std::size_t count) const;
 
     // Numbers and case
 
@@ -158,14 +163,15 @@ class CNKString : public _bstr_t {
 
     // The BSTR itself, for calls that take one over or fill one in
 
-    /// Gives the text away: the caller frees it, and this string becomes null. Copies only when other strings share the
-    /// text; when that copy fails, nothing changes. Null for a null string.
-    [[nodiscard]] BSTR DetachText() &&;
-
     // The members of _bstr_t that do such things, with this class's promises.
 
-    [[nodiscard]] BSTR Detach() { return static_cast<CNKString&&>(*this).DetachText(); }
-    /// Replaces the text by `text`, which the string frees from now on (also when this call fails).
+    /// A copy of the BSTR, byte for byte, that the caller frees. Null for a null string.
+    [[nodiscard]] BSTR copy() const;
+    /// Transfers ownership of the text to the caller; this string becomes null. Copies only when other strings share
+    /// the text; when that copy fails, nothing changes. Null for a null string.
+    [[nodiscard]] BSTR Detach();
+    /// Replaces the text by `text`, which the string frees from now on (also when this call fails). Keeps its record
+    /// unless other strings share it.
     void Attach(BSTR text);
     /// Replaces the text by a copy of `text`, byte for byte.
     void Assign(BSTR text);
@@ -175,10 +181,27 @@ class CNKString : public _bstr_t {
     [[nodiscard]] BSTR* GetAddress();
 
   private:
-    /// Gives this string, which is null, a record of its own with a copy of `text` or else `text` itself.
+    /// The length of a BSTR in bytes. It is stored before the text, and read for every character that is compared or
+    /// copied, which a call of the platform's function would make several times as slow.
+    [[nodiscard]] static std::size_t ByteLength(const wchar_t* text) noexcept {
+        std::uint32_t length = 0;
+        if (text != nullptr) {
+            std::memcpy(&length, reinterpret_cast<const char*>(text) - sizeof(length), sizeof(length));
+        }
+        return length;
+    }
+
+    /// A copy of a BSTR, byte for byte; null for null.
+    [[nodiscard]] static BSTR CopyOf(const wchar_t* text);
+    /// Whether there is a record that no other string shares.
+    [[nodiscard]] bool OwnsRecord() noexcept;
+    /// Replaces the text by a copy of `text`, or by `text` itself.
     void Hold(BSTR text, bool copyText);
-    /// Gives this string, which is null, a record of its own with `text` itself, which is freed if that fails.
+    /// Replaces the text by `text` itself, in a new record only if others share this string's or it has none. If that
+    /// fails, `text` is freed and the string unchanged.
     void Adopt(BSTR text);
+    /// Assigns the BSTR that `make` returns.
+    template <class Make> CNKString& Replace(Make make);
     /// Keeps the code units from `start` up to `end`; the record stays when those are all.
     CNKString& Keep(std::size_t start, std::size_t end);
 };

@@ -9,66 +9,125 @@
 
 namespace {
 
-std::wstring_view View(const CNKString& text) noexcept {
-    return {static_cast<const wchar_t*>(text), text.GetLength()};
-}
-
-/// The strings in a row, with `joiner` between them, in one allocation; null without strings.
-CNKString Join(const CNKStringList& strings, std::wstring_view joiner) {
+/// The strings in a row, with `joiner` between them, as a BSTR that the caller frees; null without strings.
+BSTR Join(const CNKStringList& strings, std::wstring_view joiner) {
     if (strings.empty()) {
-        return {};
-    }
-    if (strings.size() == 1 && !strings.front().IsEmpty()) {
-        return strings.front(); // shares the text
+        return nullptr;
     }
     std::size_t length = joiner.size() * (strings.size() - 1);
     for (const CNKString& string : strings) {
         length += string.GetLength();
     }
-
-    return CNKString::Build(length, [&](wchar_t* to) {
-        for (const CNKString& string : strings) {
-            if (&string != &strings.front()) {
-                to = std::copy(joiner.begin(), joiner.end(), to);
-            }
-            const std::wstring_view text = View(string);
-            to = std::copy(text.begin(), text.end(), to);
+    const BSTR joined = CNKString::NewText(length);
+    wchar_t* to = joined;
+    for (const CNKString& string : strings) {
+        if (&string != &strings.front()) {
+            to = std::copy(joiner.begin(), joiner.end(), to);
         }
-    });
+        const std::wstring_view text = string.View();
+        to = std::copy(text.begin(), text.end(), to);
+    }
+    return joined;
 }
 
-/// Cuts `value`, which is not empty, at every separator and appends the pieces to `tokens`. `find` returns the next
-/// separator from a place on, or null; it ends at the first NUL. A separator is `width` units wide.
-template <class Find> void Cut(const CNKString& value, std::size_t width, CNKStringList& tokens, const Find& find) {
-    const wchar_t* token = value;
-    const wchar_t* const end = token + value.GetLength();
-    const wchar_t* separator = find(token);
-    if (separator == nullptr) {
-        tokens.push_back(value); // shares the text
+/// A value to split, not empty.
+struct Value {
+    const wchar_t* begin;    ///< a NUL follows the text
+    const wchar_t* end;      ///< null: at the first NUL, looked for only if needed
+    const CNKString* shared; ///< a string that holds it, or null
+
+    /// The text from `position` on.
+    [[nodiscard]] std::wstring_view From(const wchar_t* position) const noexcept {
+        return end != nullptr ? std::wstring_view(position, end) : std::wstring_view(position);
+    }
+};
+
+void Append(std::wstring_view token, CNKStringList& tokens) {
+    tokens.emplace_back(token.data(), token.size());
+}
+
+void AppendWhole(const Value& value, CNKStringList& tokens) {
+    if (value.shared != nullptr) {
+        tokens.push_back(*value.shared);
+    } else {
+        Append(value.From(value.begin), tokens);
+    }
+}
+
+/// Appends the pieces of `value` between separators to `tokens`, which it lets grow only once. `find` returns the next
+/// separator at or after a position, or null; it stops at the first NUL. A separator is `width` units wide.
+template <class Find> void Cut(const Value& value, std::size_t width, CNKStringList& tokens, const Find& find) {
+    std::size_t separatorCount = 0;
+    for (const wchar_t* p = find(value.begin); p != nullptr; p = find(p + width)) {
+        ++separatorCount;
+    }
+    tokens.reserve(separatorCount + 1);
+    if (separatorCount == 0) {
+        AppendWhole(value, tokens);
         return;
     }
-    for (; separator != nullptr; separator = find(token)) {
-        tokens.emplace_back(token, static_cast<std::size_t>(separator - token));
+    const wchar_t* token = value.begin;
+    for (; separatorCount > 0; --separatorCount) {
+        const wchar_t* const separator = find(token);
+        Append({token, separator}, tokens);
         token = separator + width;
     }
-    tokens.emplace_back(token, static_cast<std::size_t>(end - token));
+    Append(value.From(token), tokens);
 }
 
-/// Up to this length, the run-time library's search is fast enough, which compares anew at each place.
-constexpr std::size_t shortSeparator = 16;
+/// Finds a character.
+class FindCharacter {
+  public:
+    explicit FindCharacter(wchar_t character) noexcept : m_character(character) {}
+    const wchar_t* operator()(const wchar_t* p) const noexcept {
+        while (*p != m_character && *p != L'\0') {
+            ++p;
+        }
+        return *p != L'\0' ? p : nullptr;
+    }
 
-/// Finds a long text by the method of Knuth, Morris and Pratt: it never goes back, so the time does not depend on the
-/// text.
-class TextFinder {
+  private:
+    wchar_t m_character;
+};
+
+/// Finds any of several characters.
+class FindAnyOf {
+  public:
+    explicit FindAnyOf(std::wstring_view characters) : m_characters(characters) { std::ranges::sort(m_characters); }
+    const wchar_t* operator()(const wchar_t* p) const noexcept {
+        while (*p != L'\0' && !std::ranges::binary_search(m_characters, *p)) {
+            ++p;
+        }
+        return *p != L'\0' ? p : nullptr;
+    }
+
+  private:
+    std::wstring m_characters;
+};
+
+/// Finds a short text with the search of the C runtime, which compares anew at each position.
+class FindShortText {
+  public:
+    explicit FindShortText(const wchar_t* text) noexcept : m_text(text) {}
+    const wchar_t* operator()(const wchar_t* p) const noexcept { return std::wcsstr(p, m_text); }
+
+  private:
+    const wchar_t* m_text;
+};
+
+/// Up to this length, FindShortText is fast enough.
+constexpr std::size_t maxShortText = 16;
+
+/// Finds a text by the method of Knuth, Morris and Pratt: it never goes back, so the time does not depend on the text.
+class FindLongText {
   public:
     /// For a `text` of two units or more, which has to stay where it is.
-    explicit TextFinder(std::wstring_view text) : m_text(text), m_borders(text.size()) {
+    explicit FindLongText(std::wstring_view text) : m_text(text), m_borders(text.size()) {
         for (std::size_t i = 1; i < text.size(); ++i) {
             m_borders[i] = Extend(m_borders[i - 1], text[i]);
         }
     }
 
-    /// Where the text next begins from `p` on, null if it does not before the NUL.
     const wchar_t* operator()(const wchar_t* p) const noexcept {
         for (std::size_t matched = 0; *p != L'\0'; ++p) {
             matched = Extend(matched, *p);
@@ -80,7 +139,7 @@ class TextFinder {
     }
 
   private:
-    /// How much of the text's beginning is matched by what has matched so far, and this character.
+    /// The number of units matched after `character`, given the number matched before it.
     [[nodiscard]] std::size_t Extend(std::size_t matched, wchar_t character) const noexcept {
         while (matched > 0 && m_text[matched] != character) {
             matched = m_borders[matched - 1];
@@ -89,7 +148,7 @@ class TextFinder {
     }
 
     std::wstring_view m_text;
-    /// How long the longest beginning of the text is that ends, as a part of it, at each place.
+    /// m_borders[i]: length of the longest proper prefix of m_text[0..i] that is also its suffix.
     std::vector<std::size_t> m_borders;
 };
 
@@ -101,7 +160,7 @@ CNKTokenString::CNKTokenString(const CNKString& value, CNKString separator, bool
 }
 
 CNKTokenString::CNKTokenString(const CNKStringList& parts, const CNKString& separator, bool multiCharacter)
-    : CNKTokenString(Join(parts, {}), separator, multiCharacter) {}
+    : CNKTokenString(CNKString(Join(parts, {}), false), separator, multiCharacter) {}
 
 CNKTokenString& CNKTokenString::operator=(const CNKStringList& tokens) {
     CNKStringList::operator=(tokens);
@@ -109,7 +168,15 @@ CNKTokenString& CNKTokenString::operator=(const CNKStringList& tokens) {
 }
 
 CNKString CNKTokenString::GetValue() const {
-    std::wstring_view joiner = View(m_separator);
+    if (size() == 1 && !front().IsEmpty()) {
+        return front(); // shares the text
+    }
+    const BSTR value = CopyValue();
+    return value != nullptr ? CNKString(value, false) : CNKString();
+}
+
+BSTR CNKTokenString::CopyValue() const {
+    std::wstring_view joiner = m_separator.View();
     if (!m_multiCharacter) {
         joiner = joiner.substr(0, 1);
         if (joiner.starts_with(L'\0')) { // a character 0 adds nothing to a text
@@ -121,6 +188,11 @@ CNKString CNKTokenString::GetValue() const {
 
 CNKTokenString& CNKTokenString::SetValue(const CNKString& value) {
     Split(value);
+    return *this;
+}
+
+CNKTokenString& CNKTokenString::SetValue(const wchar_t* value) {
+    Split(value, nullptr, nullptr);
     return *this;
 }
 
@@ -175,43 +247,33 @@ CNKTokenString& CNKTokenString::InsertAt(size_type n, const CNKString& token) {
     return *this;
 }
 
-/// Replaces the tokens by those of `value`, a handle of its own: the value may be one of the tokens that go. Linear in
-/// the value's length whatever the separator.
-void CNKTokenString::Split(CNKString value) {
+void CNKTokenString::Split(const CNKString& value) {
+    const CNKString own = value; // NOLINT(performance-unnecessary-copy-initialization): may be a token, which goes
+    const std::wstring_view text = own.View();
+    Split(text.data(), text.data() + text.size(), &own);
+}
+
+/// Replaces the tokens by those of the text from `begin` to `end`, or to its first NUL if `end` is null. Linear in its
+/// length whatever the separator. `shared`, unless null, is a string that holds the text.
+void CNKTokenString::Split(const wchar_t* begin, const wchar_t* end, const CNKString* shared) {
     clear();
-    if (value.GetLength() == 0) {
+    if (begin == end || (end == nullptr && *begin == L'\0')) {
         return;
     }
 
-    const std::wstring_view separator = View(m_separator);
+    const Value value = {begin, end, shared};
+    const std::wstring_view separator = m_separator.View();
     const bool wholeText = m_multiCharacter && separator.size() > 1;
     const std::size_t nul = separator.find(L'\0');
     if (separator.empty() || (wholeText && nul != std::wstring_view::npos)) {
-        push_back(std::move(value)); // a search ends at a NUL, so it never finds one in a separator
-    } else if (wholeText && separator.size() <= shortSeparator) {
-        Cut(value, separator.size(), *this,
-            [separator](const wchar_t* p) noexcept { return std::wcsstr(p, separator.data()); });
-    } else if (wholeText) {
-        Cut(value, separator.size(), *this, TextFinder(separator));
+        AppendWhole(value, *this); // a search ends at a NUL, so it never finds one in a separator
     } else if (separator.size() == 1) {
-        Cut(value, 1, *this, [c = separator.front()](const wchar_t* p) noexcept -> const wchar_t* {
-            for (; *p != L'\0'; ++p) {
-                if (*p == c) {
-                    return p;
-                }
-            }
-            return nullptr;
-        });
+        Cut(value, 1, *this, FindCharacter(separator.front()));
+    } else if (!wholeText) {
+        Cut(value, 1, *this, FindAnyOf(separator.substr(0, nul)));
+    } else if (separator.size() <= maxShortText) {
+        Cut(value, separator.size(), *this, FindShortText(separator.data()));
     } else {
-        std::wstring set(separator.substr(0, nul));
-        std::ranges::sort(set);
-        Cut(value, 1, *this, [&set](const wchar_t* p) noexcept -> const wchar_t* {
-            for (; *p != L'\0'; ++p) {
-                if (std::ranges::binary_search(set, *p)) {
-                    return p;
-                }
-            }
-            return nullptr;
-        });
+        Cut(value, separator.size(), *this, FindLongText(separator));
     }
 }

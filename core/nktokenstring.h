@@ -28,8 +28,12 @@ class CNKTokenString : public CNKStringList {
 
     /// The tokens joined with the separator (in character mode, with its first character); null without tokens.
     [[nodiscard]] CNKString GetValue() const;
+    /// The same as a BSTR that the caller frees.
+    [[nodiscard]] BSTR CopyValue() const;
     /// Replaces all tokens by those of `value`. An empty value has none.
     CNKTokenString& SetValue(const CNKString& value);
+    /// The same up to the first NUL of `value`, which must not be the text of a token. Copies only the tokens.
+    CNKTokenString& SetValue(const wchar_t* value);
 
     [[nodiscard]] CNKString GetSeparator() const noexcept { return m_separator; }
     [[nodiscard]] bool GetMultiCharacter() const noexcept { return m_multiCharacter; }
@@ -65,7 +69,8 @@ class CNKTokenString : public CNKStringList {
     [[nodiscard]] difference_type Offset(size_type n) const noexcept {
         return static_cast<difference_type>(n < size() ? n : size());
     }
-    void Split(CNKString value);
+    void Split(const CNKString& value);
+    void Split(const wchar_t* begin, const wchar_t* end, const CNKString* shared);
 
     CNKString m_separator;
     bool m_multiCharacter = false;

@@ -109,9 +109,10 @@ TEST(NKStringFailure, Assignments_LeaveNull) {
     ExpectFailureLeavesNull([](Shared& shared) { static_cast<void>(shared.text.GetAddress()); });
 }
 
-TEST(NKStringFailure, Attach_LeavesNullAndFreesTheBstr) {
+TEST(NKStringFailure, AttachToASharedString_LeavesNullAndFreesTheBstr) {
     struct World {
         CNKString text = CNKString(L"abc");
+        CNKString sharing = text;
         Bstr source = Bstr(L"new");
     };
     ForEachAllocationFailure([] { return World(); }, [](World& world) { world.text.Attach(world.source.Release()); },
@@ -153,11 +154,11 @@ TEST(NKStringFailure, Results_LeaveTheOldText) {
     ExpectFailureChangesNothing([](Shared& shared) { return shared.text.Find(L"x"); });
     ExpectFailureChangesNothing([](Shared& shared) { return Bstr(shared.text.copy()); });
     ExpectFailureChangesNothing([](Shared& shared) { static_cast<void>(static_cast<const char*>(shared.text)); });
-    ExpectFailureChangesNothing([](Shared& shared) { return Bstr(shared.text.Mid(1, 2).DetachText()); });
+    ExpectFailureChangesNothing([](Shared& shared) { return Bstr(shared.text.Mid(1, 2).Detach()); });
 }
 
-TEST(NKStringFailure, DetachTextOfSharedText_LeavesTheOldText) {
-    ExpectFailureChangesNothing([](Shared& shared) { return Bstr(std::move(shared.text).DetachText()); });
+TEST(NKStringFailure, DetachOfSharedText_LeavesTheOldText) {
+    ExpectFailureChangesNothing([](Shared& shared) { return Bstr(shared.text.Detach()); });
     ExpectFailureChangesNothing([](Shared& shared) { return Bstr(shared.text.Detach()); });
 }
 

@@ -274,6 +274,23 @@ TEST_F(NKStringAssignment, FromInsideOwnText_TakesItAsItWas) {
     EXPECT_BSTR(text, L"bc");
 }
 
+TEST_F(NKStringAssignment, OfText_CostsOneBstr_AndARecordIfOthersShareIt) {
+    CNKString text(L"abc");
+    const CNKString sharing = text;
+    EXPECT_EQ(CountRequests([&] { text = L"first"; }), 2u);
+    EXPECT_EQ(CountRequests([&] { text = L"second"; }), 1u);
+    EXPECT_EQ(CountRequests([&] { text = "narrow"; }), 1u);
+    EXPECT_BSTR(text, L"narrow");
+    EXPECT_BSTR(sharing, L"abc");
+}
+
+TEST_F(NKStringAssignment, OfText_ForgetsTheNarrowView) {
+    CNKString text(L"abc");
+    EXPECT_STREQ(static_cast<const char*>(text), "abc");
+    text = L"new";
+    EXPECT_STREQ(static_cast<const char*>(text), "new");
+}
+
 TEST_F(NKStringAssignment, FromNarrowText) {
     CNKString text(L"old");
     text = "new";
@@ -333,7 +350,7 @@ TEST_F(NKStringMove, Construction_TakesTheReference) {
     EXPECT_EQ(TextOf(target), text);
     EXPECT_NULL_BSTR(source); // NOLINT(bugprone-use-after-move)
     // It is the only reference: the text is given away as it stands.
-    EXPECT_EQ(Bstr(std::move(target).DetachText()), text);
+    EXPECT_EQ(Bstr(target.Detach()), text);
 }
 
 TEST_F(NKStringMove, Assignment_TakesTheReferenceAndDropsTheOldOne) {
@@ -343,7 +360,7 @@ TEST_F(NKStringMove, Assignment_TakesTheReferenceAndDropsTheOldOne) {
     target = std::move(source);
     EXPECT_EQ(TextOf(target), text);
     EXPECT_NULL_BSTR(source); // NOLINT(bugprone-use-after-move)
-    EXPECT_EQ(Bstr(std::move(target).DetachText()), text);
+    EXPECT_EQ(Bstr(target.Detach()), text);
 }
 
 TEST_F(NKStringMove, AssignmentToItself_KeepsTheText) {
@@ -775,9 +792,12 @@ TEST_F(NKStringTrim, Null_StaysNull) {
     }
 }
 
-TEST_F(NKStringTrim, Trim_CostsOneBstrAndOneRecord) {
+TEST_F(NKStringTrim, Trim_CostsOneBstr_AndARecordIfOthersShareIt) {
     CNKString text(L"  a  ");
+    CNKString shared = text;
     EXPECT_EQ(CountRequests([&] { text.Trim(); }), 2u);
+    EXPECT_EQ(CountRequests([&] { shared.Trim(); }), 1u);
+    EXPECT_EQ(CountRequests([&] { shared.Trim(); }), 0u) << "nothing to trim";
 }
 
 TEST_F(NKStringTrim, LongText) {
@@ -1028,38 +1048,38 @@ TEST_F(NKStringBstr, Copy_IsByteForByteAndTheCallers) {
     EXPECT_NULL_BSTR(NullText().copy());
 }
 
-TEST_F(NKStringBstr, DetachText_OfTheOnlyHolder_GivesTheTextItself) {
+TEST_F(NKStringBstr, Detach_OfTheOnlyHolder_GivesTheTextItself) {
     CNKString text(L"abc");
     const wchar_t* const before = TextOf(text);
     static_cast<void>(NarrowTextOf(text));
     Bstr detached;
-    EXPECT_EQ(CountRequests([&] { detached = Bstr(std::move(text).DetachText()); }), 0u);
+    EXPECT_EQ(CountRequests([&] { detached = Bstr(text.Detach()); }), 0u);
     EXPECT_EQ(detached, before);
     EXPECT_NULL_BSTR(text); // NOLINT(bugprone-use-after-move)
 }
 
-TEST_F(NKStringBstr, DetachText_OfSharedText_GivesACopy) {
+TEST_F(NKStringBstr, Detach_OfSharedText_GivesACopy) {
     CNKString text(OddBytes(), true);
     const CNKString sharer = text;
-    const Bstr detached(std::move(text).DetachText());
+    const Bstr detached(text.Detach());
     EXPECT_NE(detached, TextOf(sharer));
     EXPECT_EQ(BytesOf(detached), "abcde"sv);
     EXPECT_NULL_BSTR(text); // NOLINT(bugprone-use-after-move)
     EXPECT_EQ(BytesOf(sharer), "abcde"sv);
 }
 
-TEST_F(NKStringBstr, DetachText_OfNull_GivesNull) {
-    EXPECT_NULL_BSTR(CNKString().DetachText());
-    EXPECT_NULL_BSTR(NullText().DetachText());
+TEST_F(NKStringBstr, Detach_OfNull_GivesNull) {
+    EXPECT_NULL_BSTR(CNKString().Detach());
+    EXPECT_NULL_BSTR(NullText().Detach());
     const CNKString null = NullText();
-    EXPECT_NULL_BSTR(CNKString(null).DetachText());
-    EXPECT_BSTR(Bstr(CNKString(L"").DetachText()), L"");
+    EXPECT_NULL_BSTR(CNKString(null).Detach());
+    EXPECT_BSTR(Bstr(CNKString(L"").Detach()), L"");
 }
 
 TEST_F(NKStringBstr, Part_DetachedCostsOneBstrAndOneRecord) {
     const CNKString text(L"abcdef");
-    EXPECT_EQ(CountRequests([&] { EXPECT_BSTR(Bstr(text.Mid(1, 2).DetachText()), L"bc"); }), 2u);
-    EXPECT_NULL_BSTR(text.Right(7).DetachText());
+    EXPECT_EQ(CountRequests([&] { EXPECT_BSTR(Bstr(text.Mid(1, 2).Detach()), L"bc"); }), 2u);
+    EXPECT_NULL_BSTR(text.Right(7).Detach());
 }
 
 TEST_F(NKStringBstr, Detach_IsSafeForNullAndSharedText) {

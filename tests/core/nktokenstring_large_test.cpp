@@ -37,20 +37,17 @@ PROCESS_MEMORY_COUNTERS Memory() {
 /// A million tokens of 33 units with `separator` in between: 68 MB and more.
 CNKString LargeValue(std::wstring_view separator) {
     const std::size_t step = tokenLength + separator.size();
-    return CNKString::Build(tokenCount * step - separator.size(), [&](wchar_t* to) {
-        for (std::size_t i = 0; i < tokenCount; ++i) {
-            for (std::size_t unit = 0; unit < tokenLength; ++unit) {
-                *to++ = static_cast<wchar_t>(L'a' + (i + unit) % 26);
-            }
-            if (i + 1 < tokenCount) {
-                to += separator.copy(to, separator.size());
-            }
+    CNKString value(nullptr, tokenCount * step - separator.size());
+    wchar_t* to = value;
+    for (std::size_t i = 0; i < tokenCount; ++i) {
+        for (std::size_t unit = 0; unit < tokenLength; ++unit) {
+            *to++ = static_cast<wchar_t>(L'a' + (i + unit) % 26);
         }
-    });
-}
-
-std::wstring_view View(const CNKString& text) {
-    return {static_cast<const wchar_t*>(text), text.GetLength()};
+        if (i + 1 < tokenCount) {
+            to += separator.copy(to, separator.size());
+        }
+    }
+    return value;
 }
 
 /// `object` has a million tokens of 33 units.
@@ -58,7 +55,7 @@ void ExpectLargeTokens(const CNKTokenString& object) {
     ASSERT_EQ(object.GetCount(), tokenCount);
     std::size_t wrong = 0;
     for (std::size_t i = 0; i < tokenCount; ++i) {
-        const std::wstring_view token = View(object.at(i));
+        const std::wstring_view token = object.at(i).View();
         wrong += token.size() != tokenLength || token.front() != static_cast<wchar_t>(L'a' + i % 26);
     }
     EXPECT_EQ(wrong, 0u);
@@ -72,7 +69,7 @@ void SplitAndJoin(std::wstring_view joiner, const CNKString& separator, bool mul
 
     CNKTokenString object(value, separator, multiCharacter);
     ExpectLargeTokens(object);
-    EXPECT_TRUE(View(object.GetValue()) == View(value));
+    EXPECT_TRUE(object.GetValue().View() == value.View());
     object.SetMultiCharacter(multiCharacter);
     ExpectLargeTokens(object);
 
@@ -100,11 +97,11 @@ TEST(NKTokenStringLarge, LongSeparatorThatNearlyMatchesEverywhere) {
 }
 
 TEST(NKTokenStringLarge, ManySeparators) {
-    const CNKString separators = CNKString::Build(50'000, [](wchar_t* to) {
-        for (wchar_t character = 50'000; character > 0; --character) {
-            *to++ = static_cast<wchar_t>(character + 200);
-        }
-    });
+    CNKString separators(nullptr, 50'000);
+    wchar_t* to = separators;
+    for (wchar_t character = 50'000; character > 0; --character) {
+        *to++ = static_cast<wchar_t>(character + 200);
+    }
     const CNKString value(L'a', 4'000'000);
     EXPECT_EQ(CNKTokenString(value, separators, false).GetCount(), 1u);
     EXPECT_EQ(CNKTokenString(value + L'\xC9' + L"c", separators, false).GetToken(1), CNKString(L"c"));
