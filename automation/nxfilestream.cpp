@@ -33,7 +33,7 @@ HRESULT CNXFileStream::Flush(VARIANT_BOOL* pbFlushed) {
 }
 
 HRESULT CNXFileStream::IsCommentLine(BSTR line, VARIANT_BOOL* pbComment) {
-    *pbComment = VariantBool(CNKFileStream::IsCommentLine(line));
+    *pbComment = VariantBool(CNKFileStream::IsCommentLine(static_cast<const wchar_t*>(line)));
     return S_OK;
 }
 
@@ -53,7 +53,8 @@ HRESULT CNXFileStream::ReadNextLine(BSTR* pbsLine) {
 }
 
 HRESULT CNXFileStream::CopyNextLine(BSTR* pbsLine) {
-    return CopyText(m_stream.ReadNextLine(), pbsLine);
+    *pbsLine = m_stream.CopyNextLine();
+    return S_OK;
 }
 
 HRESULT CNXFileStream::Open(BSTR fileName, VARIANT_BOOL binary, VARIANT_BOOL* pbOpen) {

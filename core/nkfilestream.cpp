@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <cwctype>
 #include <string>
 #include <utility>
 
@@ -26,6 +27,16 @@ void AppendNarrow(std::string& bytes, const wchar_t* text) {
     }
 }
 
+/// The number of code units that text in the ANSI code page has in UTF-16.
+std::size_t WideLength(const char* text) noexcept {
+    return static_cast<std::size_t>((std::max)(MultiByteToWideChar(CP_ACP, 0, text, -1, nullptr, 0), 1)) - 1;
+}
+
+bool IsComment(std::wstring_view line) noexcept {
+    return line.starts_with(L';') || line.starts_with(L'#') ||
+           std::ranges::all_of(line, [](wchar_t c) { return std::iswspace(c) != 0; });
+}
+
 } // namespace
 
 CNKFileStream::CNKFileStream(CNKString fileName, bool /*unused*/) : m_fileName(std::move(fileName)) {}
@@ -34,7 +45,7 @@ CNKFileStream::CNKFileStream(CNKString fileName, bool /*unused*/) : m_fileName(s
 
 bool CNKFileStream::Open(const CNKString& fileName, bool binary) {
     m_fileName = fileName; // first: it may be the last line, which goes now
-    m_lastLine.Clear();
+    ForgetLastLine();
     Close();
     m_binary = binary;
     return m_file.Open(m_fileName);
@@ -51,7 +62,7 @@ void CNKFileStream::Close() noexcept {
 }
 
 void CNKFileStream::Clear() {
-    m_lastLine.Clear();
+    ForgetLastLine();
     Close();
     CNKFile::MakeEmpty(m_fileName);
 }
@@ -72,33 +83,66 @@ bool CNKFileStream::Create(const CNKString& fileName, bool overwrite) {
 // Reading
 
 const CNKString& CNKFileStream::ReadNextLine() {
+    ReadLine();
+    return LastLine();
+}
+
+BSTR CNKFileStream::CopyNextLine() {
+    ReadLine();
+    if (!m_lastLineIsPiece) {
+        return m_lastLine.copy();
+    }
+    ForgetLastLine(); // so that there is none if the copy fails, as when the stream's own string cannot be made
+    const BSTR line = _com_util::ConvertStringToBSTR(m_piece);
+    m_lastLineIsPiece = true;
+    return line;
+}
+
+/// Makes the next line the last one.
+void CNKFileStream::ReadLine() {
     if (IsEOF()) {
-        return m_lastLine;
+        return;
     }
-    m_lastLine.Clear();
     if (m_broken) {
-        return m_lastLine;
+        ForgetLastLine();
+        return;
     }
-    char pLinePart[pieceLength + 1];
-    std::size_t length = ReadPiece(pLinePart);
-    CNKString line(pLinePart);
-    if (length == pieceLength) {
-        std::wstring joined(line, line.GetLength());
-        while (length == pieceLength) {
-            length = ReadPiece(pLinePart);
-            line = pLinePart;
-            joined.append(line, line.GetLength());
-        }
-        line = CNKString(joined.data(), joined.size());
+    std::size_t length = ReadPiece();
+    m_lastLineIsPiece = length < pieceLength;
+    if (m_lastLineIsPiece) {
+        return;
     }
-    m_lastLine = std::move(line);
+    m_lastLine = m_piece;
+    std::wstring joined(m_lastLine.View());
+    while (length == pieceLength) {
+        length = ReadPiece();
+        m_lastLine = m_piece;
+        joined += m_lastLine.View();
+    }
+    m_lastLine = CNKString(joined.data(), joined.size());
+}
+
+const CNKString& CNKFileStream::LastLine() {
+    if (m_lastLineIsPiece) {
+        m_lastLineIsPiece = false;
+        m_lastLine = m_piece;
+    }
     return m_lastLine;
 }
 
-/// Reads up to the next line end, but at most pieceLength characters, into `piece`, with a NUL behind them, and returns
+std::size_t CNKFileStream::LastLineLength() const noexcept {
+    return m_lastLineIsPiece ? WideLength(m_piece) : m_lastLine.GetLength();
+}
+
+void CNKFileStream::ForgetLastLine() noexcept {
+    m_lastLine.Clear();
+    m_lastLineIsPiece = false;
+}
+
+/// Reads up to the next line end, but at most pieceLength characters, into m_piece, with a NUL after them, and returns
 /// the length of the text there. A line end behind a full piece still belongs to it; anything else there is a failure.
-std::size_t CNKFileStream::ReadPiece(char* piece) {
-    *piece = '\0';
+std::size_t CNKFileStream::ReadPiece() {
+    m_piece[0] = '\0';
     if (m_endOfFile || m_failed) {
         m_failed = true;
         return 0;
@@ -126,17 +170,21 @@ std::size_t CNKFileStream::ReadPiece(char* piece) {
         m_failed = length == 0;
     }
     m_file.Skip(taken);
-    piece[ahead.copy(piece, length)] = '\0';
-    return std::strlen(piece);
+    m_piece[ahead.copy(m_piece, length)] = '\0';
+    return std::strlen(m_piece);
 }
 
 bool CNKFileStream::UngetLine() noexcept {
-    const auto lineLength = static_cast<std::int64_t>(IsEOF() ? 0 : m_lastLine.GetLength());
+    const auto lineLength = static_cast<std::int64_t>(IsEOF() ? 0 : LastLineLength());
     return SeekOrReset(-2 - lineLength, FromCurrent);
 }
 
 bool CNKFileStream::IsCommentLine(const CNKString& line) noexcept {
-    return line.IsBlank() || line.First() == L';' || line.First() == L'#';
+    return IsComment(line.View());
+}
+
+bool CNKFileStream::IsCommentLine(const wchar_t* line) noexcept {
+    return line == nullptr || IsComment(line);
 }
 
 // Writing

@@ -69,6 +69,8 @@ class CNKFileStream {
     /// one comes cut to 127, and the stream then has failed: lines come empty, and none are written, until the flags
     /// are reset; then reading goes on behind the cut. A file that ends with a line end has one more, empty line.
     const CNKString& ReadNextLine();
+    /// The same line as a BSTR that the caller frees. The stream's own string is not made.
+    [[nodiscard]] BSTR CopyNextLine();
     /// Steps back over a line end and the line read last, to read it again: 2 bytes and one for each of its characters;
     /// at the end of the file just 2 bytes. Returns whether the position was moved.
     bool UngetLine() noexcept;
@@ -76,6 +78,7 @@ class CNKFileStream {
     [[nodiscard]] bool IsEOF() const noexcept { return !IsOpen() || m_endOfFile; }
     /// Whether a line is blank or begins with ";" or "#".
     [[nodiscard]] static bool IsCommentLine(const CNKString& line) noexcept;
+    [[nodiscard]] static bool IsCommentLine(const wchar_t* line) noexcept;
 
     // Writing; false when closed, true otherwise
 
@@ -113,17 +116,23 @@ class CNKFileStream {
     static constexpr std::size_t pieceLength = 127;
 
     void ResetFlags() noexcept { m_endOfFile = m_failed = m_broken = false; }
-    std::size_t ReadPiece(char* piece);
+    void ReadLine();
+    const CNKString& LastLine();
+    std::size_t LastLineLength() const noexcept;
+    void ForgetLastLine() noexcept;
+    std::size_t ReadPiece();
     void WriteOutgoing();
     bool SeekOrReset(std::int64_t offset, unsigned int origin) noexcept;
     bool MoveTo(std::int64_t offset, unsigned int origin) noexcept;
 
     CNKFile m_file;
     bool m_binary = false;
-    bool m_endOfFile = false; ///< a read met the end
-    bool m_failed = false;    ///< a read got nothing, or not the whole line
-    bool m_broken = false;    ///< the system refused a write
-    std::string m_outgoing;   ///< the line being written; kept for the next one
+    bool m_endOfFile = false;           ///< a read met the end
+    bool m_failed = false;              ///< a read got nothing, or not the whole line
+    bool m_broken = false;              ///< the system refused a write
+    std::string m_outgoing;             ///< the line being written; kept for the next one
+    char m_piece[pieceLength + 1] = {}; ///< the bytes of the last line, or of its last piece
+    bool m_lastLineIsPiece = false;     ///< m_lastLine has not been made of them yet
     CNKString m_lastLine;
     CNKString m_fileName;
 };
