@@ -4,6 +4,7 @@
 #include "tests/core/texts.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/bstr.h"
+#include "tests/support/handles.h"
 
 #include <gtest/gtest.h>
 
@@ -408,11 +409,9 @@ TEST_F(NKFileStreamOpen, FileThatMayNotBeWritten_Fails) {
 }
 
 TEST_F(NKFileStreamOpen, ManyTimes_LeavesNoHandleBehind) {
-    DWORD before = 0;
-    DWORD after = 0;
     CNKFileStream stream;
     Open(stream, "a\r\n");
-    ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &before));
+    const std::size_t before = support::OpenHandles(GetCurrentProcessId());
     for (int time = 0; time < 100; ++time) {
         stream.Open(Make(folder.Path()), text);
         stream.Create(Make(folder.Path()), true);
@@ -420,8 +419,7 @@ TEST_F(NKFileStreamOpen, ManyTimes_LeavesNoHandleBehind) {
         stream.Clear();
         stream.Reopen(text);
     }
-    ASSERT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &after));
-    EXPECT_EQ(after, before);
+    EXPECT_EQ(support::OpenHandles(GetCurrentProcessId()), before);
 }
 
 // Paths

@@ -1,6 +1,7 @@
 // Exceptions inside the DLL when memory has run out, and what they leave behind when it is unloaded. None leaves the
 // DLL: late-bound calls return E_OUTOFMEMORY.
 
+#include <cstddef>
 #include <thread>
 
 #include <windows.h>
@@ -12,6 +13,7 @@
 #include "tests/module/dll.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/bstr.h"
+#include "tests/support/handles.h"
 #include "tests/support/module_faults.h"
 
 namespace {
@@ -82,14 +84,10 @@ TEST_F(ExceptionsTest, AfterOneWithMemory_WithoutMemory_AreOutOfMemory) {
 
 /// What a process has a limited number of.
 struct Resources {
-    DWORD handles = 0;
+    std::size_t handles = support::OpenHandles(GetCurrentProcessId());
     DWORD threadLocalIndex = TlsAlloc(); ///< the next free one
 
-    Resources() {
-        GetProcessHandleCount(GetCurrentProcess(), &handles);
-        TlsFree(threadLocalIndex);
-    }
-    bool operator==(const Resources&) const = default;
+    Resources() { TlsFree(threadLocalIndex); }
 };
 
 TEST_F(ExceptionsTest, LoadedAndUnloadedOften_LeaveNothing) {

@@ -5,12 +5,13 @@
 #include <array>
 #include <cstddef>
 #include <ostream>
-#include <vector>
 
 #include <windows.h>
 
 #include <malloc.h>
 #include <tlhelp32.h>
+
+#include "tests/support/handles.h"
 
 struct ProcessState {
     std::size_t blocks;       ///< in the C run-time library's heap
@@ -67,39 +68,12 @@ inline std::size_t LoadedModules() {
 
 } // namespace detail
 
-/// The handles that a process has open. (Wine 8 does not know GetProcessHandleCount.)
-inline std::size_t OpenHandles(DWORD processId) {
-    struct Entry {
-        void* object;
-        ULONG_PTR processId;
-        ULONG_PTR handle;
-        ULONG others[4];
-    };
-    struct Header {
-        ULONG_PTR count;
-        ULONG_PTR reserved;
-    };
-    constexpr ULONG extendedHandleInformation = 64;
-    using Query = LONG NTAPI(ULONG what, void* buffer, ULONG size, ULONG* needed);
-    auto* const query = reinterpret_cast<Query*>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll"), "NtQuerySystemInformation")));
-    std::vector<std::byte> buffer(1 << 16);
-    ULONG needed = 0;
-    while (query(extendedHandleInformation, buffer.data(), static_cast<ULONG>(buffer.size()), &needed) < 0) {
-        buffer.resize(buffer.size() * 2);
-    }
-    const auto* const header = reinterpret_cast<const Header*>(buffer.data());
-    const auto* const entries = reinterpret_cast<const Entry*>(header + 1);
-    return static_cast<std::size_t>(std::count_if(
-        entries, entries + header->count, [processId](const Entry& entry) { return entry.processId == processId; }));
-}
-
 /// The state now. What the measuring itself allocates is freed again before it counts blocks.
 inline ProcessState StateOfProcess() {
     ProcessState state = {};
     state.localIndices = detail::TakenLocalIndices();
     state.modules = detail::LoadedModules();
-    state.handles = OpenHandles(GetCurrentProcessId());
+    state.handles = support::OpenHandles(GetCurrentProcessId());
     std::size_t processBlocks = 0;
     detail::AddBlocks(GetProcessHeap(), processBlocks, state.processBytes);
     detail::AddBlocks(reinterpret_cast<HANDLE>(_get_heap_handle()), state.blocks, state.bytes);

@@ -28,7 +28,7 @@
 
 #include <psapi.h>
 
-#include "tests/module/processstate.h"
+#include "tests/support/handles.h"
 
 namespace {
 
@@ -87,7 +87,7 @@ class Client {
     void TakeSample(double time) {
         PROCESS_MEMORY_COUNTERS counters = {};
         GetProcessMemoryInfo(m_process.get(), &counters, sizeof(counters));
-        m_samples.emplace_back(time, Usage{counters.PagefileUsage / 1024, OpenHandles(m_processId)});
+        m_samples.emplace_back(time, Usage{counters.PagefileUsage / 1024, support::OpenHandles(m_processId)});
     }
     [[nodiscard]] const Usage& LastSample() const { return m_samples.back().second; }
 
