@@ -194,7 +194,7 @@ void PrintRow(double time, const std::vector<std::unique_ptr<Client>>& clients) 
     std::fflush(stdout);
 }
 
-/// Lets the clients work for a time, in seconds. Stops with a message when one fails or ends before.
+/// Lets the clients work for some seconds. Returns false, with a message, when one fails or ends before.
 bool Watch(const std::vector<std::unique_ptr<Client>>& clients, double seconds) {
     constexpr auto sampleInterval = std::chrono::milliseconds(250);
     const double rowInterval = std::max(5.0, seconds / 30);
@@ -221,7 +221,8 @@ bool Watch(const std::vector<std::unique_ptr<Client>>& clients, double seconds) 
     return true;
 }
 
-/// Whether it has no more in use in the last fifth of the time than in the second. Prints both.
+/// Whether the client has no more in use in the last fifth of the time than in the second fifth, apart from its
+/// tolerance. Prints both figures.
 bool IsFlat(const Client& client, double seconds) {
     constexpr std::size_t handlesTolerated = 8; // threads that start and end
     const Usage before = client.LeastUsage(seconds * 0.2, seconds * 0.4);
@@ -286,8 +287,8 @@ bool Soak(double seconds, const path& scripts, const path& modelTests, const pat
 
 int main(int argc, char** argv) {
     const double minutes = argc == 5 ? std::strtod(argv[1], nullptr) : 0;
-    if (minutes <= 0) {
-        std::printf("soak MINUTES SCRIPTS MODEL_TESTS APARTMENT_TESTS\n");
+    if (minutes < 0.1) { // too few samples to compare
+        std::printf("soak MINUTES SCRIPTS MODEL_TESTS APARTMENT_TESTS, with at least 0.1 minutes\n");
         return 2;
     }
     try {
