@@ -1,5 +1,5 @@
-// Objects of somebody else's class whose code turns against the caller in the middle of a call: at each QueryInterface,
-// AddRef, Release and read of a default property in turn.
+// Objects of somebody else's class that change or release the collection in the middle of a call: at each
+// QueryInterface, AddRef, Release and read of a default property in turn.
 
 #include <array>
 #include <cstddef>
@@ -59,7 +59,7 @@ template <class Base> class HostileEntry : public Base {
     }
     ULONG STDMETHODCALLTYPE AddRef() override {
         Check();
-        const ULONG count = Base::AddRef(); // first: who lets go of itself before it counts cannot be helped
+        const ULONG count = Base::AddRef(); // first: an entry that is gone before it counts cannot be saved
         ambush->OnCall();
         return count;
     }

@@ -1,4 +1,5 @@
-/// Calls with all that was decided about them, so that they can be made again, printed, and left out one by one.
+/// Calls with everything that was chosen for them at random, so that they can be repeated, printed, and left out one by
+/// one.
 #pragma once
 
 #include <cstdint>

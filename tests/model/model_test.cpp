@@ -41,7 +41,7 @@ Options options;
 /// Random calls in one world.
 constexpr int callsInWorld = 400;
 
-/// What is printed when the process ends in the middle.
+/// What is printed when the process crashes or hangs.
 struct Place {
     unsigned seed = 0;
     const std::vector<Call>* calls = nullptr;
@@ -76,7 +76,7 @@ std::string Replay(const support::TemporaryFolder& folder, const std::vector<Cal
     return difference.empty() ? world.End() : difference;
 }
 
-/// The same, and what has not been freed then.
+/// The same, and also reports what has not been freed.
 std::string ReplayAndCount(const support::TemporaryFolder& folder, const std::vector<Call>& calls) {
     const support::LiveAllocations before = support::CountLiveAllocations();
     std::string difference = Replay(folder, calls);
@@ -104,7 +104,7 @@ void Report(const support::TemporaryFolder& folder, unsigned seed, const std::ve
                   << Printed(fewest) << ReplayAndCount(folder, fewest);
 }
 
-/// A world with calls that are its own, so that nothing is left of it. False: there is a difference.
+/// Makes random calls in a new world and checks that it leaves no allocation behind. Returns false for a difference.
 bool ExploreWorld(const support::TemporaryFolder& folder, unsigned seed, std::size_t& callsMade) {
     const support::LiveAllocations before = support::CountLiveAllocations();
     {
@@ -127,7 +127,7 @@ bool ExploreWorld(const support::TemporaryFolder& folder, unsigned seed, std::si
     return false;
 }
 
-/// Says where a process was that ends without its consent.
+/// Prints what a process that crashes was doing.
 LONG CALLBACK SayWhere(EXCEPTION_POINTERS* exception) {
     std::printf("exception 0x%08lx at %p\n", exception->ExceptionRecord->ExceptionCode,
                 exception->ExceptionRecord->ExceptionAddress);
@@ -139,8 +139,8 @@ LONG CALLBACK SayWhere(EXCEPTION_POINTERS* exception) {
     return EXCEPTION_CONTINUE_SEARCH;
 }
 
-/// Ends the process when no call has begun for a minute: a call that damages the heap may hang in it. Prints without
-/// allocating.
+/// Ends the process when no call has begun for a minute: a call that damages the heap may hang. Allocates nothing to
+/// print that.
 void EndWhenNothingMoves() {
     unsigned last = callsBegun;
     for (;;) {
@@ -211,13 +211,17 @@ TEST(Shrink, NothingNeeded_LeavesNothing) {
     EXPECT_EQ(Shrink(std::vector<int>{1, 2, 3}, [](const auto&) { return true; }), std::vector<int>());
 }
 
-/// The options that are not GoogleTest's. False: one is unknown.
+/// Reads the options that are not GoogleTest's. Returns false when one is unknown or has no valid number.
 bool ReadOptions(int argc, char** argv) {
     for (int i = 1; i < argc; i += 2) {
         if (i + 1 == argc) {
             return false;
         }
-        const unsigned long number = std::strtoul(argv[i + 1], nullptr, 10);
+        char* end = nullptr;
+        const unsigned long number = std::strtoul(argv[i + 1], &end, 10);
+        if (end == argv[i + 1] || *end != '\0') {
+            return false;
+        }
         if (std::strcmp(argv[i], "--calls") == 0) {
             options.calls = number;
         } else if (std::strcmp(argv[i], "--seconds") == 0) {

@@ -7,8 +7,8 @@
 
 namespace model {
 
-/// The shortest sequence that is left of `sequence` when parts are deleted as long as `shows(sequence)` stays true:
-/// without any one of its elements it would not be. `shows` must be true of the whole one.
+/// Deletes parts of `sequence` as long as `shows(sequence)` stays true, and returns what is left: without any one of
+/// these elements, `shows` would be false. It must be true for the whole sequence.
 template <class Element, class Shows> std::vector<Element> Shrink(std::vector<Element> sequence, Shows shows) {
     for (std::size_t part = std::max<std::size_t>(sequence.size() / 2, 1);;) {
         bool shorter = false;

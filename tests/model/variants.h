@@ -12,7 +12,7 @@
 
 namespace model {
 
-/// Owns a VARIANT. Moves nothing, so that references to it stay good.
+/// Owns a VARIANT. Cannot be moved, so references to it stay valid.
 class Variant : public VARIANT {
   public:
     Variant() noexcept : VARIANT{} {}

@@ -18,16 +18,16 @@ constexpr int slotCount = 14;
 
 class World {
   public:
-    /// Without objects and files. The folder is for files; one world at a time.
+    /// Starts without objects and files. Files go into `folder`. Only one world may exist at a time.
     explicit World(const support::TemporaryFolder& folder);
     World(const World&) = delete;
     World& operator=(const World&) = delete;
     ~World();
 
-    /// Makes a call. What is different then between the objects and the model; empty: nothing. A call that does not fit
-    /// the world as it is, such as one of an object that is not there, is left out.
+    /// Makes a call and returns the difference between the objects and the model; empty if there is none. Skips a call
+    /// that does not fit the state of the world, such as one of an object that does not exist.
     std::string Make(const Call& call);
-    /// Releases everything. What is different then; the last use of the world.
+    /// Releases everything and returns the difference, as Make does. The world must not be used afterwards.
     std::string End();
 
     /// How many calls have been made.

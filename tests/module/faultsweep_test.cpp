@@ -1,6 +1,6 @@
 // Every member of all seven classes, and what clients do besides calling members, with the first allocation failing,
 // then the second, and so on until nothing is left to fail; COM's allocations as well as the DLL's, one at a time or
-// all from that one on. The caller learns of it or loses nothing, no memory is lost, and the objects work afterwards.
+// all from that one on. The caller gets E_OUTOFMEMORY, no memory is lost, and the objects work afterwards.
 
 #include <algorithm>
 #include <array>
