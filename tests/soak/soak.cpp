@@ -40,6 +40,16 @@ struct Closer {
 };
 using Handle = std::unique_ptr<void, Closer>;
 
+/// The value in the middle. Throws std::runtime_error if there is none.
+std::size_t Median(std::vector<std::size_t> values) {
+    if (values.empty()) {
+        throw std::runtime_error("too few samples");
+    }
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
 /// What a process has in use.
 struct Usage {
     std::size_t kibibytes; ///< of private memory
@@ -91,16 +101,18 @@ class Client {
     }
     [[nodiscard]] const Usage& LastSample() const { return m_samples.back().second; }
 
-    /// The least that was in use between two points in time.
-    [[nodiscard]] Usage LeastUsage(double from, double to) const {
-        Usage least = {SIZE_MAX, SIZE_MAX};
+    /// What was in use between two points in time: the median, so that a few samples of a client that has not warmed up
+    /// yet do not count.
+    [[nodiscard]] Usage TypicalUsage(double from, double to) const {
+        std::vector<std::size_t> kibibytes;
+        std::vector<std::size_t> handles;
         for (const auto& [time, usage] : m_samples) {
             if (time >= from && time <= to) {
-                least.kibibytes = std::min(least.kibibytes, usage.kibibytes);
-                least.handles = std::min(least.handles, usage.handles);
+                kibibytes.push_back(usage.kibibytes);
+                handles.push_back(usage.handles);
             }
         }
-        return least;
+        return {Median(kibibytes), Median(handles)};
     }
 
     /// How much it has done.
@@ -225,8 +237,8 @@ bool Watch(const std::vector<std::unique_ptr<Client>>& clients, double seconds) 
 /// tolerance. Prints both figures.
 bool IsFlat(const Client& client, double seconds) {
     constexpr std::size_t handlesTolerated = 8; // threads that start and end
-    const Usage before = client.LeastUsage(seconds * 0.2, seconds * 0.4);
-    const Usage after = client.LeastUsage(seconds * 0.8, seconds + 1);
+    const Usage before = client.TypicalUsage(seconds * 0.2, seconds * 0.4);
+    const Usage after = client.TypicalUsage(seconds * 0.8, seconds + 1);
     const bool flat =
         after.kibibytes <= before.kibibytes + client.Tolerance() && after.handles <= before.handles + handlesTolerated;
     std::printf("%-16s %10zu %-6s  %7zu -> %7zu KiB  %4zu -> %4zu handles  %s\n", client.Name().c_str(), client.Work(),
