@@ -52,8 +52,8 @@ template <class Interface> using CNXInterfaceList = std::vector<CAdapt<CComPtr<I
 /// Walks a list of automation objects; elements are VT_DISPATCH, the same objects.
 template <class Interface>
 using CNXInterfaceEnum = CNXEnum<_CopyVARIANTFromInterface<CAdapt<CComPtr<Interface>>>, CNXInterfaceList<Interface>>;
-/// Walks a list of VARIANTs; elements are copies.
-template <class Container> using CNXVariantEnum = CNXEnum<_Copy<VARIANT>, Container>;
+/// Walks a list of VARIANTs, or of a class derived from it that has a _Copy of its own; elements are copies.
+template <class Container> using CNXVariantEnum = CNXEnum<_Copy<typename Container::value_type>, Container>;
 
 /// Creates an enumerator over `container`, which lives as long as `owner` has references, and gives it to the caller
 /// in *ppEnum. On failure *ppEnum is null.

@@ -1,5 +1,24 @@
 #include "automation/nxvariantcollection.h"
 
+CNXVariantElement::CNXVariantElement(CNXVariant&& value) {
+    if ((V_VT(&value) & VT_ARRAY) != 0) {
+        const VARTYPE type = V_VT(&value);
+        V_VT(&value) = VT_EMPTY; // the pointer owns the array, also when it cannot be made
+        m_array.reset(V_ARRAY(&value), &SafeArrayDestroy);
+        V_ARRAY(this) = m_array.get();
+        V_VT(this) = type;
+        m_lent = true;
+    } else {
+        std::swap(static_cast<VARIANT&>(*this), static_cast<VARIANT&>(value));
+    }
+}
+
+HRESULT CNXVariantElement::CopyTo(VARIANT& copy) const noexcept {
+    const std::shared_ptr<SAFEARRAY> array = m_array;
+    VARIANT value = *this;
+    return VariantCopy(&copy, &value);
+}
+
 std::span<const CNXMember> CNXVariantCollection::Members() noexcept {
     static constexpr CNXMember members[] = {
         // the vtable's does not own what it adds
@@ -56,7 +75,7 @@ HRESULT CNXVariantCollection::get_Item(long index, VARIANT* pVal) {
     // The copy comes first: what *pVal holds may be the very value stored here, or call back when it is released.
     VARIANT copy;
     VariantInit(&copy);
-    VariantCopy(&copy, &*Place(index));
+    Place(index)->CopyTo(copy);
     VariantClear(pVal);
     *pVal = copy;
     return S_OK;

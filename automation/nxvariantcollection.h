@@ -1,6 +1,7 @@
 /// The automation class NXVariantCollection.
 #pragma once
 
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -12,11 +13,13 @@ class CNXVariantElement : public CNXVariant {
   public:
     /// Holds `value` bit for bit. What it refers to stays the caller's.
     explicit CNXVariantElement(const VARIANT& value) noexcept : m_lent(true) { static_cast<VARIANT&>(*this) = value; }
-    explicit CNXVariantElement(CNXVariant&& value) noexcept : CNXVariant(std::move(value)) {}
+    /// Owns `value`. Raises std::bad_alloc.
+    explicit CNXVariantElement(CNXVariant&& value);
     CNXVariantElement(CNXVariantElement&&) noexcept = default;
     CNXVariantElement& operator=(CNXVariantElement&& other) noexcept {
         std::swap(static_cast<VARIANT&>(*this), static_cast<VARIANT&>(other));
         std::swap(m_lent, other.m_lent);
+        std::swap(m_array, other.m_array);
         return *this;
     }
     ~CNXVariantElement() {
@@ -25,8 +28,19 @@ class CNXVariantElement : public CNXVariant {
         }
     }
 
+    /// Copies the value into `copy`, which must be empty and belongs to the caller. Objects run their code on the way,
+    /// which may remove this element.
+    HRESULT CopyTo(VARIANT& copy) const noexcept;
+
   private:
     bool m_lent = false;
+    /// An array that the collection owns is held here, because it must outlive its removal while it is being copied.
+    std::shared_ptr<SAFEARRAY> m_array;
+};
+
+template <> class _Copy<CNXVariantElement> : public _Copy<VARIANT> {
+  public:
+    static HRESULT copy(VARIANT* to, const CNXVariantElement* from) noexcept { return from->CopyTo(*to); }
 };
 
 /// An ordered collection of VARIANTs, numbered from 1; for Add and Remove, 0 means the end.

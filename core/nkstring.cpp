@@ -190,20 +190,21 @@ CNKString& CNKString::operator=(const wchar_t* text) {
     if (text != nullptr && text == static_cast<const wchar_t*>(*this)) {
         return *this;
     }
-    return Replace([text] { return text == nullptr ? nullptr : Allocated(SysAllocString(text)); });
+    Replace([text] { return text == nullptr ? nullptr : Allocated(SysAllocString(text)); });
+    return *this;
 }
 
 CNKString& CNKString::operator=(const char* text) {
-    return Replace([text] { return _com_util::ConvertStringToBSTR(text); });
+    Replace([text] { return _com_util::ConvertStringToBSTR(text); });
+    return *this;
 }
 
 /// Assigns the BSTR that `make` returns. The old text stays until then, because the new one may be made from it.
-template <class Make> CNKString& CNKString::Replace(Make make) {
+template <class Make> void CNKString::Replace(Make make) {
     CNKString old(std::move(*this));
     const BSTR text = make();
     swap(old);
     Attach(text);
-    return *this;
 }
 
 CNKString& CNKString::Clear() noexcept {

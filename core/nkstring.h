@@ -201,7 +201,7 @@ class CNKString : public _bstr_t {
     /// fails, `text` is freed and the string unchanged.
     void Adopt(BSTR text);
     /// Assigns the BSTR that `make` returns.
-    template <class Make> CNKString& Replace(Make make);
+    template <class Make> void Replace(Make make);
     /// Keeps the code units from `start` up to `end`; the record stays when those are all.
     CNKString& Keep(std::size_t start, std::size_t end);
 };

@@ -341,4 +341,79 @@ TEST_F(HostileDefaultPropertyTest, OfText_ThatChangesTheString_IsWrittenLast) {
     EXPECT_BSTR(support::TextOf(string), L"new");
 }
 
+// ---------------------------------------------------------------------------------------------------------------------
+// Objects in an array that is an element of a collection
+
+/// Strikes when it gets a reference.
+struct StrikingObject : Foreign {
+    StrikingObject() : Foreign(Variant(0)) {}
+    ULONG STDMETHODCALLTYPE AddRef() override {
+        const ULONG count = Foreign::AddRef();
+        std::exchange(strike, [] {})();
+        return count;
+    }
+    std::function<void()> strike = [] {};
+};
+
+/// A collection whose only element is an array. One of the objects in it removes that element when the array is copied.
+class HostileArrayTest : public ::testing::TestWithParam<VARTYPE> {
+  protected:
+    static constexpr LONG count = 50;
+    static constexpr LONG striking = 3;
+
+    HostileArrayTest() {
+        Variant array;
+        SAFEARRAYBOUND bound = {count, 0};
+        V_ARRAY(array.Raw()) = SafeArrayCreate(GetParam(), 1, &bound);
+        V_VT(array.Raw()) = static_cast<VARTYPE>(VT_ARRAY | GetParam());
+        for (LONG i = 0; i < count; ++i) {
+            const Variant element(static_cast<IDispatch*>(i == striking ? &m_striking : &m_other));
+            Require(SafeArrayPutElement(V_ARRAY(array.Raw()), &i,
+                                        GetParam() == VT_VARIANT ? static_cast<void*>(element.Raw())
+                                                                 : V_DISPATCH(element.Raw())),
+                    "SafeArrayPutElement");
+        }
+        Require(m_collection.Call(L"Add", array).hr, "Add");
+        m_striking.strike = [this] {
+            Require(m_collection.Call(L"Remove").hr, "Remove");
+            EXPECT_GE(m_other.references, static_cast<ULONG>(count - 1)) << "the array lives until it is copied";
+        };
+    }
+    ~HostileArrayTest() override { EXPECT_EQ(m_striking.references + m_other.references, 0u); }
+
+    static void ExpectWholeCopy(const VARIANT& copy) {
+        ASSERT_EQ(V_VT(&copy), VT_ARRAY | GetParam());
+        LONG last = 0;
+        EXPECT_HR(SafeArrayGetUBound(V_ARRAY(&copy), 1, &last), S_OK);
+        EXPECT_EQ(last, count - 1);
+    }
+
+    StrikingObject m_striking;
+    Foreign m_other{Variant(0)};
+    DispatchObject m_collection = NewLateBound<CNXVariantCollection>();
+};
+
+TEST_P(HostileArrayTest, ElementRemovedWhileItIsRead_IsCopiedWhole) {
+    const Reply reply = m_collection.Get(L"Item", 1);
+    EXPECT_HR(reply.hr, S_OK);
+    ExpectWholeCopy(*reply.value.Raw());
+    EXPECT_EQ(m_collection.Get(L"Count").value.Int(), 0);
+}
+
+TEST_P(HostileArrayTest, ElementRemovedWhileItIsWalked_IsCopiedWhole) {
+    const Reply made = m_collection.Get(DISPID_NEWENUM);
+    CComPtr<IEnumVARIANT> enumerator;
+    Require(V_UNKNOWN(made.value.Raw())->QueryInterface(IID_IEnumVARIANT, reinterpret_cast<void**>(&enumerator)),
+            "IEnumVARIANT");
+    Variant element;
+    EXPECT_HR(enumerator->Next(1, element.Raw(), nullptr), S_OK);
+    ExpectWholeCopy(*element.Raw());
+    EXPECT_EQ(m_collection.Get(L"Count").value.Int(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Types, HostileArrayTest, ::testing::Values(VT_DISPATCH, VT_VARIANT),
+                         [](const ::testing::TestParamInfo<VARTYPE>& type) {
+                             return type.param == VT_DISPATCH ? "Objects" : "Variants";
+                         });
+
 } // namespace

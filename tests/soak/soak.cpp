@@ -299,8 +299,8 @@ bool Soak(double seconds, const path& scripts, const path& modelTests, const pat
 
 int main(int argc, char** argv) {
     const double minutes = argc == 5 ? std::strtod(argv[1], nullptr) : 0;
-    if (minutes < 0.1) { // too few samples to compare
-        std::printf("soak MINUTES SCRIPTS MODEL_TESTS APARTMENT_TESTS, with at least 0.1 minutes\n");
+    if (minutes < 0.5) { // in less time the threads have not warmed up
+        std::printf("soak MINUTES SCRIPTS MODEL_TESTS APARTMENT_TESTS, with at least 0.5 minutes\n");
         return 2;
     }
     try {
