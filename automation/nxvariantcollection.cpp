@@ -15,7 +15,7 @@ CNXVariantElement::CNXVariantElement(CNXVariant&& value) {
 
 HRESULT CNXVariantElement::CopyTo(VARIANT& copy) const noexcept {
     const std::shared_ptr<SAFEARRAY> array = m_array;
-    VARIANT value = *this;
+    VARIANT value = static_cast<const VARIANT&>(*this);
     return VariantCopy(&copy, &value);
 }
 
