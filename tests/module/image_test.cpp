@@ -124,11 +124,10 @@ TEST(Image, MayBeLoadedAnywhereAndRunsNoData) {
 }
 
 TEST(Image, HasAtMost280000Bytes) {
-#ifdef NDEBUG
+    if (Environment("NUVOLEX_CONFIG") != "Release") {
+        GTEST_SKIP() << "the limit is for the release preset: this DLL has debug information or counts its lines";
+    }
     EXPECT_LE(Image().Size(), 280'000u);
-#else
-    GTEST_SKIP() << "the limit is for the release preset: this DLL has debug information";
-#endif
 }
 
 /// Wine maps such sections straight from the file, and reads all others into memory.
