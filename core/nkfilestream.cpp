@@ -92,7 +92,7 @@ BSTR CNKFileStream::CopyNextLine() {
     if (!m_lastLineIsPiece) {
         return m_lastLine.copy();
     }
-    ForgetLastLine(); // so that there is none if the copy fails, as when the stream's own string cannot be made
+    ForgetLastLine(); // if the copy fails, there is no last line, as when the stream's own string cannot be made
     const BSTR line = _com_util::ConvertStringToBSTR(m_piece);
     m_lastLineIsPiece = true;
     return line;
