@@ -411,7 +411,7 @@ TEST_F(NKFileStreamOpen, FileThatMayNotBeWritten_Fails) {
 TEST_F(NKFileStreamOpen, ManyTimes_LeavesNoHandleBehind) {
     CNKFileStream stream;
     Open(stream, "a\r\n");
-    const std::size_t before = support::OpenHandles(GetCurrentProcessId());
+    const std::size_t before = support::OpenHandles();
     for (int time = 0; time < 100; ++time) {
         stream.Open(Make(folder.Path()), text);
         stream.Create(Make(folder.Path()), true);
@@ -419,7 +419,7 @@ TEST_F(NKFileStreamOpen, ManyTimes_LeavesNoHandleBehind) {
         stream.Clear();
         stream.Reopen(text);
     }
-    EXPECT_EQ(support::OpenHandles(GetCurrentProcessId()), before);
+    EXPECT_EQ(support::OpenHandles(), before);
 }
 
 // Paths

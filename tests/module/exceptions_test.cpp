@@ -84,7 +84,7 @@ TEST_F(ExceptionsTest, AfterOneWithMemory_WithoutMemory_AreOutOfMemory) {
 
 /// What a process has a limited number of.
 struct Resources {
-    std::size_t handles = support::OpenHandles(GetCurrentProcessId());
+    std::size_t handles = support::OpenHandles();
     DWORD threadLocalIndex = TlsAlloc(); ///< the next free one
 
     Resources() { TlsFree(threadLocalIndex); }

@@ -73,7 +73,7 @@ inline ProcessState StateOfProcess() {
     ProcessState state = {};
     state.localIndices = detail::TakenLocalIndices();
     state.modules = detail::LoadedModules();
-    state.handles = support::OpenHandles(GetCurrentProcessId());
+    state.handles = support::OpenHandles();
     std::size_t processBlocks = 0;
     detail::AddBlocks(GetProcessHeap(), processBlocks, state.processBytes);
     detail::AddBlocks(reinterpret_cast<HANDLE>(_get_heap_handle()), state.blocks, state.bytes);

@@ -151,12 +151,12 @@ std::size_t HandlesLostByPlatform() {
     CComPtr<ITypeLib> library;
     EXPECT_EQ(Result(LoadTypeLibEx(DllPath().c_str(), REGKIND_NONE, &library)), Result(S_OK));
     std::wstring path = DllPath().wstring();
-    const std::size_t before = support::OpenHandles(GetCurrentProcessId());
+    const std::size_t before = support::OpenHandles();
     for (int i = 0; i < 2; ++i) { // UnregisterServer registers, too
         EXPECT_EQ(Result(RegisterTypeLib(library, path.data(), nullptr)), Result(S_OK));
     }
     EXPECT_EQ(Result(UnRegisterTypeLib(LIBID_NUVOLEXLib, 1, 0, libraryLocale, SYS_WIN64)), Result(S_OK));
-    return support::OpenHandles(GetCurrentProcessId()) - before;
+    return support::OpenHandles() - before;
 }
 
 /// The platform's caches grow at first, and by a few blocks later; what is lost each time adds up to more.

@@ -88,7 +88,6 @@ class Client {
         }
         CloseHandle(started.hThread);
         m_process.reset(started.hProcess);
-        m_processId = started.dwProcessId;
     }
 
     [[nodiscard]] const std::string& Name() const noexcept { return m_name; }
@@ -97,7 +96,7 @@ class Client {
     void TakeSample(double time) {
         PROCESS_MEMORY_COUNTERS counters = {};
         GetProcessMemoryInfo(m_process.get(), &counters, sizeof(counters));
-        m_samples.emplace_back(time, Usage{counters.PagefileUsage / 1024, support::OpenHandles(m_processId)});
+        m_samples.emplace_back(time, Usage{counters.PagefileUsage / 1024, support::OpenHandles(m_process.get())});
     }
     [[nodiscard]] const Usage& LastSample() const { return m_samples.back().second; }
 
@@ -167,7 +166,6 @@ class Client {
     Kind m_kind;
     std::size_t m_tolerance;
     Handle m_process;
-    DWORD m_processId = 0;
     std::vector<std::pair<double, Usage>> m_samples; // with the time in seconds
 };
 
