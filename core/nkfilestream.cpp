@@ -112,12 +112,11 @@ void CNKFileStream::ReadLine() {
     if (m_lastLineIsPiece) {
         return;
     }
-    m_lastLine = m_piece;
-    std::wstring joined(m_lastLine.View());
+    ForgetLastLine();
+    std::wstring joined(CNKString(m_piece).View());
     while (length == pieceLength) {
         length = ReadPiece();
-        m_lastLine = m_piece;
-        joined += m_lastLine.View();
+        joined += CNKString(m_piece).View();
     }
     m_lastLine = CNKString(joined.data(), joined.size());
 }

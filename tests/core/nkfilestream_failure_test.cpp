@@ -117,19 +117,36 @@ TEST_F(NKFileStreamMemory, ReadNextLine_LeavesTheLastLineNull) {
                              });
 }
 
+/// A stream that has read the first line; the next one is read in three pieces.
+struct BeforePieces {
+    explicit BeforePieces(const std::wstring& path) {
+        const std::string piece(127, 'p');
+        WriteBytes(path, "a\r\n" + piece + "\r\n" + piece + "\r\nb");
+        EXPECT_TRUE(stream.Open(Make(path), text));
+        EXPECT_BSTR(stream.ReadNextLine(), L"a");
+    }
+    CNKFileStream stream;
+};
+
+void ReadPieces(BeforePieces& world) {
+    EXPECT_EQ(world.stream.ReadNextLine().GetLength(), 127u + 127u + 1u);
+}
+
 TEST_F(NKFileStreamMemory, ReadNextLineOfSeveralPieces_KeepsTheStreamUsable) {
-    const std::string piece(127, 'p');
-    WriteBytes(path, piece + "\r\n" + piece + "\r\nb");
-    struct Opened {
-        explicit Opened(const std::wstring& file) { EXPECT_TRUE(stream.Open(Make(file), text)); }
-        CNKFileStream stream;
-    };
-    ForEachAllocationFailure([this] { return Opened(path); },
-                             [](Opened& opened) { static_cast<void>(opened.stream.ReadNextLine()); },
-                             [](Opened& opened) {
-                                 EXPECT_TRUE(opened.stream.SeekRead(0, fromBeginning));
-                                 EXPECT_EQ(opened.stream.ReadNextLine().GetLength(), 127u + 127u + 1u);
-                                 EXPECT_TRUE(opened.stream.IsEOF());
+    ForEachAllocationFailure([this] { return BeforePieces(path); }, &ReadPieces,
+                             [](BeforePieces& world) {
+                                 EXPECT_TRUE(world.stream.SeekRead(3, fromBeginning));
+                                 ReadPieces(world);
+                                 EXPECT_TRUE(world.stream.IsEOF());
+                             },
+                             OutOfMemory::ComErrorOrBadAlloc);
+}
+
+TEST_F(NKFileStreamMemory, ReadNextLineOfSeveralPieces_LeavesTheLastLineNull) {
+    ForEachAllocationFailure([this] { return BeforePieces(path); }, &ReadPieces,
+                             [](BeforePieces& world) {
+                                 world.stream.Close();
+                                 EXPECT_NULL_BSTR(world.stream.ReadNextLine());
                              },
                              OutOfMemory::ComErrorOrBadAlloc);
 }
