@@ -10,7 +10,7 @@
 /// Copies a core string into a VT_BSTR that the caller owns; a null string gives a null BSTR.
 template <class String> class _CopyVARIANTFromString {
   public:
-    static void init(VARIANT* p) noexcept { VariantInit(p); }
+    static void init(VARIANT* p) noexcept { *p = {}; }
     static HRESULT copy(VARIANT* to, const String* from) noexcept {
         const HRESULT hr = CopyText(*from, &V_BSTR(to));
         if (SUCCEEDED(hr)) {
@@ -24,7 +24,7 @@ template <class String> class _CopyVARIANTFromString {
 /// Copies a held interface into a VT_DISPATCH with a reference of its own; a null entry gives a null VT_DISPATCH.
 template <class Adapted> class _CopyVARIANTFromInterface {
   public:
-    static void init(VARIANT* p) noexcept { VariantInit(p); }
+    static void init(VARIANT* p) noexcept { *p = {}; }
     static HRESULT copy(VARIANT* to, const Adapted* from) noexcept {
         // A reference of its own: the query runs the element's code, which may take the element out of its container.
         const auto element = from->m_T;

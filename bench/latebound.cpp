@@ -229,7 +229,7 @@ std::vector<Case> LateBoundCases() {
         {"list.Item", "Dictionary.Item by key", Item(list), Item(dictionary), 0.30, calls},
         {"list.GetIDsOfNames", "the Dictionary's", GetIDsOfNames(list), GetIDsOfNames(dictionary), 0.04, calls},
         {"list.Add", "Dictionary.Add", Add(list), Add(dictionary), 0.20, many},
-        {"list.Next(1)", "the Dictionary's enumerator of keys", Enumerate(list, 1), Enumerate(dictionary, 1), 1.0,
+        {"list.Next(1)", "the Dictionary's enumerator of keys", Enumerate(list, 1), Enumerate(dictionary, 1), 0.97,
          many},
         {"list.Next(100)", "likewise", Enumerate(list, 100), Enumerate(dictionary, 100), 1.0, many},
     };

@@ -120,7 +120,7 @@ void Print(const Results& results) {
                 wallClock.name);
     PrintCases("work", results.cases);
     PrintGrowths(results.growths);
-    PrintCases("script, whole run", results.scripts);
+    PrintCases("script", results.scripts);
 }
 
 void WriteJson(const Results& results, const std::string& path) {

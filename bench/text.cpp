@@ -258,15 +258,63 @@ Round MidFloor(std::size_t count) {
     };
 }
 
+// A column out of each of many padded lines: the blanks around a line are counted and trimmed, then a part is cut out.
+
+constexpr std::wstring_view paddedLine = L"    name    0123456789    ";
+constexpr std::wstring_view blanks = L" \t";
+constexpr int blanksAround = 8;
+constexpr int column = 8;
+constexpr int columnWidth = 8;
+
+Round CutColumns(std::size_t count) {
+    return [string = Create<INXString>(CLSID_NXString), line = _bstr_t(paddedLine.data()), count] {
+        _bstr_t last;
+        const Nanoseconds time = Time([&] {
+            for (std::size_t i = 0; i < count; ++i) {
+                Check(string->put_Value(line));
+                int trimmed = 0;
+                Check(string->Trim(&trimmed));
+                Check(trimmed == blanksAround);
+                Check(string->Mid(column, columnWidth, last.GetAddress()));
+            }
+        });
+        Check(View(last) == L"01234567");
+        return time;
+    };
+}
+
+Round CutColumnsFloor(std::size_t count) {
+    return [line = _bstr_t(paddedLine.data()), count] {
+        _bstr_t last;
+        const Nanoseconds time = Time([&] {
+            for (std::size_t i = 0; i < count; ++i) {
+                const BSTR value = SysAllocStringLen(line, line.length());
+                const std::wstring_view text = View(value);
+                const std::size_t first = text.find_first_not_of(blanks);
+                const std::size_t end = text.find_last_not_of(blanks) + 1;
+                Check(static_cast<int>(first + text.size() - end) == blanksAround);
+                const BSTR trimmed = SysAllocStringLen(text.data() + first, static_cast<UINT>(end - first));
+                SysFreeString(value);
+                last.Attach(SysAllocStringLen(trimmed + column, columnWidth));
+                SysFreeString(trimmed);
+            }
+        });
+        Check(View(last) == L"01234567");
+        return time;
+    };
+}
+
 } // namespace
 
 std::vector<Case> TextCases() {
     return {
-        {"tokens.Value.put", "scan, one SysAllocStringLen a token", PutValue, SplitFloor, 2.0, 100'000},
+        {"tokens.Value.put", "scan, one SysAllocStringLen a token", PutValue, SplitFloor, 1.8, 100'000},
         {"tokens.Value.put.rec", "the same, and 24 bytes of memory a token", PutValue, SplitRecordsFloor, std::nullopt,
          100'000},
-        {"tokens.Value.get", "one SysAllocStringLen, one copy a token", GetValue, JoinFloor, 1.5, 100'000},
-        {"string.Mid", "one SysAllocStringLen of 100 characters", Mid, MidFloor, 1.3, 10'000},
+        {"tokens.Value.get", "one SysAllocStringLen, one copy a token", GetValue, JoinFloor, 1.3, 100'000},
+        {"string.Mid", "one SysAllocStringLen of 100 characters", Mid, MidFloor, 1.05, 10'000},
+        {"string.columns", "the value, the trimmed text and the column as BSTRs", CutColumns, CutColumnsFloor, 1.2,
+         10'000},
     };
 }
 

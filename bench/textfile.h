@@ -1,0 +1,38 @@
+/// Files that benchmarks read and write.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace bench {
+
+/// A file in the folder for temporary files. It goes with its owner.
+class TextFile {
+  public:
+    /// An empty file.
+    TextFile();
+    /// `lines` lines, the text of each made from its number, without an end to the last.
+    template <class LineOf> TextFile(std::size_t lines, LineOf lineOf) : TextFile() {
+        std::string text;
+        for (std::size_t i = 0; i < lines; ++i) {
+            text += i == 0 ? "" : "\r\n";
+            text += lineOf(i);
+        }
+        Write(text);
+    }
+    TextFile(const TextFile&) = delete;
+    TextFile& operator=(const TextFile&) = delete;
+    ~TextFile();
+
+    [[nodiscard]] const std::filesystem::path& Path() const { return m_path; }
+    [[nodiscard]] std::size_t Size() const { return std::filesystem::file_size(m_path); }
+
+  private:
+    void Write(std::string_view text) const;
+
+    std::filesystem::path m_path;
+};
+
+} // namespace bench
