@@ -22,7 +22,9 @@ BSTR Join(const CNKStringList& strings, std::wstring_view joiner) {
     wchar_t* to = joined;
     for (const CNKString& string : strings) {
         if (&string != &strings.front()) {
-            to = std::copy(joiner.begin(), joiner.end(), to);
+            for (const wchar_t character : joiner) { // mostly one: too few for a call that copies
+                *to++ = character;
+            }
         }
         const std::wstring_view text = string.View();
         to = std::copy(text.begin(), text.end(), to);
