@@ -29,6 +29,8 @@ namespace bench {
 namespace {
 
 constexpr Effort fullEffort = {.time = 3e9, .minRounds = 5, .maxRounds = 301};
+constexpr Effort scriptEffort = {
+    .time = 9e9, .minRounds = 5, .maxRounds = 301}; // starting a process takes varying time
 constexpr Effort quickEffort = {.time = 1e8, .minRounds = 1, .maxRounds = 301};
 
 struct Options {
@@ -184,12 +186,12 @@ bool MeasureAll(const Options& options) {
     const std::vector<Case> scripts = selection.Of(ScriptCases());
     selection.CheckNames();
     Runner runner(cases.size() + growths.size() + scripts.size());
-    const auto measureCase = [&](const Case& what) { return MeasureCase(what, effort); };
     const Results results = {
         .quick = options.quick,
-        .cases = runner.Run(cases, measureCase),
+        .cases = runner.Run(cases, [&](const Case& what) { return MeasureCase(what, effort); }),
         .growths = runner.Run(growths, [&](const Growth& growth) { return MeasureGrowth(growth, effort); }),
-        .scripts = runner.Run(scripts, measureCase),
+        .scripts = runner.Run(
+            scripts, [&](const Case& what) { return MeasureCase(what, options.quick ? quickEffort : scriptEffort); }),
     };
     Print(results);
     if (!options.json.empty()) {

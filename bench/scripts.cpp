@@ -2,7 +2,8 @@
 ///
 /// They are bench/scripts/JOB_ours.vbs and JOB_engine.vbs, or .js; the current directory is the repository's root. Each
 /// takes the number of rounds as its first argument, and prints at the end how many milliseconds these have taken, and
-/// the result.
+/// the result. Both of a pair declare the variables that they share first and in the same order: Wine's VBScript looks
+/// through all of them, from the first one on, for each name.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -60,7 +61,7 @@ struct Job {
 
 constexpr std::array jobs = {
     Job{"script.start", "", "create a Dictionary, and end", "0", 1},
-    Job{"script.split", "script.split.loop", "For Each over Split", "327680", 20},
+    Job{"script.split", "script.split.loop", "Split, For Each", "327680", 20},
     Job{"script.trim", "script.trim.loop", "Mid(Trim(text), ...)", "80000", 20},
     Job{"script.list", "script.list.loop", "Dictionary: Add, Item, For Each", "320000", 10},
     Job{"script.lines", "script.lines.loop", "TextStream: WriteLine, ReadLine", "34000", 40},

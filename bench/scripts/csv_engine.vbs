@@ -3,7 +3,7 @@ Option Explicit
 
 Const FOR_READING = 1
 
-Dim fso, table, report, fields, total, start, round
+Dim table, report, fields, total, start, round, fso
 Set fso = CreateObject("Scripting.FileSystemObject")
 start = Timer
 For round = 1 To CLng(WScript.Arguments(0))

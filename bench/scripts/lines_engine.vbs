@@ -4,7 +4,7 @@ Option Explicit
 Const NAME = "build\bench_lines_engine.txt"
 Const FOR_READING = 1
 
-Dim fso, file, length, start, round, i
+Dim file, length, start, round, i, fso
 Set fso = CreateObject("Scripting.FileSystemObject")
 start = Timer
 For round = 1 To CLng(WScript.Arguments(0))

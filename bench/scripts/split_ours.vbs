@@ -1,7 +1,7 @@
 ' Splits 32,768 fields and adds up their lengths.
 Option Explicit
 
-Dim text, tokens, token, length, start, round, i
+Dim text, token, length, start, round, i, tokens
 text = "0123456789"
 For i = 1 To 15
     text = text & "," & text
