@@ -1,0 +1,112 @@
+#!/usr/bin/env python3
+"""Makes the installer: make_msi.py --version VERSION --appid GUID --generated FOLDER --icon FILE STAGE OUTPUT
+
+STAGE holds the files as they will be in the installation folder, FOLDER the registry scripts that the build generated.
+SOURCE_DATE_EPOCH is the time that the installer notes as its own; the same input gives the same bytes.
+"""
+import argparse
+import hashlib
+import os
+import pathlib
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import uuid
+
+import msi_contents
+
+SOURCES = pathlib.Path(__file__).resolve().parent
+IDL = SOURCES.parent / 'module' / 'nuvolex.idl'
+LANGUAGE = 1033  # of the installer and of the version resources
+
+
+def absolute(path):
+    return pathlib.Path(path).resolve()
+
+
+def guid(name):
+    return str(uuid.uuid5(msi_contents.NAMESPACE, name)).upper()
+
+
+def run(*command, **options):
+    """Runs a tool that prints nothing when all is well; wixl and msibuild succeed with warnings, too."""
+    result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False,
+                            **options)
+    if result.returncode != 0 or result.stdout:
+        sys.exit(f'{command[0]}: {result.stdout}')
+
+
+def file_version(path):
+    """The version in a program's or DLL's version resource, or None. VS_FIXEDFILEINFO is found by its signature."""
+    data = path.read_bytes()
+    start = data.find(struct.pack('<II', 0xFEEF04BD, 0x00010000))
+    if path.suffix not in ('.dll', '.exe') or start < 0:
+        return None
+    high, low = struct.unpack_from('<II', data, start + 8)
+    return f'{high >> 16}.{high & 0xFFFF}.{low >> 16}.{low & 0xFFFF}'
+
+
+def corrections(stage):
+    """What wixl cannot say, as queries."""
+    # Windows decides by the versions of files whether to replace one, by hashes only for files that have none.
+    for path in sorted(stage.rglob('*')):
+        version = path.is_file() and file_version(path)
+        if version:
+            name = msi_contents.file_id(path.relative_to(stage).as_posix())
+            yield f"UPDATE `File` SET `Version`='{version}', `Language`='{LANGUAGE}' WHERE `File`='{name}'"
+            yield f"DELETE FROM `MsiFileHash` WHERE `File_`='{name}'"
+    # The earlier version goes before anything is installed. wixl removes it at the end, when a file may have been kept.
+    yield "UPDATE `InstallExecuteSequence` SET `Sequence`=1401 WHERE `Action`='RemoveExistingProducts'"
+    # These reach the part of the installation that has administrator rights.
+    properties = 'INSTALLDIR;INSTALLEDDIR;WIX_DOWNGRADE_DETECTED;WIX_UPGRADE_DETECTED'
+    yield f"UPDATE `Property` SET `Value`='{properties}' WHERE `Property`='SecureCustomProperties'"
+
+
+def summary(version, package_code, seconds):
+    """The summary information, as a table for msibuild."""
+    now = time.strftime('%Y/%m/%d %H:%M:%S', time.gmtime(seconds))
+    rows = {1: '1252', 2: 'Installation Database', 3: f'Nuvolex {version}', 4: 'Quarvin', 5: 'Installer',
+            6: 'Installs Nuvolex for all users', 7: f'x64;{LANGUAGE}', 9: f'{{{package_code}}}', 12: now, 13: now,
+            14: '500', 15: '2', 18: 'msitools', 19: '2'}
+    return '\n'.join(['PropertyId\tValue', 'i2\tl255', '_SummaryInformation\tPropertyId',
+                      *(f'{key}\t{value}' for key, value in rows.items()), ''])
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for option in ('--version', '--appid'):
+        parser.add_argument(option, required=True)
+    for option in ('--generated', '--icon'):
+        parser.add_argument(option, required=True, type=absolute)
+    for path in ('stage', 'output'):
+        parser.add_argument(path, type=absolute)
+    arguments = parser.parse_args()
+    stage, output = arguments.stage, arguments.output
+    seconds = int(os.environ['SOURCE_DATE_EPOCH'])
+    os.environ['TZ'] = 'UTC'  # the tools note local times
+
+    with tempfile.TemporaryDirectory() as folder:
+        work = pathlib.Path(folder)
+        contents = work / 'contents.wxs'
+        contents.write_text(msi_contents.make_fragment(stage, IDL, sorted(arguments.generated.glob('*.rgs')),
+                                                       arguments.appid), encoding='utf-8')
+        draft, table = work / 'draft.msi', work / 'summary.idt'
+        # In the stage: wixl finds files by relative paths only.
+        run('wixl', '--arch', 'x64', '--output', str(draft), '-D', f'Version={arguments.version}',
+            '-D', f'ProductCode={guid(f"product {arguments.version}")}',
+            '-D', f'Icon={os.path.relpath(arguments.icon, stage)}',
+            str(SOURCES / 'nuvolex.wxs'), str(contents), cwd=stage)
+        for query in corrections(stage):
+            run('msibuild', str(draft), '-q', query)
+        # The package code tells packages apart, so it is derived from all other bytes. wixl would take a random one.
+        table.write_text(summary(arguments.version, guid(''), seconds), encoding='ascii')
+        run('msibuild', str(draft), '-i', str(table))
+        package_code = guid('package ' + hashlib.sha256(draft.read_bytes()).hexdigest())
+        table.write_text(summary(arguments.version, package_code, seconds), encoding='ascii')
+        run('msibuild', str(draft), '-i', str(table))
+        output.write_bytes(draft.read_bytes())
+
+
+main()

@@ -1,0 +1,89 @@
+#!/usr/bin/env python3
+"""Looks into the packages, and makes them once more: packages_test.py VERSION"""
+import html.parser
+import os
+import subprocess
+import sys
+import tempfile
+import zipfile
+
+from support import PACKAGES, ROOT, Checks
+
+STAGE = PACKAGES / 'files'
+
+
+class Page(html.parser.HTMLParser):
+    """The links and the anchors of a page."""
+
+    def __init__(self, path):
+        super().__init__()
+        self.links = []
+        self.anchors = set()
+        self.feed(path.read_text(encoding='utf-8'))
+
+    def handle_starttag(self, tag, attrs):
+        attributes = dict(attrs)
+        if tag == 'a':
+            self.links.append(attributes['href'])
+        self.anchors.add(attributes.get('id'))
+
+
+def check_links(checks):
+    pages = {path: Page(path) for path in sorted(STAGE.rglob('*.html'))}
+    checks.that('there are pages for the classes', len(pages) > 10, str(list(pages)))
+    for path, page in pages.items():
+        for link in page.links:
+            if '://' in link:
+                continue
+            file, _, anchor = link.partition('#')
+            target = (path.parent / file).resolve() if file else path
+            name = f'{path.relative_to(STAGE)}: the link {link} leads somewhere'
+            checks.that(name, target.exists() and (not anchor or anchor in pages[target].anchors))
+
+
+def check_archive(checks, archive):
+    with zipfile.ZipFile(archive) as files:
+        entries = files.infolist()
+        names = [entry.filename for entry in entries]
+        checks.equal('the archive is sorted', names, sorted(names))
+        packed = {entry.filename: files.read(entry) for entry in entries}
+    staged = {path.relative_to(STAGE).as_posix(): path.read_bytes() for path in STAGE.rglob('*') if path.is_file()}
+    checks.same_entries('the archive has the staged files', packed, staged)
+    checks.equal('all files have the same time', len({entry.date_time for entry in entries}), 1)
+    checks.equal('all files have the same rights', {entry.external_attr >> 16 for entry in entries}, {0o100644})
+    checks.equal('no file has an owner or another extra field', {entry.extra for entry in entries}, {b''})
+    for name in ('nuvolex.dll', 'nuvolex.tlb', 'include/nuvolex.h', 'README.html', 'docs/install.html', 'LICENSE.txt',
+                 'examples/columns.vbs'):
+        checks.that(f'the archive has {name}', name in names)
+    licences = packed.get('THIRD-PARTY.txt', b'').decode('ascii')
+    for text in ('mingw-w64 project', 'GCC RUNTIME LIBRARY EXCEPTION', 'Redistributions in binary form'):
+        checks.that(f'the third-party notices contain "{text}"', text in licences)
+
+
+def check_sums(checks, names):
+    result = subprocess.run(['sha256sum', '--check', '--strict', 'SHA256SUMS'], cwd=PACKAGES, check=False,
+                            stdout=subprocess.PIPE, text=True)
+    checks.equal('the sums are right', result.stdout.splitlines(), [f'{name}: OK' for name in names])
+
+
+def check_reproducible(checks, names):
+    """Whoever makes the packages, wherever the machine is: the bytes are the same."""
+    with tempfile.TemporaryDirectory() as folder:
+        before = {name: (PACKAGES / name).read_bytes() for name in names}
+        subprocess.run([ROOT / 'tools' / 'package'], check=True, umask=0o077, stdout=subprocess.DEVNULL,
+                       env={**os.environ, 'TZ': 'America/New_York', 'TMPDIR': folder})
+    for name in names:
+        checks.that(f'{name} is made the same again', (PACKAGES / name).read_bytes() == before[name])
+
+
+def main():
+    checks = Checks()
+    names = [f'nuvolex-{sys.argv[1]}-x64.{kind}' for kind in ('zip', 'msi')]
+    check_sums(checks, names)
+    check_archive(checks, PACKAGES / names[0])
+    check_links(checks)
+    check_reproducible(checks, names)
+    checks.finish()
+
+
+main()
