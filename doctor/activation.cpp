@@ -1,0 +1,118 @@
+#include "doctor/activation.h"
+
+#include <memory>
+#include <stdexcept>
+#include <type_traits>
+#include <vector>
+
+#include <atlbase.h>
+#include <oleauto.h>
+
+#include "doctor/files.h"
+#include "doctor/text.h"
+
+namespace doctor {
+
+namespace {
+
+struct BstrFree {
+    void operator()(OLECHAR* text) const noexcept { SysFreeString(text); }
+};
+using BstrOwner = std::unique_ptr<OLECHAR, BstrFree>;
+
+struct HandleCloser {
+    void operator()(HANDLE handle) const noexcept { CloseHandle(handle); }
+};
+using HandleOwner = std::unique_ptr<std::remove_pointer_t<HANDLE>, HandleCloser>;
+
+/// Reads a member of a new object, late-bound. S_FALSE if it succeeds with another value than 0.
+HRESULT CallMember(IDispatch& object, const wchar_t* member) {
+    std::wstring name = member;
+    OLECHAR* names = name.data();
+    DISPID id = DISPID_UNKNOWN;
+    HRESULT result = object.GetIDsOfNames(IID_NULL, &names, 1, libraryLocale, &id);
+    if (FAILED(result)) {
+        return result;
+    }
+    DISPPARAMS noArguments = {};
+    VARIANT value = {};
+    result = object.Invoke(id, IID_NULL, libraryLocale, DISPATCH_METHOD | DISPATCH_PROPERTYGET, &noArguments, &value,
+                           nullptr, nullptr);
+    if (FAILED(result)) {
+        return result;
+    }
+    const HRESULT converted = VariantChangeType(&value, &value, 0, VT_I4);
+    const bool isZero = SUCCEEDED(converted) && value.lVal == 0;
+    VariantClear(&value);
+    return isZero ? S_OK : S_FALSE;
+}
+
+/// The file that has the code of an object's first method.
+std::wstring FileOfCode(IUnknown* object) {
+    const void* const* const vtable = *reinterpret_cast<const void* const* const*>(object);
+    HMODULE module = nullptr;
+    constexpr DWORD byAddress = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    const bool found = GetModuleHandleExW(byAddress, static_cast<LPCWSTR>(vtable[0]), &module) != FALSE;
+    return found ? PathOfModule(module) : std::wstring();
+}
+
+} // namespace
+
+ComApartment::ComApartment() {
+    if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) {
+        throw std::runtime_error("COM cannot be initialized");
+    }
+}
+
+ComApartment::~ComApartment() {
+    CoUninitialize();
+}
+
+TypeLibraryFacts LoadTypeLibrary() {
+    TypeLibraryFacts facts;
+    BSTR path = nullptr;
+    if (SUCCEEDED(QueryPathOfRegTypeLib(LIBID_NUVOLEXLib, 1, 0, libraryLocale, &path))) {
+        const BstrOwner owner(path);
+        facts.path = path;
+    }
+    CComPtr<ITypeLib> library;
+    facts.result = LoadRegTypeLib(LIBID_NUVOLEXLib, 1, 0, libraryLocale, &library);
+    return facts;
+}
+
+ClassFacts CreateAndCall(const ClassRow& row) {
+    ClassFacts facts;
+    facts.tried = true;
+    CLSID clsid = {};
+    facts.nameResult = CLSIDFromProgID(row.ProgId().c_str(), &clsid);
+    if (FAILED(facts.nameResult)) {
+        clsid = *row.clsid;
+    }
+    CComPtr<IDispatch> object;
+    facts.result =
+        CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, reinterpret_cast<void**>(&object));
+    if (SUCCEEDED(facts.result)) {
+        facts.servedBy = FileOfCode(object.p);
+        facts.memberResult = CallMember(*object.p, row.member);
+    }
+    return facts;
+}
+
+bool IsElevated() {
+    HANDLE raw = nullptr;
+    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &raw) == FALSE) {
+        return false;
+    }
+    const HandleOwner token(raw);
+    DWORD size = 0;
+    GetTokenInformation(token.get(), TokenIntegrityLevel, nullptr, 0, &size);
+    std::vector<BYTE> memory(size);
+    if (GetTokenInformation(token.get(), TokenIntegrityLevel, memory.data(), size, &size) == FALSE) {
+        return false;
+    }
+    const SID_AND_ATTRIBUTES& label = reinterpret_cast<const TOKEN_MANDATORY_LABEL*>(memory.data())->Label;
+    const DWORD last = *GetSidSubAuthorityCount(label.Sid) - DWORD{1};
+    return *GetSidSubAuthority(label.Sid, last) > SECURITY_MANDATORY_MEDIUM_RID;
+}
+
+} // namespace doctor

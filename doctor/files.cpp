@@ -1,0 +1,159 @@
+#include "doctor/files.h"
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <vector>
+
+#include "doctor/text.h"
+
+namespace doctor {
+
+namespace {
+
+struct HandleCloser {
+    void operator()(HANDLE handle) const noexcept { CloseHandle(handle); }
+};
+using HandleOwner = std::unique_ptr<std::remove_pointer_t<HANDLE>, HandleCloser>;
+
+struct MachineRow {
+    WORD machine;
+    int bits;
+    const wchar_t* name;
+};
+
+constexpr std::array<MachineRow, 3> machineRows = {{
+    {IMAGE_FILE_MACHINE_AMD64, 64, L"x64"},
+    {IMAGE_FILE_MACHINE_I386, 32, L"x86"},
+    {0xAA64, 64, L"ARM64"}, // IMAGE_FILE_MACHINE_ARM64
+}};
+
+/// Reads a structure at an offset of a file; none if the file ends before.
+template <class Structure> std::optional<Structure> ReadAt(HANDLE file, LONGLONG offset) {
+    LARGE_INTEGER position = {};
+    position.QuadPart = offset;
+    Structure structure = {};
+    DWORD count = 0;
+    const bool complete = SetFilePointerEx(file, position, nullptr, FILE_BEGIN) != FALSE &&
+                          ::ReadFile(file, &structure, sizeof(structure), &count, nullptr) != FALSE &&
+                          count == sizeof(structure);
+    return complete ? std::optional(structure) : std::nullopt;
+}
+
+void ReadMachine(HANDLE file, FileFacts& facts) {
+    struct Headers {
+        DWORD signature;
+        IMAGE_FILE_HEADER header;
+    };
+    const auto dos = ReadAt<IMAGE_DOS_HEADER>(file, 0);
+    if (!dos.has_value() || dos->e_magic != IMAGE_DOS_SIGNATURE) {
+        return;
+    }
+    const auto headers = ReadAt<Headers>(file, dos->e_lfanew);
+    if (!headers.has_value() || headers->signature != IMAGE_NT_SIGNATURE) {
+        return;
+    }
+    for (const MachineRow& row : machineRows) {
+        if (row.machine == headers->header.Machine) {
+            facts.bits = row.bits;
+            facts.machine = row.name;
+        }
+    }
+}
+
+/// Part of a version resource; null if it has no such part.
+template <class Part> const Part* QueryVersion(const std::vector<BYTE>& resource, const std::wstring& name) {
+    void* part = nullptr;
+    UINT size = 0;
+    const bool found = VerQueryValueW(resource.data(), name.c_str(), &part, &size) != FALSE && size > 0;
+    return found ? static_cast<const Part*>(part) : nullptr;
+}
+
+/// A string of the version resource, in the language that the resource names first.
+std::wstring VersionString(const std::vector<BYTE>& resource, const wchar_t* name) {
+    struct Translation {
+        WORD language;
+        WORD codePage;
+    };
+    const auto* const translation = QueryVersion<Translation>(resource, L"\\VarFileInfo\\Translation");
+    if (translation == nullptr) {
+        return {};
+    }
+    std::array<wchar_t, 9> block = {};
+    swprintf_s(block.data(), block.size(), L"%04x%04x", translation->language, translation->codePage);
+    const auto* const text =
+        QueryVersion<wchar_t>(resource, std::wstring(L"\\StringFileInfo\\") + block.data() + L"\\" + name);
+    return text != nullptr ? text : L"";
+}
+
+void ReadVersion(FileFacts& facts) {
+    const DWORD size = GetFileVersionInfoSizeW(facts.path.c_str(), nullptr);
+    if (size == 0) {
+        return;
+    }
+    std::vector<BYTE> resource(size);
+    if (GetFileVersionInfoW(facts.path.c_str(), 0, size, resource.data()) == FALSE) {
+        return;
+    }
+    if (const auto* const fixed = QueryVersion<VS_FIXEDFILEINFO>(resource, L"\\"); fixed != nullptr) {
+        facts.version = std::to_wstring(HIWORD(fixed->dwFileVersionMS)) + L'.' +
+                        std::to_wstring(LOWORD(fixed->dwFileVersionMS)) + L'.' +
+                        std::to_wstring(HIWORD(fixed->dwFileVersionLS)) + L'.' +
+                        std::to_wstring(LOWORD(fixed->dwFileVersionLS));
+    }
+    facts.product = VersionString(resource, L"ProductName");
+    facts.isNuvolex = EqualNoCase(VersionString(resource, L"OriginalFilename"), L"nuvolex.dll");
+}
+
+/// Opens an existing file; null if that fails, with the reason as the thread's last error.
+HandleOwner OpenFile(const std::wstring& path, DWORD access) {
+    constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    HANDLE const opened = CreateFileW(path.c_str(), access, shareAll, nullptr, OPEN_EXISTING, 0, nullptr);
+    return HandleOwner(opened != INVALID_HANDLE_VALUE ? opened : nullptr);
+}
+
+/// What identifies a file as long as it is open.
+std::optional<std::array<DWORD, 3>> IdentityOf(HANDLE file) {
+    BY_HANDLE_FILE_INFORMATION info = {};
+    if (file == nullptr || GetFileInformationByHandle(file, &info) == FALSE) {
+        return std::nullopt;
+    }
+    return std::array{info.dwVolumeSerialNumber, info.nFileIndexHigh, info.nFileIndexLow};
+}
+
+} // namespace
+
+FileFacts ReadFile(const std::wstring& path) {
+    FileFacts facts;
+    facts.path = path;
+    const HandleOwner file = OpenFile(path, GENERIC_READ);
+    if (file == nullptr) {
+        facts.error = GetLastError();
+        return facts;
+    }
+    ReadMachine(file.get(), facts);
+    ReadVersion(facts);
+    return facts;
+}
+
+bool IsSameFile(const std::wstring& left, const std::wstring& right) {
+    const HandleOwner leftFile = OpenFile(left, 0);
+    const HandleOwner rightFile = OpenFile(right, 0);
+    const auto identity = IdentityOf(leftFile.get());
+    return identity.has_value() && identity == IdentityOf(rightFile.get());
+}
+
+std::wstring PathOfModule(HMODULE module) {
+    std::wstring path(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length = GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
+        if (length < path.size()) {
+            path.resize(length);
+            return path;
+        }
+        path.resize(2 * path.size());
+    }
+}
+
+} // namespace doctor
