@@ -68,6 +68,15 @@ ComApartment::~ComApartment() {
     CoUninitialize();
 }
 
+DWORD TryToLoad(const std::wstring& path) {
+    const HMODULE module = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    if (module == nullptr) {
+        return GetLastError();
+    }
+    FreeLibrary(module);
+    return ERROR_SUCCESS;
+}
+
 TypeLibraryFacts LoadTypeLibrary() {
     TypeLibraryFacts facts;
     BSTR path = nullptr;

@@ -14,6 +14,9 @@ class ComApartment {
     ~ComApartment();
 };
 
+/// Loads a library as COM does, runs its start-up code and releases it. Returns the system's error code.
+[[nodiscard]] DWORD TryToLoad(const std::wstring& path);
+
 /// Loads the type library by its identifier.
 [[nodiscard]] TypeLibraryFacts LoadTypeLibrary();
 

@@ -12,7 +12,8 @@ namespace {
 void AddFiles(const ScopeFacts& scope, Facts& facts) {
     for (const std::optional<std::wstring>& path : scope.servers) {
         if (path.has_value() && facts.File(*path) == nullptr) {
-            facts.files.push_back(ReadFile(*path));
+            FileFacts& file = facts.files.emplace_back(ReadFile(*path));
+            file.loadError = file.isNuvolex && file.machine == L"x64" ? TryToLoad(*path) : DWORD{ERROR_SUCCESS};
         }
     }
 }

@@ -48,12 +48,13 @@ struct ScopeFacts {
 /// A file that the registry names.
 struct FileFacts {
     std::wstring path;
-    DWORD error = ERROR_SUCCESS; ///< of opening it
-    int bits = 0;                ///< 64, 32, or 0 if it is no program file of a known machine
-    std::wstring machine;        ///< "x64", "x86", "ARM64"; else empty
-    std::wstring version;        ///< "1.0.0.0"; empty if it has no version resource
-    std::wstring product;        ///< "Nuvolex"
-    bool isNuvolex = false;      ///< whether the version resource says that it is this library
+    DWORD error = ERROR_SUCCESS;     ///< of opening it
+    int bits = 0;                    ///< 64, 32, or 0 if it is no program file of a known machine
+    std::wstring machine;            ///< "x64", "x86", "ARM64"; else empty
+    std::wstring version;            ///< "1.0.0.0"; empty if it has no version resource
+    std::wstring product;            ///< "Nuvolex"
+    bool isNuvolex = false;          ///< whether the version resource says that it is this library
+    DWORD loadError = ERROR_SUCCESS; ///< of loading it; not tried unless it is this library for x64
 
     [[nodiscard]] bool IsMissing() const noexcept;
 };

@@ -137,7 +137,7 @@ void Judgement::JudgeEntries(Scope scope) {
 void Judgement::JudgeFile(Scope scope, const FileFacts& file) {
     if (file.IsMissing()) {
         Add(FindingId::fileMissing, {scope, file.path, L""});
-    } else if (file.error == ERROR_ACCESS_DENIED) {
+    } else if (file.error == ERROR_ACCESS_DENIED || file.loadError == ERROR_ACCESS_DENIED) {
         Add(FindingId::accessDenied, {scope, file.path, L""});
     } else if (file.error != ERROR_SUCCESS) {
         Add(FindingId::fileUnreadable, {scope, file.path, L"error " + std::to_wstring(file.error)});
@@ -146,6 +146,8 @@ void Judgement::JudgeFile(Scope scope, const FileFacts& file) {
             {scope, file.path, file.product.empty() ? L"product unknown" : L"product: " + file.product});
     } else if (file.machine != L"x64") {
         Add(FindingId::wrongBitness, {scope, file.path, file.machine.empty() ? L"unknown" : file.machine});
+    } else if (file.loadError != ERROR_SUCCESS) {
+        Add(FindingId::fileNotLoaded, {scope, file.path, DescribeResult(HRESULT_FROM_WIN32(file.loadError))});
     } else {
         return;
     }

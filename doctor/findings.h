@@ -21,6 +21,7 @@ enum class FindingId {
     fileUnreadable,
     foreignFile,
     wrongBitness,
+    fileNotLoaded,
     mixedFiles,
     typeLibraryNotRegistered,
     typeLibraryNotLoaded,

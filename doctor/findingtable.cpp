@@ -17,7 +17,7 @@ struct FindingRow {
 };
 
 // clang-format off
-constexpr std::array<FindingRow, 21> findingRows = {{
+constexpr std::array<FindingRow, 22> findingRows = {{
     {FindingId::notRegistered, "not-registered", Severity::error,
      L"Nuvolex is not registered. Programs get 0x80040154 (class not registered), scripts \"can't create object\".",
      L"Register it: nuvolex-doctor register (as administrator, for all users) or nuvolex-doctor register --user."},
@@ -29,7 +29,8 @@ constexpr std::array<FindingRow, 21> findingRows = {{
      L"Register again with nuvolex-doctor register{option}, or remove the rest with nuvolex-doctor unregister{option}."},
     {FindingId::accessDenied, "access-denied", Severity::error,
      L"Access is denied (0x80070005): {subject}",
-     L"Ask an administrator to give you, and Users in general, the right to read it (a file: to read and execute)."},
+     L"Ask an administrator for the right to read it (a file: to read and execute; classes: their file and their "
+     L"registry keys)."},
     {FindingId::fileMissing, "file-missing", Severity::error,
      L"The file that is registered for {scope} is not there; it was moved, renamed or deleted: {subject}",
      L"Put the file back, or register it where it is now: nuvolex-doctor register{option} \"C:\\Path\\to\\nuvolex.dll\". "
@@ -45,6 +46,11 @@ constexpr std::array<FindingRow, 21> findingRows = {{
      L"The file that is registered for {scope} is not for this kind of program ({detail}, needed: x64). 64-bit programs "
      L"cannot load it: {subject}",
      L"Register the 64-bit library: nuvolex-doctor register{option}."},
+    {FindingId::fileNotLoaded, "file-not-loaded", Severity::error,
+     L"The file that is registered for {scope} cannot be loaded ({detail}). It is damaged, or something blocks it: "
+     L"{subject}",
+     L"Replace it by the nuvolex.dll of the package, and register that: nuvolex-doctor register{option}. If that does "
+     L"not help, look for a security product or a policy that blocks the library."},
     {FindingId::mixedFiles, "mixed-files", Severity::error,
      L"The classes are registered for {scope} with different files: {detail}",
      L"Register all of them with one file: nuvolex-doctor register{option}."},

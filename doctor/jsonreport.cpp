@@ -82,6 +82,7 @@ void WriteFile(JsonWriter& json, const FileFacts& file) {
     OptionalMember(json, L"product", file.product);
     OptionalMember(json, L"version", file.version);
     json.Name(L"isNuvolex").Bool(file.isNuvolex);
+    json.Name(L"loadError").Number(static_cast<int>(file.loadError));
     json.EndObject();
 }
 

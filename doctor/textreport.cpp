@@ -35,7 +35,9 @@ std::wstring TextOfFile(const FileFacts& file) {
     const std::wstring product = file.isNuvolex ? L"Nuvolex" : L"not Nuvolex";
     const std::wstring bits =
         file.bits == 0 ? L"not a program file" : std::to_wstring(file.bits) + L"-bit (" + file.machine + L")";
-    return product + (file.version.empty() ? L"" : L" " + file.version) + L", " + bits;
+    const std::wstring load =
+        file.loadError == ERROR_SUCCESS ? L"" : L", cannot be loaded (error " + std::to_wstring(file.loadError) + L")";
+    return product + (file.version.empty() ? L"" : L" " + file.version) + L", " + bits + load;
 }
 
 std::wstring TextOfClass(const ClassFacts& facts, const wchar_t* member) {
