@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "doctor/files.h"
 #include "tests/doctor/world.h"
 
 using doctor::Scope;
@@ -212,6 +213,14 @@ TEST_F(Diagnosis, Help_ListsTheCommands) {
         EXPECT_TRUE(help.Says(word)) << help.output;
     }
     EXPECT_EQ(Doctor(L"--version").output, "nuvolex-doctor " + Environment("NUVOLEX_VERSION") + "\r\n");
+}
+
+TEST_F(Diagnosis, Program_HasTheVersionOfTheProject) {
+    const doctor::FileFacts program = doctor::ReadFile(Program().wstring());
+    EXPECT_EQ(ToUtf8(program.version), Environment("NUVOLEX_VERSION") + ".0");
+    EXPECT_EQ(program.product, L"Nuvolex");
+    EXPECT_EQ(program.bits, 64);
+    EXPECT_FALSE(program.isNuvolex);
 }
 
 TEST_F(Diagnosis, UnknownArgument_IsWrongUsage) {
