@@ -92,7 +92,7 @@ constexpr std::array<FindingRow, 22> findingRows = {{
     {FindingId::no32BitAccess, "no-32-bit-access", Severity::note,
      L"32-bit programs, such as 32-bit Office and C:\\Windows\\SysWOW64\\cscript.exe, cannot use the library: they get "
      L"0x80040154 (class not registered).",
-     L"Use a 64-bit program, or enable 32-bit access through the surrogate process as the installation guide describes."},
+     L"Use a 64-bit program, or enable 32-bit access through the surrogate process: docs\\install.html says how."},
     {FindingId::surrogateAccess, "surrogate-access", Severity::note,
      L"32-bit programs use the library through the system's surrogate process.",
      L"Nothing to do."},
