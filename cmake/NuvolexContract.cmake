@@ -41,3 +41,7 @@ function(nuvolex_contract_guid out declaration)
   set(${out} "${CMAKE_MATCH_1}" PARENT_SCOPE)
 endfunction()
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${NUVOLEX_IDL}")
+
+# The creatable classes, in the order in which they are registered. NXFoo implements the interface INXFoo.
+set(NUVOLEX_CLASSES
+  NXString NXTokenString NXStringList NXFileStream NXTokenStringList NXFileStreamList NXVariantCollection)

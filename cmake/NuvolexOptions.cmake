@@ -17,6 +17,8 @@ target_compile_options(nuvolex_options INTERFACE
   # comutil.h tests what its operator new returns; GCC keeps that test only with -fcheck-new.
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond;-Wduplicated-branches;-Wlogical-op;-fcheck-new>
   -ffunction-sections -fdata-sections
+  # The name of a source in a message is the same wherever it was built.
+  "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/="
   # Sanitizers cannot report on this target, so undefined behaviour stops the program where it happens.
   $<$<CONFIG:Debug>:-fsanitize=undefined;-fsanitize-undefined-trap-on-error>)
 target_compile_definitions(nuvolex_options INTERFACE WINVER=0x0A00 _WIN32_WINNT=0x0A00)

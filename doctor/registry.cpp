@@ -47,18 +47,14 @@ EntryFact ReadEntry(Scope scope, Entry entry) {
 }
 
 Access32 ReadAccess32(Scope scope) {
-    const std::wstring key = view32 + ClassKey(*classRows.front().clsid);
-    if (ReadValue(scope, key + L"\\InprocServer32", L"").status == ERROR_SUCCESS) {
+    const std::wstring key = ClassKey(*classRows.front().clsid);
+    if (ReadValue(scope, view32 + key + L"\\InprocServer32", L"").status == ERROR_SUCCESS) {
         return Access32::inProcess;
     }
     const RegistryValue appId = ReadValue(scope, key, L"AppID");
-    if (appId.status != ERROR_SUCCESS) {
-        return Access32::none;
-    }
-    for (const wchar_t* view : {L"", view32}) {
-        if (ReadValue(scope, view + (L"AppID\\" + appId.text), L"DllSurrogate").status == ERROR_SUCCESS) {
-            return Access32::surrogate;
-        }
+    if (appId.status == ERROR_SUCCESS &&
+        ReadValue(scope, L"AppID\\" + appId.text, L"DllSurrogate").status == ERROR_SUCCESS) {
+        return Access32::surrogate;
     }
     return Access32::none;
 }

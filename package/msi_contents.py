@@ -84,13 +84,11 @@ class Contract:
 
 
 def surrogate_entries(class_entries, appid):
-    """What makes the system load the DLL into a process of its own for programs that cannot: in the registry's 64-bit
-    view the application, and in both views the classes."""
-    titles = [(key, value) for key, name, value in class_entries
-              if re.fullmatch(r'CLSID\\\{[^\\]*\}', key) and not name]
-    application = [(f'AppID\\{appid}', '', 'Nuvolex'), (f'AppID\\{appid}', 'DllSurrogate', '')]
-    classes = [(key, 'AppID', appid) for key, _ in titles]
-    return application + classes, [(key, '', title) for key, title in titles] + classes
+    """What makes the system load the DLL into a process of its own for programs that cannot. Only the registry's 64-bit
+    view has it: the system then starts the 64-bit surrogate."""
+    classes = [(key, 'AppID', appid) for key, name, _ in class_entries
+               if re.fullmatch(r'CLSID\\\{[^\\]*\}', key) and not name]
+    return [(f'AppID\\{appid}', '', 'Nuvolex'), (f'AppID\\{appid}', 'DllSurrogate', ''), *classes]
 
 
 def registry_values(entries):
@@ -148,12 +146,11 @@ def make_fragment(stage, idl, scripts, appid):
     classes = [entry for script in scripts for entry in read_script(script.read_text(encoding='utf-8'), module)]
     library = contract.library_entries(module, '[INSTALLDIR]')
     interfaces = contract.interface_entries()
-    surrogate, surrogate_32 = surrogate_entries(classes, appid)
+    surrogate = surrogate_entries(classes, appid)
 
     fragment = Fragment()
     fragment.add_folder(stage, stage, classes + library + interfaces)
-    # Components without a file. Those that are not Win64 write to the registry's 32-bit view.
+    # Components without a file. The one that is not Win64 writes to the registry's 32-bit view.
     fragment.add_component('Files', 'interfaces_32', 'interfaces, 32-bit', registry_values(interfaces), 'no')
     fragment.add_component('Surrogate', 'surrogate', 'surrogate', registry_values(surrogate))
-    fragment.add_component('Surrogate', 'surrogate_32', 'surrogate, 32-bit', registry_values(surrogate_32), 'no')
     return fragment.text()

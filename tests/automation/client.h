@@ -14,6 +14,7 @@
 
 #include <atlbase.h>
 #include <gtest/gtest.h>
+#include <nuvolex.h>
 #include <ocidl.h>
 #include <oleauto.h>
 

@@ -190,7 +190,7 @@ TEST_F(Diagnosis, KeyThatMayNotBeRead_IsNamed) {
 TEST_F(Diagnosis, SurrogateFor32BitPrograms_IsNoted) {
     RegisterByItself(DllPath().wstring());
     const std::wstring appId = L"{00000000-0000-0000-0000-00000000ABCD}";
-    SetText(doctor::view32 + doctor::ClassKey(*classes[0].clsid), L"AppID", appId);
+    SetText(doctor::ClassKey(*classes[0].clsid), L"AppID", appId);
     EXPECT_EQ(Doctor(L"--json").Findings("note"), (Ids{"machine-entries-only", "no-32-bit-access"}));
     SetText(L"AppID\\" + appId, L"DllSurrogate", L"");
     const Report run = Doctor(L"--json");

@@ -21,15 +21,14 @@
 #include "tests/module/registry.h"
 #include "tests/module/stathread.h"
 #include "tests/module/threads.h"
+#include "tests/module/useclasses.h"
 #include "tests/support/bstr.h"
 
 namespace {
 
 using support::Bstr;
 using support::DispatchObject;
-using support::Reply;
 using support::Require;
-using support::Variant;
 
 using Clock = std::chrono::steady_clock;
 
@@ -44,117 +43,6 @@ const Class& ClassOf(REFCLSID clsid) {
         }
     }
     throw std::logic_error("no such class");
-}
-
-/// How many elements the object's enumerator gives, one by one.
-int CountByWalking(const DispatchObject& object) {
-    const Reply reply = object.Get(DISPID_NEWENUM);
-    Require(reply.hr, "_NewEnum");
-    CComPtr<IEnumVARIANT> enumerator;
-    Require(V_UNKNOWN(reply.value.Raw())->QueryInterface(IID_IEnumVARIANT, reinterpret_cast<void**>(&enumerator)),
-            "IEnumVARIANT");
-    int count = 0;
-    for (;; ++count) {
-        Variant element;
-        ULONG fetched = 0;
-        if (enumerator->Next(1, element.Raw(), &fetched) != S_OK) {
-            return count;
-        }
-    }
-}
-
-void ExpectIndexError(const Reply& reply) {
-    EXPECT_HR(reply.hr, DISP_E_EXCEPTION);
-    EXPECT_HR(reply.exception->scode, E_FAIL);
-    EXPECT_BSTR(reply.exception->bstrDescription, L"Index out of bounds!");
-}
-
-// What a client may do with an object of each class, wherever the object is.
-
-void UseString(const DispatchObject& object, const std::wstring& text) {
-    EXPECT_HR(object.Put(L"Value", L"  " + text + L" ").hr, S_OK);
-    EXPECT_EQ(object.Call(L"Trim").value.Int(), 3);
-    EXPECT_BSTR(object.Get(L"Value").value.Text(), text);
-    EXPECT_BSTR(object.Call(L"Left", 3).value.Text(), text.substr(0, 3));
-    EXPECT_EQ(object.Get(L"Length").value.Int(), static_cast<int>(text.size()));
-    EXPECT_HR(object.Call(L"Mid", L"no number", 1).hr, DISP_E_TYPEMISMATCH);
-    EXPECT_HR(object.Call(L"NoSuchMember").hr, DISP_E_UNKNOWNNAME);
-}
-
-void UseStringList(const DispatchObject& object, const std::wstring& text) {
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_HR(object.Call(L"Add", text + std::to_wstring(i)).hr, S_OK);
-    }
-    EXPECT_EQ(CountByWalking(object), 3);
-    EXPECT_BSTR(object.Get(L"Item", 2).value.Text(), text + L"2");
-    ExpectIndexError(object.Get(L"Item", 3));
-    EXPECT_HR(object.Call(L"Remove", 0).hr, S_OK);
-    EXPECT_EQ(object.Get(L"Count").value.Int(), 2);
-}
-
-void UseTokenString(const DispatchObject& object, const std::wstring& text) {
-    EXPECT_HR(object.Put(L"Separator", L",").hr, S_OK);
-    EXPECT_HR(object.Put(L"Value", text + L"," + text + L",").hr, S_OK);
-    EXPECT_BSTR(object.Get(L"Token", 1).value.Text(), text);
-    EXPECT_BSTR(object.Get(L"Token", 2).value.Text(), L"");
-    EXPECT_EQ(CountByWalking(object), 3);
-    ExpectIndexError(object.Get(L"Token", 3));
-}
-
-void UseFileStream(const DispatchObject& object, const std::wstring& text) {
-    const Reply opened = object.Call(L"Open", L"no such folder\\" + text, false);
-    EXPECT_HR(opened.hr, S_OK);
-    EXPECT_EQ(V_BOOL(opened.value.Raw()), VARIANT_FALSE);
-    EXPECT_BSTR(object.Get(L"fileName").value.Text(), L"no such folder\\" + text);
-}
-
-void UseTokenStringList(const DispatchObject& object, const std::wstring& text) {
-    const Reply added = object.Call(L"AddNew");
-    ASSERT_HR(added.hr, S_OK);
-    UseTokenString(DispatchObject(added.value.Object()), text);
-    EXPECT_HR(object.Call(L"Add", added.value.Object()).hr, S_OK);
-    EXPECT_EQ(CountByWalking(object), 2);
-    EXPECT_EQ(object.Get(L"Item", 1).value.Object(), added.value.Object());
-    EXPECT_HR(object.Call(L"Remove", 0).hr, S_OK);
-    EXPECT_EQ(object.Get(L"Count").value.Int(), 1);
-}
-
-void UseFileStreamList(const DispatchObject& object, const std::wstring& text) {
-    const Reply added = object.Call(L"AddNew");
-    ASSERT_HR(added.hr, S_OK);
-    UseFileStream(DispatchObject(added.value.Object()), text);
-    EXPECT_EQ(CountByWalking(object), 1);
-    ExpectIndexError(object.Get(L"Item", 1));
-}
-
-void UseVariantCollection(const DispatchObject& object, const std::wstring& text) {
-    EXPECT_HR(object.Call(L"Add", text).hr, S_OK);
-    EXPECT_HR(object.Call(L"Add", 2.5, 1).hr, S_OK);
-    EXPECT_HR(object.Call(L"Add", object.Raw()).hr, S_OK);
-    EXPECT_EQ(CountByWalking(object), 3);
-    EXPECT_BSTR(object.Get(L"Item", 2).value.Text(), text);
-    EXPECT_EQ(object.Get(L"Item", 3).value.Object(), object.Raw());
-    ExpectIndexError(object.Get(L"Item", 4));
-    EXPECT_HR(object.Call(L"Remove").hr, S_OK);
-    EXPECT_EQ(object.Get(L"Count").value.Int(), 2);
-}
-
-void Use(const Class& row, const DispatchObject& object, const std::wstring& text) {
-    using UseObject = void(const DispatchObject&, const std::wstring&);
-    constexpr std::pair<const CLSID*, UseObject*> uses[] = {
-        {&CLSID_NXString, &UseString},
-        {&CLSID_NXStringList, &UseStringList},
-        {&CLSID_NXTokenString, &UseTokenString},
-        {&CLSID_NXFileStream, &UseFileStream},
-        {&CLSID_NXTokenStringList, &UseTokenStringList},
-        {&CLSID_NXFileStreamList, &UseFileStreamList},
-        {&CLSID_NXVariantCollection, &UseVariantCollection},
-    };
-    for (const auto& [clsid, use] : uses) {
-        if (*clsid == *row.clsid) {
-            use(object, text);
-        }
-    }
 }
 
 // ---------------------------------------------------------------------------------------------------------------------

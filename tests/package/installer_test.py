@@ -180,11 +180,9 @@ class Scenario:
         for parent in (CLASSES, f'{CLASSES}\\wow6432node'):
             key = f'{parent}\\appid\\{self.appid.lower()}'
             entries |= {(key, None): '', (key, '@'): '"Nuvolex"', (key, 'DllSurrogate'): '""'}
-        for (key, name), title in registration.items():
+        for key, name in registration:
             if CLASS_KEY.fullmatch(key) and name == '@':
-                key_32 = key.replace('\\clsid', '\\wow6432node\\clsid')
-                entries |= {(key, 'AppID'): f'"{self.appid}"', (key_32, None): '', (key_32, '@'): title,
-                            (key_32, 'AppID'): f'"{self.appid}"'}
+                entries[key, 'AppID'] = f'"{self.appid}"'
         return entries
 
     def upgrade(self, registration):

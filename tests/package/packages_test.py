@@ -41,22 +41,22 @@ def check_links(checks):
             checks.that(name, target.exists() and (not anchor or anchor in pages[target].anchors))
 
 
-def check_archive(checks, archive):
+def check_archive(checks, archive, folder, wanted):
     with zipfile.ZipFile(archive) as files:
         entries = files.infolist()
         names = [entry.filename for entry in entries]
         checks.equal('the archive is sorted', names, sorted(names))
         packed = {entry.filename: files.read(entry) for entry in entries}
-    staged = {path.relative_to(STAGE).as_posix(): path.read_bytes() for path in STAGE.rglob('*') if path.is_file()}
+    staged = {path.relative_to(folder).as_posix(): path.read_bytes() for path in folder.rglob('*') if path.is_file()}
     checks.same_entries('the archive has the staged files', packed, staged)
     checks.equal('all files have the same time', len({entry.date_time for entry in entries}), 1)
     checks.equal('all files have the same rights', {entry.external_attr >> 16 for entry in entries}, {0o100644})
     checks.equal('no file has an owner or another extra field', {entry.extra for entry in entries}, {b''})
-    for name in ('nuvolex.dll', 'nuvolex.tlb', 'include/nuvolex.h', 'README.html', 'docs/install.html', 'LICENSE.txt',
-                 'examples/columns.vbs'):
+    for name in wanted:
         checks.that(f'the archive has {name}', name in names)
     licences = packed.get('THIRD-PARTY.txt', b'').decode('ascii')
-    for text in ('mingw-w64 project', 'GCC RUNTIME LIBRARY EXCEPTION', 'Redistributions in binary form'):
+    for text in ('mingw-w64 project', 'GCC RUNTIME LIBRARY EXCEPTION', 'Redistributions in binary form', 'Lucent',
+                 'Lockless', 'Google Inc.'):
         checks.that(f'the third-party notices contain "{text}"', text in licences)
 
 
@@ -78,9 +78,14 @@ def check_reproducible(checks, names):
 
 def main():
     checks = Checks()
-    names = [f'nuvolex-{sys.argv[1]}-x64.{kind}' for kind in ('zip', 'msi')]
+    names = [f'nuvolex-{sys.argv[1]}-{kind}' for kind in ('x64.zip', 'x64.msi', 'testkit.zip')]
     check_sums(checks, names)
-    check_archive(checks, PACKAGES / names[0])
+    check_archive(checks, PACKAGES / names[0], STAGE, (
+        'nuvolex.dll', 'nuvolex.tlb', 'nuvolex-doctor.exe', 'Nuvolex.Automation.manifest', 'nuvolex.manifest',
+        'client.manifest', 'surrogate.reg', 'surrogate-remove.reg', 'include/nuvolex.h', 'README.html',
+        'docs/install.html', 'LICENSE.txt', 'examples/columns.vbs'))
+    check_archive(checks, PACKAGES / names[2], PACKAGES / 'testkit', (
+        'run-tests.cmd', 'README.txt', 'tests.txt', 'LICENSE.txt', 'bin/testrunner.exe', 'bin/nuvolex.dll'))
     check_links(checks)
     check_reproducible(checks, names)
     checks.finish()

@@ -1,0 +1,36 @@
+# The manifest for clients that use the DLL without registration.
+#
+# It is made under two names. Windows looks for a dependency of a program's manifest under the name of the assembly:
+# Nuvolex.Automation.manifest. The assembly is not called nuvolex, since Windows would then find nuvolex.dll first, and
+# stop there because the DLL has no manifest inside. nuvolex.manifest is for those who pass a path to CreateActCtx.
+
+set(NUVOLEX_ASSEMBLY Nuvolex.Automation)
+
+# One registry script has other entries than the rest (module/CMakeLists.txt); the manifest repeats them.
+nuvolex_contract_guid(LIBID "library NUVOLEXLib")
+set(COM_CLASSES "")
+set(PROXIES "")
+foreach(CLASS IN LISTS NUVOLEX_CLASSES)
+  nuvolex_contract_guid(CLSID "coclass ${CLASS}")
+  nuvolex_contract_guid(IID "interface I${CLASS}")
+  set(DESCRIPTION "${CLASS} Class")
+  set(THREADING_MODEL Apartment)
+  if(CLASS STREQUAL "NXTokenStringList")
+    set(DESCRIPTION "${CLASS}-Klasse")
+    set(THREADING_MODEL Both)
+  endif()
+  string(APPEND COM_CLASSES "
+    <comClass description=\"${DESCRIPTION}\" clsid=\"{${CLSID}}\" threadingModel=\"${THREADING_MODEL}\"
+              tlbid=\"{${LIBID}}\" progid=\"Nuvolex.${CLASS}.1\">
+      <progid>Nuvolex.${CLASS}</progid>
+    </comClass>")
+  string(APPEND PROXIES "
+  <comInterfaceExternalProxyStub name=\"I${CLASS}\" iid=\"{${IID}}\" tlbid=\"{${LIBID}}\"
+                                 baseInterface=\"{00020400-0000-0000-C000-000000000046}\"
+                                 proxyStubClsid32=\"{00020424-0000-0000-C000-000000000046}\"/>")
+endforeach()
+foreach(NAME ${NUVOLEX_ASSEMBLY} nuvolex)
+  configure_file(nuvolex.manifest.in "${PROJECT_BINARY_DIR}/${NAME}.manifest" @ONLY NEWLINE_STYLE WIN32)
+endforeach()
+# What a client's manifest depends on. Also a template for users.
+configure_file(client.manifest.in "${PROJECT_BINARY_DIR}/client.manifest" @ONLY NEWLINE_STYLE WIN32)

@@ -1,0 +1,72 @@
+#include "package/testkit/machine.h"
+
+#include <cstdio>
+#include <string_view>
+
+#include <windows.h>
+
+namespace {
+
+/// A function of ntdll.dll, or null.
+template <class Function> Function* FunctionOfNtdll(const char* name) noexcept {
+    return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), name)));
+}
+
+/// The real version: GetVersionEx would tell a program without a manifest an older one.
+std::string SystemVersion() {
+    RTL_OSVERSIONINFOW version = {};
+    version.dwOSVersionInfoSize = sizeof(version);
+    if (auto* const get = FunctionOfNtdll<LONG WINAPI(RTL_OSVERSIONINFOW*)>("RtlGetVersion"); get != nullptr) {
+        get(&version);
+    }
+    std::string text = "Windows " + std::to_string(version.dwMajorVersion) + '.' +
+                       std::to_string(version.dwMinorVersion) + " build " + std::to_string(version.dwBuildNumber);
+    if (auto* const wine = FunctionOfNtdll<const char*()>("wine_get_version"); wine != nullptr) {
+        text += std::string(" (Wine ") + wine() + ')';
+    }
+    return text;
+}
+
+/// ASCII only, as names of locales are.
+std::string Narrow(std::wstring_view text) {
+    std::string narrow;
+    for (const wchar_t c : text) {
+        narrow += c < 0x80 ? static_cast<char>(c) : '?';
+    }
+    return narrow;
+}
+
+std::string Time() {
+    SYSTEMTIME now = {};
+    GetSystemTime(&now);
+    char text[64];
+    std::snprintf(text, sizeof(text), "%04u-%02u-%02u %02u:%02u UTC", now.wYear, now.wMonth, now.wDay, now.wHour,
+                  now.wMinute);
+    return text;
+}
+
+} // namespace
+
+bool IsElevated() noexcept {
+    HANDLE raw = nullptr;
+    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &raw) == FALSE) {
+        return false;
+    }
+    TOKEN_ELEVATION elevation = {};
+    DWORD size = sizeof(elevation);
+    const bool isKnown = GetTokenInformation(raw, TokenElevation, &elevation, size, &size) != FALSE;
+    CloseHandle(raw);
+    return isKnown && elevation.TokenIsElevated != 0;
+}
+
+std::vector<std::string> DescribeMachine() {
+    wchar_t locale[LOCALE_NAME_MAX_LENGTH] = {};
+    GetUserDefaultLocaleName(locale, LOCALE_NAME_MAX_LENGTH);
+    return {
+        Time(),
+        SystemVersion(),
+        "Locale " + Narrow(locale) + ", code page " + std::to_string(GetACP()) + ", of the console " +
+            std::to_string(GetConsoleOutputCP()),
+        IsElevated() ? "With administrator rights" : "Without administrator rights",
+    };
+}

@@ -1,0 +1,175 @@
+# Puts the tests that CTest knows into the kit, and writes tests.txt, which testrunner.cpp describes.
+#
+# In: TITLE, CTEST, SOURCE_DIR, BINARY_DIR. A test is taken by the way it is run; each other one has to be listed here.
+
+# About this build, its sources or its tools, or run on Debian by nature.
+set(NOT_ON_WINDOWS
+  "^(register|register_.*|script_runner|typelib_reproducible_test|generated_paths_test|bench_quick|soak_short|lint_.*|package|package_.*|testkit_.*|doctor_(console|documented|imports)_test)$")
+
+set(KIT "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
+set(FIRST "")      # the lines of tests.txt: tests that want nothing registered,
+set(REGISTERED "") # and those that want the DLL registered
+
+# Copies a file or a folder of this computer into the kit, and sets `out` to its name there.
+function(put_in_kit path out)
+  cmake_path(GET path FILENAME name)
+  set(folder files)
+  if(name MATCHES "[.](dll|exe|manifest)$")
+    set(folder bin)
+  endif()
+  file(COPY "${path}" DESTINATION "${KIT}/${folder}")
+  set(${out} "@/${folder}/${name}" PARENT_SCOPE)
+endfunction()
+
+# A test program. One that brings its own copy of the assembly is taken with its folder.
+function(put_program_in_kit path out)
+  if(NOT EXISTS "${path}")
+    message(FATAL_ERROR "${path} is missing: build the preset first")
+  endif()
+  cmake_path(GET path PARENT_PATH folder)
+  cmake_path(GET folder FILENAME folder_name)
+  cmake_path(GET path FILENAME name)
+  file(GLOB assembly "${folder}/Nuvolex.Automation*")
+  if(assembly)
+    file(COPY "${folder}" DESTINATION "${KIT}/bin")
+    set(${out} "@/bin/${folder_name}/${name}" PARENT_SCOPE)
+  else()
+    file(COPY "${path}" DESTINATION "${KIT}/bin")
+    set(${out} "@/bin/${name}" PARENT_SCOPE)
+  endif()
+endfunction()
+
+# A script test, with what follows it in each run (tests/scripts/run), and how many checks are written in it.
+function(put_script_in_kit path out number)
+  cmake_path(GET path FILENAME name)
+  cmake_path(GET path EXTENSION LAST_ONLY extension)
+  file(READ "${path}" script)
+  file(READ "${SOURCE_DIR}/tests/scripts/check${extension}" check)
+  file(WRITE "${KIT}/scripts/${name}" "${script}${check}")
+  string(REGEX MATCHALL "(^|\n) *(Equal|Raised|RaisedSomething|equal|raises)[ (]" checks "${script}")
+  list(LENGTH checks count)
+  set(${out} "@/scripts/${name}" PARENT_SCOPE)
+  set(${number} ${count} PARENT_SCOPE)
+endfunction()
+
+# The VBScript examples of a reference page as one script, and what they print (tests/docs/run_examples).
+function(put_examples_in_kit path out)
+  cmake_path(GET path STEM name)
+  set(script "${KIT}/scripts/reference_${name}.vbs")
+  execute_process(COMMAND awk "/^```/ { inside = /^```vbs$/; next } inside" "${path}"
+    OUTPUT_VARIABLE examples COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND sed -n "s/.*' -> //p" INPUT_FILE "${path}"
+    OUTPUT_VARIABLE expected COMMAND_ERROR_IS_FATAL ANY)
+  file(WRITE "${script}" "${examples}WScript.Echo \"(the end)\"\n")
+  file(WRITE "${script}.expected" "${expected}(the end)\n")
+  set(${out} "@/scripts/reference_${name}.vbs" PARENT_SCOPE)
+endfunction()
+
+# Sets `out` to a property of a test in CTest's list; a list's elements are separated by tabs.
+function(get_test_property_of test property out)
+  set(${out} "" PARENT_SCOPE)
+  string(JSON count LENGTH "${test}" properties)
+  foreach(i RANGE 1 ${count})
+    math(EXPR i "${i} - 1")
+    string(JSON name GET "${test}" properties ${i} name)
+    if(name STREQUAL property)
+      string(JSON value GET "${test}" properties ${i} value)
+      string(JSON type TYPE "${test}" properties ${i} value)
+      if(type STREQUAL "ARRAY")
+        string(JSON length LENGTH "${value}")
+        set(elements "")
+        foreach(j RANGE 1 ${length})
+          math(EXPR j "${j} - 1")
+          string(JSON element GET "${value}" ${j})
+          string(APPEND elements "${element}\t")
+        endforeach()
+        set(value "${elements}")
+      endif()
+      set(${out} "${value}" PARENT_SCOPE)
+    endif()
+  endforeach()
+endfunction()
+
+# Sets `out` to the fields VARIABLE=VALUE of a test, with paths of this computer replaced by those in the kit. Two are
+# left out: NUVOLEX_TEST is for Wine's runner, and GTEST_FILTER leaves out what needs another code page, which such
+# tests find out themselves.
+function(variables_of test out)
+  get_test_property_of("${test}" ENVIRONMENT variables)
+  set(fields "")
+  while(variables MATCHES "^([^=\t]+)=([^\t]*)\t(.*)$")
+    set(name "${CMAKE_MATCH_1}")
+    set(value "${CMAKE_MATCH_2}")
+    set(variables "${CMAKE_MATCH_3}")
+    if(value MATCHES "^/")
+      put_in_kit("${value}" value)
+    endif()
+    if(NOT name MATCHES "^(NUVOLEX_TEST|GTEST_FILTER)$")
+      string(APPEND fields "\t${name}=${value}")
+    endif()
+  endwhile()
+  set(${out} "${fields}" PARENT_SCOPE)
+endfunction()
+
+# Where a test may run: what it finds registered in its Wine prefix here is what it wants on Windows.
+function(place_of test prefix out)
+  get_test_property_of("${test}" FIXTURES_REQUIRED fixtures)
+  get_test_property_of("${test}" LABELS labels)
+  if(fixtures MATCHES "registered")
+    set(${out} registered PARENT_SCOPE)
+  elseif(labels MATCHES "unprivileged" OR prefix STREQUAL "${BINARY_DIR}/wine" OR prefix MATCHES "/wine-unregistered$")
+    set(${out} anywhere PARENT_SCOPE)
+  else()
+    set(${out} clean PARENT_SCOPE) # it has a prefix of its own because it changes the registry
+  endif()
+endfunction()
+
+# Puts a test of CTest's list into the kit.
+function(put_test_in_kit test)
+  string(JSON name GET "${test}" name)
+  get_test_property_of("${test}" ENVIRONMENT variables)
+  if(name MATCHES "${NOT_ON_WINDOWS}" OR variables MATCHES "NUVOLEX_LOCALE=") # the locale there is Windows' own
+    return()
+  endif()
+  string(JSON runner GET "${test}" command 0)
+  set(number 0)
+  if(runner STREQUAL "${SOURCE_DIR}/tests/support/run_gtest")
+    set(kind gtest)
+    string(JSON prefix GET "${test}" command 2)
+    string(JSON program GET "${test}" command 3)
+    put_program_in_kit("${program}" command)
+  elseif(runner STREQUAL "${SOURCE_DIR}/tests/scripts/run")
+    set(kind script)
+    string(JSON prefix GET "${test}" command 1)
+    string(JSON script GET "${test}" command 2)
+    put_script_in_kit("${script}" command number)
+  elseif(runner STREQUAL "${SOURCE_DIR}/tests/docs/run_examples")
+    set(kind example)
+    string(JSON prefix GET "${test}" command 1)
+    string(JSON page GET "${test}" command 2)
+    put_examples_in_kit("${page}" command)
+  else()
+    message(FATAL_ERROR "The test ${name} is run in a way that the kit does not know: teach ${CMAKE_CURRENT_LIST_FILE} "
+      "to take it, or list it there as not for Windows.")
+  endif()
+  place_of("${test}" "${prefix}" place)
+  get_test_property_of("${test}" TIMEOUT timeout)
+  string(REGEX REPLACE "[.].*" "" timeout "${timeout}")
+  variables_of("${test}" fields)
+  set(line "${name}\t${kind}\t${place}\t${timeout}\t${number}\t${command}${fields}\n")
+  if(place STREQUAL "registered")
+    set(REGISTERED "${REGISTERED}${line}" PARENT_SCOPE)
+  else()
+    set(FIRST "${FIRST}${line}" PARENT_SCOPE)
+  endif()
+endfunction()
+
+execute_process(COMMAND "${CTEST}" --test-dir "${BINARY_DIR}" --show-only=json-v1
+  OUTPUT_VARIABLE list COMMAND_ERROR_IS_FATAL ANY)
+string(JSON tests GET "${list}" tests)
+string(JSON count LENGTH "${tests}")
+foreach(i RANGE 1 ${count})
+  math(EXPR i "${i} - 1")
+  string(JSON test GET "${tests}" ${i})
+  put_test_in_kit("${test}")
+endforeach()
+file(WRITE "${KIT}/tests.txt" "# ${TITLE}\n${FIRST}${REGISTERED}")

@@ -1,0 +1,371 @@
+// Runs the test programs and scripts of the test kit: testrunner FOLDER [NAME...]
+//
+// FOLDER has tests.txt: a title after "# ", then a line for each test, with tabs between its fields:
+//
+//     NAME  KIND  PLACE  SECONDS  NUMBER  COMMAND  VARIABLE=VALUE...
+//
+// KIND is "gtest" for a GoogleTest program, "script" for a script that prints how many checks passed (NUMBER is the
+// least), "example" for a script whose output stands in COMMAND.expected. PLACE is "anywhere", "clean" for a test that
+// changes the registry and wants nothing registered, or "registered"; those stand last. "@" at the beginning of
+// COMMAND or a value is FOLDER. A test has SECONDS until it is ended.
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <windows.h>
+
+#include <objbase.h>
+
+#include "package/testkit/machine.h"
+#include "package/testkit/outcome.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct HandleCloser {
+    void operator()(void* handle) const noexcept { CloseHandle(handle); }
+};
+using Handle = std::unique_ptr<void, HandleCloser>;
+
+/// A line of tests.txt.
+struct Test {
+    std::string name;
+    std::string kind;
+    std::string place;
+    DWORD seconds = 0;
+    int leastChecks = 0;
+    fs::path command;
+    std::map<std::wstring, std::wstring> variables;
+};
+
+/// Set when the user presses Ctrl+C: the tests end, and the DLL is still unregistered.
+volatile LONG interrupted = 0;
+
+BOOL WINAPI OnControl(DWORD /*event*/) {
+    InterlockedExchange(&interrupted, 1);
+    return TRUE;
+}
+
+std::string Slurp(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    std::erase(text, '\r');
+    return text;
+}
+
+std::wstring Widen(std::string_view text) {
+    std::wstring wide(text.size(), L'\0');
+    const int size = static_cast<int>(text.size());
+    wide.resize(static_cast<std::size_t>(
+        size == 0 ? 0 : MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), size)));
+    return wide;
+}
+
+/// `text`, with "@" at its beginning replaced by the kit's folder.
+std::wstring Expanded(const fs::path& kit, const std::string& text) {
+    return text.starts_with('@') ? (kit / fs::path(Widen(text.substr(2)))).make_preferred().wstring() : Widen(text);
+}
+
+Test ParsedLine(const fs::path& kit, const std::string& line) {
+    std::vector<std::string> fields;
+    std::istringstream stream(line);
+    for (std::string field; std::getline(stream, field, '\t');) {
+        fields.push_back(field);
+    }
+    if (fields.size() < 6) {
+        throw std::runtime_error("tests.txt has a line that is none: " + line);
+    }
+    Test test = {fields[0],
+                 fields[1],
+                 fields[2],
+                 static_cast<DWORD>(std::stoul(fields[3])),
+                 std::stoi(fields[4]),
+                 Expanded(kit, fields[5]),
+                 {}};
+    for (std::size_t i = 6; i < fields.size(); ++i) {
+        const std::size_t sign = fields[i].find('=');
+        test.variables[Widen(fields[i].substr(0, sign))] = Expanded(kit, fields[i].substr(sign + 1));
+    }
+    return test;
+}
+
+std::string TitleOf(const fs::path& kit) {
+    std::ifstream list(kit / "tests.txt");
+    std::string line;
+    std::getline(list, line);
+    return line.substr(std::min<std::size_t>(line.size(), 2));
+}
+
+/// The tests of the kit with these names, or all if there are none.
+std::vector<Test> ReadTests(const fs::path& kit, const std::set<std::string>& names) {
+    std::vector<Test> tests;
+    std::set<std::string> unknown = names;
+    std::istringstream list(Slurp(kit / "tests.txt"));
+    std::string line;
+    std::getline(list, line); // the title
+    while (std::getline(list, line)) {
+        Test test = ParsedLine(kit, line);
+        unknown.erase(test.name);
+        if (names.empty() || names.contains(test.name)) {
+            tests.push_back(std::move(test));
+        }
+    }
+    if (!unknown.empty()) {
+        throw std::runtime_error("there is no such test: " + *unknown.begin());
+    }
+    if (tests.empty()) {
+        throw std::runtime_error("tests.txt is missing or empty");
+    }
+    return tests;
+}
+
+/// Variables of the environment, set as long as this lives.
+class Variables {
+  public:
+    explicit Variables(const std::map<std::wstring, std::wstring>& variables) : m_variables(variables) {
+        for (const auto& [name, value] : m_variables) {
+            SetEnvironmentVariableW(name.c_str(), value.c_str());
+        }
+    }
+    Variables(const Variables&) = delete;
+    Variables& operator=(const Variables&) = delete;
+    ~Variables() {
+        for (const auto& [name, value] : m_variables) {
+            SetEnvironmentVariableW(name.c_str(), nullptr);
+        }
+    }
+
+  private:
+    const std::map<std::wstring, std::wstring>& m_variables;
+};
+
+/// An empty folder, removed in the end with all that is in it.
+class WorkFolder {
+  public:
+    WorkFolder() : m_path(fs::temp_directory_path() / ("nuvolex-tests-" + std::to_string(GetCurrentProcessId()))) {
+        fs::create_directory(m_path);
+    }
+    WorkFolder(const WorkFolder&) = delete;
+    WorkFolder& operator=(const WorkFolder&) = delete;
+    ~WorkFolder() {
+        std::error_code ignored;
+        fs::remove_all(m_path, ignored);
+    }
+    [[nodiscard]] const fs::path& Path() const noexcept { return m_path; }
+
+  private:
+    const fs::path m_path;
+};
+
+/// Runs a command line in `folder`, with its output going to the file `output`. Returns its exit code, or nothing if it
+/// had to be ended because it took longer than `seconds`.
+std::optional<DWORD> Run(std::wstring command, const fs::path& folder, const fs::path& output, DWORD seconds) {
+    SECURITY_ATTRIBUTES inherited = {sizeof(inherited), nullptr, TRUE};
+    const Handle file(
+        CreateFileW(output.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS, 0, nullptr));
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    startup.hStdOutput = file.get();
+    startup.hStdError = file.get();
+    PROCESS_INFORMATION information = {};
+    if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, folder.c_str(), &startup,
+                       &information) == FALSE) {
+        throw std::runtime_error("cannot be started: error " + std::to_string(GetLastError()));
+    }
+    const Handle process(information.hProcess);
+    const Handle thread(information.hThread);
+    if (WaitForSingleObject(process.get(), seconds * 1000) != WAIT_OBJECT_0) {
+        TerminateProcess(process.get(), 1);
+        WaitForSingleObject(process.get(), INFINITE);
+        return std::nullopt;
+    }
+    DWORD exitCode = 0;
+    GetExitCodeProcess(process.get(), &exitCode);
+    return exitCode;
+}
+
+/// Runs a test. `output` is what it printed.
+Outcome RunTest(const Test& test, std::string& output) {
+    const WorkFolder work;
+    const fs::path folder = work.Path() / "work";
+    fs::create_directory(folder);
+    const bool isProgram = test.kind == "gtest";
+    const std::wstring file = L"\"" + test.command.wstring() + L"\"";
+    const Variables variables(test.variables);
+    const auto exitCode =
+        Run(isProgram ? file : L"cscript.exe //nologo " + file, folder, work.Path() / "output", test.seconds);
+    output = Slurp(work.Path() / "output");
+    Outcome outcome;
+    if (!exitCode.has_value()) {
+        outcome.reason = "ended after " + std::to_string(test.seconds) + " seconds";
+        return outcome;
+    }
+    outcome.exitCode = *exitCode;
+    if (isProgram) {
+        JudgeProgram(output, outcome);
+    } else if (test.kind == "script") {
+        JudgeScript(output, test.leastChecks, outcome);
+    } else {
+        JudgeExample(output, Slurp(fs::path(test.command) += ".expected"), outcome);
+    }
+    outcome.verdict = outcome.reason.empty() ? Verdict::Passed : Verdict::Failed;
+    return outcome;
+}
+
+/// The DLL of the kit, registered for the machine as long as this lives.
+class Registration {
+  public:
+    explicit Registration(const fs::path& dll) : m_dll(LoadLibraryW(dll.c_str())) {
+        if (m_dll == nullptr || FAILED(Call("DllRegisterServer"))) {
+            throw std::runtime_error("cannot register " + dll.string());
+        }
+    }
+    Registration(const Registration&) = delete;
+    Registration& operator=(const Registration&) = delete;
+    ~Registration() {
+        if (FAILED(Call("DllUnregisterServer"))) {
+            std::puts("The DLL could not be unregistered: run regsvr32 /u bin\\nuvolex.dll");
+        }
+        FreeLibrary(m_dll);
+    }
+
+  private:
+    HRESULT Call(const char* name) const {
+        using Function = HRESULT STDAPICALLTYPE();
+        return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(m_dll, name)))();
+    }
+
+    const HMODULE m_dll;
+};
+
+/// Prints to the console and to the log.
+class Report {
+  public:
+    explicit Report(const fs::path& path) : m_log(path, std::ios::binary) {
+        if (!m_log) {
+            throw std::runtime_error("cannot write " + path.string());
+        }
+    }
+
+    void Say(const std::string& line) {
+        std::printf("%s\n", line.c_str());
+        std::fflush(stdout);
+        Note(line);
+    }
+    /// For the log only.
+    void Note(const std::string& text) { m_log << text << '\n' << std::flush; }
+
+    void Add(const Test& test, const Outcome& outcome) {
+        static constexpr const char* words[] = {"passed", "FAILED", "skipped"};
+        m_counts.at(static_cast<std::size_t>(outcome.verdict))++;
+        m_cases.at(0) += outcome.passed;
+        m_cases.at(1) += outcome.failed;
+        m_cases.at(2) += outcome.skipped;
+        char line[256];
+        std::snprintf(line, sizeof(line), "%-40s %-8s exit code %lu: %d passed, %d failed, %d skipped",
+                      test.name.c_str(), words[static_cast<std::size_t>(outcome.verdict)], outcome.exitCode,
+                      outcome.passed, outcome.failed, outcome.skipped);
+        Say(outcome.reason.empty() ? line : std::string(line) + " (" + outcome.reason + ")");
+    }
+
+    /// The last line. Returns the program's exit code.
+    int Finish() {
+        Say("");
+        Say("Cases and checks within them: " + Summary(m_cases));
+        Say(Summary(m_counts));
+        return m_counts.at(1) == 0 ? 0 : 1;
+    }
+
+  private:
+    using Counts = std::array<int, 3>; // passed, failed, skipped
+
+    static std::string Summary(const Counts& counts) {
+        return std::to_string(counts[0]) + " passed, " + std::to_string(counts[1]) + " failed, " +
+               std::to_string(counts[2]) + " skipped";
+    }
+
+    std::ofstream m_log;
+    Counts m_counts = {}; // test programs and scripts
+    Counts m_cases = {};
+};
+
+/// Runs a test and reports it, registering the DLL before the first that wants it.
+void RunAndReport(const Test& test, const fs::path& kit, std::optional<Registration>& registration, Report& report) {
+    Outcome outcome;
+    std::string output;
+    if (test.place != "anywhere" && !IsElevated()) {
+        outcome.verdict = Verdict::Skipped;
+        outcome.reason = "NOT RUN: needs administrator rights";
+    } else {
+        try {
+            if (test.place == "registered" && !registration.has_value()) {
+                registration.emplace(kit / "bin" / "nuvolex.dll");
+            }
+            outcome = RunTest(test, output);
+        } catch (const std::exception& error) {
+            outcome.reason = error.what();
+        }
+    }
+    report.Add(test, outcome);
+    report.Note(output);
+}
+
+int RunAll(const fs::path& kit, const std::set<std::string>& names) {
+    const std::vector<Test> tests = ReadTests(kit, names);
+    CLSID clsid = {};
+    if (SUCCEEDED(CLSIDFromProgID(L"Nuvolex.NXString", &clsid))) {
+        throw std::runtime_error("Nuvolex is installed or registered on this computer. Remove it first.");
+    }
+    Report report(kit / "nuvolex-tests.log");
+    report.Say(TitleOf(kit));
+    for (const std::string& line : DescribeMachine()) {
+        report.Say(line);
+    }
+    report.Say("");
+    std::optional<Registration> registration;
+    for (const Test& test : tests) {
+        if (interrupted != 0) {
+            throw std::runtime_error("interrupted");
+        }
+        RunAndReport(test, kit, registration, report);
+    }
+    registration.reset();
+    return report.Finish();
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    constexpr int cannotRun = 2;
+    SetConsoleCtrlHandler(&OnControl, TRUE);
+    try {
+        if (count < 2) {
+            throw std::runtime_error("the folder of the kit is missing");
+        }
+        if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) {
+            throw std::runtime_error("COM is not available");
+        }
+        return RunAll(fs::canonical(arguments[1]), {arguments + 2, arguments + count});
+    } catch (const std::exception& error) {
+        std::printf("run-tests: %s\n", error.what());
+        return cannotRun;
+    }
+}
