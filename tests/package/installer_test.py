@@ -4,6 +4,7 @@
 Registers the DLL of the archive with regsvr32, and takes what that writes as the measure for the installer. Installs,
 runs all examples, damages and repairs, upgrades, removes. PREFIX is a Wine prefix that nothing else uses.
 """
+import json
 import os
 import pathlib
 import re
@@ -77,10 +78,19 @@ class Scenario:
         self.checks.same_entries(f'{when}, no registry entry is left', left, {})
         self.checks.same_entries(f'{when}, no registry entry is lost', set(self.clean[1]) - set(entries), set())
 
+    def use_unregistered(self):
+        """Uses the unpacked archive's DLL by way of its manifest."""
+        code, output = self.prefix.run(ROOT / 'build/release/tests/package/regfree_tests.exe', '--gtest_brief=1',
+                                       NUVOLEX_DLL='C:\\Nuvolex\\nuvolex.dll',
+                                       NUVOLEX_MANIFEST='C:\\Nuvolex\\nuvolex.manifest')
+        self.checks.that('the archive serves a client with nothing registered',
+                         code == 0 and '[  PASSED  ]' in output, output)
+
     def register_archive(self):
         """Registers the archive's DLL and returns the entries that this makes."""
         target = self.prefix.drive_c('Nuvolex')
         subprocess.run(['unzip', '-q', PACKAGES / f'nuvolex-{self.version}-x64.zip', '-d', target], check=True)
+        self.use_unregistered()
         self.checks.equal('regsvr32 registers the archive\'s DLL',
                           self.prefix.run('regsvr32', '/s', 'C:\\Nuvolex\\nuvolex.dll')[0], 0)
         entries = self.classes()
@@ -90,6 +100,14 @@ class Scenario:
         subprocess.run(['rm', '-r', target], check=True)
         self.check_clean('after the archive is unregistered and deleted')
         return entries
+
+    def diagnose(self, when, expected):
+        """What the installed doctor must find wrong."""
+        code, output = self.prefix.run(f'{PROGRAM_FILES}\\nuvolex-doctor.exe', '--json')
+        self.checks.equal(f'{when}, the doctor finds what is wrong',
+                          [finding['id'] for finding in json.loads(output)['findings']
+                           if finding['severity'] == 'error'], expected)
+        self.checks.equal(f'{when}, its exit code says so', code, 1 if expected else 0)
 
     def run_example(self, installed, script):
         # A script that fails ends in silence here; its last line proves that it came to its end.
@@ -141,6 +159,7 @@ class Scenario:
         self.check_files(when, PROGRAM_FILES)
         self.check_registration(when, registration, PROGRAM_FILES)
         self.check_product(when, self.version, PROGRAM_FILES)
+        self.diagnose(when, [])
         links = {path.stem: path.read_bytes() for path in self.prefix.drive_c().glob(START_MENU)}
         self.checks.equal('the Start menu has the documentation and the examples', set(links),
                           {'Nuvolex Documentation', 'Nuvolex Examples'})
@@ -161,6 +180,7 @@ class Scenario:
         self.prefix.drive_c('Program Files/Nuvolex/nuvolex.dll').unlink()
         self.prefix.drive_c('Program Files/Nuvolex/README.html').write_text('damaged', encoding='ascii')
         class_key = next(key for key, _ in classes if CLASS_KEY.fullmatch(key))
+        self.diagnose('without the DLL', ['file-missing'])
         self.prefix.run('reg', 'delete', class_key, '/f')
         # What /famus means. Wine does not know /f.
         self.checks.equal('the repair succeeds', self.msiexec('/i', self.installer, 'REINSTALL=ALL',
@@ -168,6 +188,7 @@ class Scenario:
         self.check_files('after the repair', PROGRAM_FILES)
         self.checks.same_entries('after the repair, no file is more or less', self.prefix.files(), files)
         self.checks.same_entries('after the repair, all registry entries are there', self.classes(), classes)
+        self.diagnose('after the repair', [])
 
     def remove(self, when):
         self.checks.equal(f'{when}, the removal succeeds', self.msiexec('/x', self.installer), 0)

@@ -1,5 +1,6 @@
 """What the tests of the packages share: checks with names, and a Wine prefix of their own."""
 import pathlib
+import os
 import re
 import shutil
 import subprocess
@@ -69,10 +70,10 @@ class Prefix:
         """Says so at the end."""
         self.unchanged.touch()
 
-    def run(self, *command):
+    def run(self, *command, **variables):
         """The exit code and the output of a program."""
         result = subprocess.run([WINE, self.path, *command], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                                check=False)
+                                check=False, env={**os.environ, **variables})
         return result.returncode, result.stdout.decode('utf-8', 'replace').replace('\r', '')
 
     def drive_c(self, path=''):
