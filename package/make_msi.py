@@ -57,8 +57,13 @@ def corrections(stage):
             name = msi_contents.file_id(path.relative_to(stage).as_posix())
             yield f"UPDATE `File` SET `Version`='{version}', `Language`='{LANGUAGE}' WHERE `File`='{name}'"
             yield f"DELETE FROM `MsiFileHash` WHERE `File_`='{name}'"
-    # The earlier version goes before anything is installed. wixl removes it at the end, when a file may have been kept.
-    yield "UPDATE `InstallExecuteSequence` SET `Sequence`=1401 WHERE `Action`='RemoveExistingProducts'"
+    # The earlier version goes before anything is installed, and comes back if the installation fails. wixl removes it
+    # at the end, when a file may have been kept.
+    yield "UPDATE `InstallExecuteSequence` SET `Sequence`=1501 WHERE `Action`='RemoveExistingProducts'"
+    # wixl puts it at the end of this sequence.
+    yield "UPDATE `InstallUISequence` SET `Sequence`=51 WHERE `Action`='UseInstalledDir'"
+    # Actions that set a property; wixl adds a flag that is for others.
+    yield 'UPDATE `CustomAction` SET `Type`=51'
     # These reach the part of the installation that has administrator rights.
     properties = 'INSTALLDIR;INSTALLEDDIR;WIX_DOWNGRADE_DETECTED;WIX_UPGRADE_DETECTED'
     yield f"UPDATE `Property` SET `Value`='{properties}' WHERE `Property`='SecureCustomProperties'"

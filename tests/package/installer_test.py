@@ -161,8 +161,8 @@ class Scenario:
         self.check_product(when, self.version, PROGRAM_FILES)
         self.diagnose(when, [])
         links = {path.stem: path.read_bytes() for path in self.prefix.drive_c().glob(START_MENU)}
-        self.checks.equal('the Start menu has the documentation and the examples', set(links),
-                          {'Nuvolex Documentation', 'Nuvolex Examples'})
+        self.checks.equal('the Start menu has the documentation, the examples and the doctor', set(links),
+                          {'Nuvolex Documentation', 'Nuvolex Examples', 'Nuvolex Doctor'})
         for name, target in (('Documentation', 'README.html'), ('Examples', 'examples')):
             path = f'{PROGRAM_FILES}\\{target}'.encode('ascii')
             self.checks.that(f'the link to the {name.lower()} leads there', path in links.get(f'Nuvolex {name}', b''))

@@ -60,6 +60,15 @@ def check_archive(checks, archive, folder, wanted):
         checks.that(f'the third-party notices contain "{text}"', text in licences)
 
 
+def check_installer(checks, installer):
+    """What the tests of the installer, which has no window there, cannot show."""
+    for sequence in ('InstallUISequence', 'InstallExecuteSequence'):
+        table = subprocess.run(['msiinfo', 'export', installer, sequence], check=True, stdout=subprocess.PIPE, text=True)
+        order = {row.split('\t')[0]: int(row.split('\t')[2]) for row in table.stdout.splitlines()[3:]}
+        checks.that(f'{sequence} finds the folder of the installed version before it settles all folders',
+                    order.get('AppSearch', 0) < order.get('UseInstalledDir', 0) < order.get('CostFinalize', 0), str(order))
+
+
 def check_sums(checks, names):
     result = subprocess.run(['sha256sum', '--check', '--strict', 'SHA256SUMS'], cwd=PACKAGES, check=False,
                             stdout=subprocess.PIPE, text=True)
@@ -87,6 +96,7 @@ def main():
     check_archive(checks, PACKAGES / names[2], PACKAGES / 'testkit', (
         'run-tests.cmd', 'README.txt', 'tests.txt', 'LICENSE.txt', 'bin/testrunner.exe', 'bin/nuvolex.dll'))
     check_links(checks)
+    check_installer(checks, PACKAGES / names[1])
     check_reproducible(checks, names)
     checks.finish()
 
