@@ -91,8 +91,8 @@ function(get_test_property_of test property out)
 endfunction()
 
 # Sets `out` to the fields VARIABLE=VALUE of a test, with paths of this computer replaced by those in the kit. Two are
-# left out: NUVOLEX_TEST is for Wine's runner, and GTEST_FILTER leaves out what needs another code page, which such
-# tests find out themselves.
+# left out: NUVOLEX_TEST is for Wine's runner, and a GTEST_FILTER that begins with "-" spares this computer tests that
+# take long or need another code page, which they find out themselves. Any other GTEST_FILTER says what the test is.
 function(variables_of test out)
   get_test_property_of("${test}" ENVIRONMENT variables)
   set(fields "")
@@ -103,7 +103,7 @@ function(variables_of test out)
     if(value MATCHES "^/")
       put_in_kit("${value}" value)
     endif()
-    if(NOT name MATCHES "^(NUVOLEX_TEST|GTEST_FILTER)$")
+    if(NOT "${name}=${value}" MATCHES "^(NUVOLEX_TEST=|GTEST_FILTER=-)")
       string(APPEND fields "\t${name}=${value}")
     endif()
   endwhile()
