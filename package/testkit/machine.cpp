@@ -1,15 +1,21 @@
 #include "package/testkit/machine.h"
 
 #include <cstdio>
-#include <string_view>
 
 #include <windows.h>
+
+#include "package/testkit/text.h"
 
 namespace {
 
 /// A function of ntdll.dll, or null.
 template <class Function> Function* FunctionOfNtdll(const char* name) noexcept {
     return reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), name)));
+}
+
+/// Wine's function for its version; null on Windows.
+auto* VersionOfWine() noexcept {
+    return FunctionOfNtdll<const char*()>("wine_get_version");
 }
 
 /// The real version: GetVersionEx would tell a program without a manifest an older one.
@@ -21,19 +27,10 @@ std::string SystemVersion() {
     }
     std::string text = "Windows " + std::to_string(version.dwMajorVersion) + '.' +
                        std::to_string(version.dwMinorVersion) + " build " + std::to_string(version.dwBuildNumber);
-    if (auto* const wine = FunctionOfNtdll<const char*()>("wine_get_version"); wine != nullptr) {
+    if (auto* const wine = VersionOfWine(); wine != nullptr) {
         text += std::string(" (Wine ") + wine() + ')';
     }
     return text;
-}
-
-/// ASCII only, as names of locales are.
-std::string Narrow(std::wstring_view text) {
-    std::string narrow;
-    for (const wchar_t c : text) {
-        narrow += c < 0x80 ? static_cast<char>(c) : '?';
-    }
-    return narrow;
 }
 
 std::string Time() {
@@ -46,6 +43,10 @@ std::string Time() {
 }
 
 } // namespace
+
+bool IsWine() noexcept {
+    return VersionOfWine() != nullptr;
+}
 
 bool IsElevated() noexcept {
     HANDLE raw = nullptr;
@@ -65,7 +66,7 @@ std::vector<std::string> DescribeMachine() {
     return {
         Time(),
         SystemVersion(),
-        "Locale " + Narrow(locale) + ", code page " + std::to_string(GetACP()) + ", of the console " +
+        "Locale " + Narrow(locale, CP_UTF8) + ", code page " + std::to_string(GetACP()) + ", of the console " +
             std::to_string(GetConsoleOutputCP()),
         IsElevated() ? "With administrator rights" : "Without administrator rights",
     };

@@ -4,6 +4,9 @@
 #include <string>
 #include <vector>
 
+/// Whether this is Wine instead of Windows.
+[[nodiscard]] bool IsWine() noexcept;
+
 /// Whether this process has administrator rights.
 [[nodiscard]] bool IsElevated() noexcept;
 

@@ -5,9 +5,10 @@
 //     NAME  KIND  PLACE  SECONDS  NUMBER  COMMAND  VARIABLE=VALUE...
 //
 // KIND is "gtest" for a GoogleTest program, "script" for a script that prints how many checks passed (NUMBER is the
-// least), "example" for a script whose output stands in COMMAND.expected. PLACE is "anywhere", "clean" for a test that
-// changes the registry and wants nothing registered, or "registered"; those stand last. "@" at the beginning of
-// COMMAND or a value is FOLDER. A test has SECONDS until it is ended.
+// least), "example" for a script whose output stands in COMMAND.expected. PLACE is "anywhere" for a test that needs no
+// administrator rights, "clean" for one that changes the machine's registry and wants nothing registered, or
+// "registered"; those stand last. "@" at the beginning of COMMAND or a value is FOLDER. A test has SECONDS until it is
+// ended, with all processes that it started.
 
 #include <algorithm>
 #include <array>
@@ -33,15 +34,13 @@
 
 #include "package/testkit/machine.h"
 #include "package/testkit/outcome.h"
+#include "package/testkit/process.h"
+#include "package/testkit/redaction.h"
+#include "package/testkit/text.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-struct HandleCloser {
-    void operator()(void* handle) const noexcept { CloseHandle(handle); }
-};
-using Handle = std::unique_ptr<void, HandleCloser>;
 
 /// A line of tests.txt.
 struct Test {
@@ -69,18 +68,14 @@ std::string Slurp(const fs::path& path) {
     return text;
 }
 
-std::wstring Widen(std::string_view text) {
-    std::wstring wide(text.size(), L'\0');
-    const int size = static_cast<int>(text.size());
-    wide.resize(static_cast<std::size_t>(
-        size == 0 ? 0 : MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), size)));
-    return wide;
+/// `text`, with "@" at its beginning replaced by `folder`.
+std::wstring Expanded(const fs::path& folder, const std::string& text) {
+    return text.starts_with('@') ? (folder / fs::path(Widen(text.substr(2)))).make_preferred().wstring() : Widen(text);
 }
 
-/// `text`, with "@" at its beginning replaced by the kit's folder.
-std::wstring Expanded(const fs::path& kit, const std::string& text) {
-    return text.starts_with('@') ? (kit / fs::path(Widen(text.substr(2)))).make_preferred().wstring() : Widen(text);
-}
+/// The kit's folder as tests see it, which run two folders below. Test programs read variables as narrow strings, in
+/// which the absolute path may not be expressible.
+const fs::path kitOfTests = L"..\\..";
 
 Test ParsedLine(const fs::path& kit, const std::string& line) {
     std::vector<std::string> fields;
@@ -100,7 +95,7 @@ Test ParsedLine(const fs::path& kit, const std::string& line) {
                  {}};
     for (std::size_t i = 6; i < fields.size(); ++i) {
         const std::size_t sign = fields[i].find('=');
-        test.variables[Widen(fields[i].substr(0, sign))] = Expanded(kit, fields[i].substr(sign + 1));
+        test.variables[Widen(fields[i].substr(0, sign))] = Expanded(kitOfTests, fields[i].substr(sign + 1));
     }
     return test;
 }
@@ -155,10 +150,10 @@ class Variables {
     const std::map<std::wstring, std::wstring>& m_variables;
 };
 
-/// An empty folder, removed in the end with all that is in it.
+/// An empty folder in the kit, removed in the end with all that is in it.
 class WorkFolder {
   public:
-    WorkFolder() : m_path(fs::temp_directory_path() / ("nuvolex-tests-" + std::to_string(GetCurrentProcessId()))) {
+    explicit WorkFolder(const fs::path& kit) : m_path(kit / ("work-" + std::to_string(GetCurrentProcessId()))) {
         fs::create_directory(m_path);
     }
     WorkFolder(const WorkFolder&) = delete;
@@ -173,45 +168,34 @@ class WorkFolder {
     const fs::path m_path;
 };
 
-/// Runs a command line in `folder`, with its output going to the file `output`. Returns its exit code, or nothing if it
-/// had to be ended because it took longer than `seconds`.
-std::optional<DWORD> Run(std::wstring command, const fs::path& folder, const fs::path& output, DWORD seconds) {
-    SECURITY_ATTRIBUTES inherited = {sizeof(inherited), nullptr, TRUE};
-    const Handle file(
-        CreateFileW(output.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS, 0, nullptr));
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
-    startup.hStdOutput = file.get();
-    startup.hStdError = file.get();
-    PROCESS_INFORMATION information = {};
-    if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, folder.c_str(), &startup,
-                       &information) == FALSE) {
-        throw std::runtime_error("cannot be started: error " + std::to_string(GetLastError()));
+/// The script engine that a script needs, or nothing for a program.
+std::wstring EngineOf(const Test& test) {
+    if (test.kind == "gtest") {
+        return L"";
     }
-    const Handle process(information.hProcess);
-    const Handle thread(information.hThread);
-    if (WaitForSingleObject(process.get(), seconds * 1000) != WAIT_OBJECT_0) {
-        TerminateProcess(process.get(), 1);
-        WaitForSingleObject(process.get(), INFINITE);
-        return std::nullopt;
-    }
-    DWORD exitCode = 0;
-    GetExitCodeProcess(process.get(), &exitCode);
-    return exitCode;
+    return test.command.extension() == L".js" ? L"JScript" : L"VBScript";
+}
+
+bool HasEngine(const std::wstring& engine) noexcept {
+    CLSID clsid = {};
+    return engine.empty() || SUCCEEDED(CLSIDFromProgID(engine.c_str(), &clsid));
+}
+
+/// The command line of a test. The engine is named, because the extension may belong to another program; Wine 8 has
+/// no such option.
+std::wstring CommandLineOf(const Test& test) {
+    const std::wstring engine = EngineOf(test);
+    const std::wstring file = L"\"" + test.command.wstring() + L"\"";
+    return engine.empty() ? file : L"cscript.exe //nologo " + (IsWine() ? L"" : L"//E:" + engine + L" ") + file;
 }
 
 /// Runs a test. `output` is what it printed.
-Outcome RunTest(const Test& test, std::string& output) {
-    const WorkFolder work;
+Outcome RunTest(const Test& test, const fs::path& kit, std::string& output) {
+    const WorkFolder work(kit);
     const fs::path folder = work.Path() / "work";
     fs::create_directory(folder);
-    const bool isProgram = test.kind == "gtest";
-    const std::wstring file = L"\"" + test.command.wstring() + L"\"";
     const Variables variables(test.variables);
-    const auto exitCode =
-        Run(isProgram ? file : L"cscript.exe //nologo " + file, folder, work.Path() / "output", test.seconds);
+    const auto exitCode = Run(CommandLineOf(test), folder, work.Path() / "output", test.seconds);
     output = Slurp(work.Path() / "output");
     Outcome outcome;
     if (!exitCode.has_value()) {
@@ -219,7 +203,7 @@ Outcome RunTest(const Test& test, std::string& output) {
         return outcome;
     }
     outcome.exitCode = *exitCode;
-    if (isProgram) {
+    if (test.kind == "gtest") {
         JudgeProgram(output, outcome);
     } else if (test.kind == "script") {
         JudgeScript(output, test.leastChecks, outcome);
@@ -235,7 +219,7 @@ class Registration {
   public:
     explicit Registration(const fs::path& dll) : m_dll(LoadLibraryW(dll.c_str())) {
         if (m_dll == nullptr || FAILED(Call("DllRegisterServer"))) {
-            throw std::runtime_error("cannot register " + dll.string());
+            throw std::runtime_error("the DLL cannot be registered");
         }
     }
     Registration(const Registration&) = delete;
@@ -259,19 +243,22 @@ class Registration {
 /// Prints to the console and to the log.
 class Report {
   public:
-    explicit Report(const fs::path& path) : m_log(path, std::ios::binary) {
+    /// The log is in the kit. With and without administrator rights there is one each.
+    explicit Report(const fs::path& kit)
+        : m_redaction(kit),
+          m_log(kit / (IsElevated() ? "nuvolex-tests.log" : "nuvolex-tests-user.log"), std::ios::binary) {
         if (!m_log) {
-            throw std::runtime_error("cannot write " + path.string());
+            throw std::runtime_error("the log cannot be written into the kit's folder");
         }
     }
 
     void Say(const std::string& line) {
         std::printf("%s\n", line.c_str());
         std::fflush(stdout);
-        Note(line);
+        m_log << line << '\n' << std::flush;
     }
-    /// For the log only.
-    void Note(const std::string& text) { m_log << text << '\n' << std::flush; }
+    /// What a test printed, for the log only.
+    void Note(const std::string& output) { m_log << m_redaction.Apply(output) << '\n' << std::flush; }
 
     void Add(const Test& test, const Outcome& outcome) {
         static constexpr const char* words[] = {"passed", "FAILED", "skipped"};
@@ -283,7 +270,7 @@ class Report {
         std::snprintf(line, sizeof(line), "%-40s %-8s exit code %lu: %d passed, %d failed, %d skipped",
                       test.name.c_str(), words[static_cast<std::size_t>(outcome.verdict)], outcome.exitCode,
                       outcome.passed, outcome.failed, outcome.skipped);
-        Say(outcome.reason.empty() ? line : std::string(line) + " (" + outcome.reason + ")");
+        Say(outcome.reason.empty() ? line : std::string(line) + " (" + m_redaction.Apply(outcome.reason) + ")");
     }
 
     /// The last line. Returns the program's exit code.
@@ -302,24 +289,28 @@ class Report {
                std::to_string(counts[2]) + " skipped";
     }
 
+    const Redaction m_redaction;
     std::ofstream m_log;
     Counts m_counts = {}; // test programs and scripts
     Counts m_cases = {};
 };
 
 /// Runs a test and reports it, registering the DLL before the first that wants it.
-void RunAndReport(const Test& test, const fs::path& kit, std::optional<Registration>& registration, Report& report) {
+void RunAndReport(const Test& test, const fs::path& kit, std::unique_ptr<Registration>& registration, Report& report) {
     Outcome outcome;
     std::string output;
     if (test.place != "anywhere" && !IsElevated()) {
         outcome.verdict = Verdict::Skipped;
         outcome.reason = "NOT RUN: needs administrator rights";
+    } else if (const std::wstring engine = EngineOf(test); !HasEngine(engine)) {
+        outcome.verdict = Verdict::Skipped;
+        outcome.reason = "NOT RUN: " + Narrow(engine, CP_UTF8) + " is not installed";
     } else {
         try {
-            if (test.place == "registered" && !registration.has_value()) {
-                registration.emplace(kit / "bin" / "nuvolex.dll");
+            if (test.place == "registered" && registration == nullptr) {
+                registration = std::make_unique<Registration>(kit / "bin" / "nuvolex.dll");
             }
-            outcome = RunTest(test, output);
+            outcome = RunTest(test, kit, output);
         } catch (const std::exception& error) {
             outcome.reason = error.what();
         }
@@ -334,13 +325,13 @@ int RunAll(const fs::path& kit, const std::set<std::string>& names) {
     if (SUCCEEDED(CLSIDFromProgID(L"Nuvolex.NXString", &clsid))) {
         throw std::runtime_error("Nuvolex is installed or registered on this computer. Remove it first.");
     }
-    Report report(kit / "nuvolex-tests.log");
+    Report report(kit);
     report.Say(TitleOf(kit));
     for (const std::string& line : DescribeMachine()) {
         report.Say(line);
     }
     report.Say("");
-    std::optional<Registration> registration;
+    std::unique_ptr<Registration> registration;
     for (const Test& test : tests) {
         if (interrupted != 0) {
             throw std::runtime_error("interrupted");
@@ -353,7 +344,7 @@ int RunAll(const fs::path& kit, const std::set<std::string>& names) {
 
 } // namespace
 
-int main(int count, char** arguments) {
+int wmain(int count, wchar_t** arguments) {
     constexpr int cannotRun = 2;
     SetConsoleCtrlHandler(&OnControl, TRUE);
     try {
@@ -363,7 +354,10 @@ int main(int count, char** arguments) {
         if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) {
             throw std::runtime_error("COM is not available");
         }
-        return RunAll(fs::canonical(arguments[1]), {arguments + 2, arguments + count});
+        std::set<std::string> names;
+        std::transform(arguments + 2, arguments + count, std::inserter(names, names.end()),
+                       [](const wchar_t* name) { return Narrow(name, CP_UTF8); });
+        return RunAll(fs::canonical(arguments[1]), names);
     } catch (const std::exception& error) {
         std::printf("run-tests: %s\n", error.what());
         return cannotRun;

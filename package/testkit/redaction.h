@@ -1,0 +1,36 @@
+/// Keeps names of users and computers out of the test log.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+/// Replaces the kit's folder, the user's folders, and the names of user and computer by placeholders such as <user>.
+///
+///     Redaction(kit).Apply("C:\\Users\\jane\\kit\\bin\\a.exe, of Jane") // "<kit>\\bin\\a.exe, of <user>"
+///
+/// It finds them in any case, with slashes of either kind, single or doubled, with long or short file names, and in
+/// UTF-8, the ANSI and the OEM code page. Names are replaced as whole words only. Text in which letters are escaped in
+/// other ways is not recognised.
+class Redaction {
+  public:
+    explicit Redaction(const std::filesystem::path& kit);
+
+    [[nodiscard]] std::string Apply(const std::string& text) const;
+
+  private:
+    struct Rule {
+        std::string text; ///< with its ASCII letters in lower case
+        std::string placeholder;
+        bool isName = false; ///< a whole word; otherwise a path
+    };
+
+    void AddPath(const std::wstring& path, const std::string& placeholder);
+    void AddName(const std::wstring& name, const std::string& placeholder);
+    void AddRules(const std::wstring& text, const std::string& placeholder, bool isName);
+
+    /// The length of what the rule matches at `position`, or 0.
+    [[nodiscard]] static std::size_t Match(const Rule& rule, const std::string& text, std::size_t position) noexcept;
+
+    std::vector<Rule> m_rules; // longest first
+};
