@@ -91,8 +91,8 @@ function(get_test_property_of test property out)
 endfunction()
 
 # Sets `out` to the fields VARIABLE=VALUE of a test, with paths of this computer replaced by those in the kit. Two are
-# left out: NUVOLEX_TEST is for Wine's runner, and a GTEST_FILTER that begins with "-" spares this computer tests that
-# take long or need another code page, which they find out themselves. Any other GTEST_FILTER says what the test is.
+# left out: NUVOLEX_TEST is for Wine's runner, and a GTEST_FILTER that begins with "-" excludes tests that are slow here
+# or need another code page, which they check themselves. Any other GTEST_FILTER selects what the test is about.
 function(variables_of test out)
   get_test_property_of("${test}" ENVIRONMENT variables)
   set(fields "")
