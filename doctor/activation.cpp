@@ -47,6 +47,22 @@ HRESULT CallMember(IDispatch& object, const wchar_t* member) {
     return isZero ? S_OK : S_FALSE;
 }
 
+/// What is at the path of the type library. The system takes a path that leads to no file for the name of an object
+/// that it could create, so nothing but our own file is loaded.
+LibraryFile KindOfLibraryFile(const std::wstring& path) {
+    if (!IsFullPath(path)) {
+        return LibraryFile::foreign;
+    }
+    const FileFacts file = ReadFile(path);
+    if (file.IsMissing()) {
+        return LibraryFile::missing;
+    }
+    if (file.error != ERROR_SUCCESS) {
+        return LibraryFile::unreadable;
+    }
+    return file.isNuvolex ? LibraryFile::ours : LibraryFile::foreign;
+}
+
 /// The file that has the code of an object's first method.
 std::wstring FileOfCode(IUnknown* object) {
     const void* const* const vtable = *reinterpret_cast<const void* const* const*>(object);
@@ -80,26 +96,32 @@ DWORD TryToLoad(const std::wstring& path) {
 TypeLibraryFacts LoadTypeLibrary() {
     TypeLibraryFacts facts;
     BSTR path = nullptr;
-    if (SUCCEEDED(QueryPathOfRegTypeLib(LIBID_NUVOLEXLib, 1, 0, libraryLocale, &path))) {
-        const BstrOwner owner(path);
-        facts.path = path;
+    facts.result = QueryPathOfRegTypeLib(LIBID_NUVOLEXLib, 1, 0, libraryLocale, &path);
+    if (FAILED(facts.result)) {
+        return facts;
     }
-    CComPtr<ITypeLib> library;
-    facts.result = LoadRegTypeLib(LIBID_NUVOLEXLib, 1, 0, libraryLocale, &library);
+    const BstrOwner owner(path);
+    facts.path = path;
+    facts.file = KindOfLibraryFile(facts.path);
+    if (facts.file == LibraryFile::ours) {
+        CComPtr<ITypeLib> library;
+        facts.result = LoadTypeLibEx(path, REGKIND_NONE, &library);
+    }
     return facts;
 }
 
 ClassFacts CreateAndCall(const ClassRow& row) {
     ClassFacts facts;
-    facts.tried = true;
     CLSID clsid = {};
     facts.nameResult = CLSIDFromProgID(row.ProgId().c_str(), &clsid);
-    if (FAILED(facts.nameResult)) {
-        clsid = *row.clsid;
+    if (SUCCEEDED(facts.nameResult) && clsid != *row.clsid) {
+        facts.trial = Trial::otherName;
+        return facts;
     }
+    facts.trial = Trial::done;
     CComPtr<IDispatch> object;
     facts.result =
-        CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, reinterpret_cast<void**>(&object));
+        CoCreateInstance(*row.clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, reinterpret_cast<void**>(&object));
     if (SUCCEEDED(facts.result)) {
         facts.servedBy = FileOfCode(object.p);
         facts.memberResult = CallMember(*object.p, row.member);

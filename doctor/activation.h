@@ -17,11 +17,11 @@ class ComApartment {
 /// Loads a library as COM does, runs its start-up code and releases it. Returns the system's error code.
 [[nodiscard]] DWORD TryToLoad(const std::wstring& path);
 
-/// Loads the type library by its identifier.
+/// Looks up the type library by its identifier, and loads it if its file is ours.
 [[nodiscard]] TypeLibraryFacts LoadTypeLibrary();
 
-/// Creates an object by the name of its class, as a script does, and calls one member. Without such a name, it is
-/// created by its identifier.
+/// Looks up the name of the class, as a script does, creates an object of the class and calls one member. If the name
+/// leads to another class, nothing is created.
 [[nodiscard]] ClassFacts CreateAndCall(const ClassRow& row);
 
 /// Whether COM ignores the user's classes in this process: its integrity level is higher than medium.

@@ -1,6 +1,8 @@
 #include "doctor/arguments.h"
 
 #include <algorithm>
+#include <array>
+#include <string_view>
 
 namespace doctor {
 
@@ -25,8 +27,18 @@ Exit code: 0 all is well, 1 something is wrong, 2 wrong arguments.
 
 namespace {
 
+constexpr std::array<std::wstring_view, 3> helpOptions = {L"--help", L"-h", L"/?"};
+
 UsageError Unknown(const std::wstring& argument) {
     return {L"Unknown argument: " + argument};
+}
+
+/// "C:\folder\" on the command line ends with a quote here: the backslash escapes it.
+std::wstring WithoutQuoteAtEnd(std::wstring path) {
+    if (path.ends_with(L'"')) {
+        path.pop_back();
+    }
+    return path;
 }
 
 /// Reads what follows `register` and `unregister`.
@@ -34,14 +46,14 @@ std::variant<Command, UsageError> ParseRegistration(Action action, const std::ve
     Command command;
     command.action = action;
     for (std::size_t i = 1; i < arguments.size(); ++i) {
-        const std::wstring& argument = arguments[i];
+        const std::wstring argument = WithoutQuoteAtEnd(arguments[i]);
         if (argument == L"--user") {
             command.scope = Scope::user;
         } else if (action == Action::registerLibrary && command.path.empty() && !argument.empty() &&
                    !argument.starts_with(L'-')) {
             command.path = argument;
         } else {
-            return Unknown(argument);
+            return Unknown(arguments[i]);
         }
     }
     return command;
@@ -53,7 +65,9 @@ std::variant<Command, UsageError> ParseArguments(const std::vector<std::wstring>
     if (arguments.empty()) {
         return Command{};
     }
-    if (std::find(arguments.begin(), arguments.end(), L"--help") != arguments.end()) {
+    const bool wantsHelp = std::find_first_of(arguments.begin(), arguments.end(), helpOptions.begin(),
+                                              helpOptions.end()) != arguments.end();
+    if (wantsHelp || arguments.front() == L"help") {
         return Command{.action = Action::help};
     }
     const std::wstring& first = arguments.front();

@@ -1,5 +1,7 @@
 #include "doctor/diagnosis.h"
 
+#include <algorithm>
+
 #include "doctor/activation.h"
 #include "doctor/files.h"
 #include "doctor/registry.h"
@@ -11,24 +13,38 @@ namespace {
 
 void AddFiles(const ScopeFacts& scope, Facts& facts) {
     for (const std::optional<std::wstring>& path : scope.servers) {
-        if (path.has_value() && facts.File(*path) == nullptr) {
+        if (path.has_value() && IsFullPath(*path) && facts.File(*path) == nullptr) {
             FileFacts& file = facts.files.emplace_back(ReadFile(*path));
             file.loadError = file.isNuvolex && file.machine == L"x64" ? TryToLoad(*path) : DWORD{ERROR_SUCCESS};
         }
     }
 }
 
-/// Whether a file that could be loaded for a class is another library. COM's choice between the user's and the
-/// machine's entry is not foreseen here: either will do.
-bool MayRunForeignCode(const Facts& facts, std::size_t classIndex) {
+/// Whether the file of a class is surely this library, or the scope has no entry for it.
+bool IsOursOrNone(const Facts& facts, Scope scope, std::size_t classIndex) {
+    if (const std::optional<std::wstring>& path = facts.Of(scope).servers[classIndex]; path.has_value()) {
+        const FileFacts* const file = facts.File(*path);
+        return file != nullptr && file->error == ERROR_SUCCESS && file->isNuvolex;
+    }
+    const std::vector<EntryFact>& entries = facts.Of(scope).entries;
+    const std::wstring key = ClassKey(*classRows[classIndex].clsid) + L"\\";
+    return std::all_of(entries.begin(), entries.end(), [&key](const EntryFact& fact) {
+        return fact.entry.kind != EntryKind::serverPath || !fact.entry.key.starts_with(key) || fact.IsMissing();
+    });
+}
+
+/// Whether a class may be created without running code of another library. COM's choice between the user's and the
+/// machine's entries is not foreseen here: both have to be ours.
+Trial MayTry(const Facts& facts, std::size_t classIndex) {
     for (const Scope scope : scopes) {
-        const std::optional<std::wstring>& path = facts.Of(scope).servers[classIndex];
-        const FileFacts* const file = path.has_value() ? facts.File(*path) : nullptr;
-        if (file != nullptr && file->error == ERROR_SUCCESS && !file->isNuvolex) {
-            return true;
+        if (facts.Of(scope).treatAs[classIndex]) {
+            return Trial::redirected;
+        }
+        if (!IsOursOrNone(facts, scope, classIndex)) {
+            return Trial::otherFile;
         }
     }
-    return false;
+    return Trial::done;
 }
 
 /// The loader may spell a path in another way than the registry, for example without short names.
@@ -53,7 +69,8 @@ Facts GatherFacts() {
     AddFiles(facts.machine, facts);
     facts.typeLibrary = LoadTypeLibrary();
     for (std::size_t i = 0; i < classRows.size(); ++i) {
-        if (!MayRunForeignCode(facts, i)) {
+        facts.classes[i].trial = MayTry(facts, i);
+        if (facts.classes[i].IsTried()) {
             facts.classes[i] = CreateAndCall(classRows[i]);
             UseRegisteredSpelling(facts.files, facts.classes[i].servedBy);
         }

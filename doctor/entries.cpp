@@ -93,7 +93,7 @@ std::vector<Entry> EntriesOf(const std::wstring& path, WORD libraryFlags) {
 }
 
 std::vector<std::wstring> OwnedKeys() {
-    std::vector<std::wstring> keys = {LibraryKey()};
+    std::vector<std::wstring> keys = {LibraryKey(), std::wstring(L"AppID\\") + surrogateAppId};
     for (const ClassRow& row : classRows) {
         keys.insert(keys.end(), {row.ProgId() + L".1", row.ProgId(), ClassKey(*row.clsid), InterfaceKey(*row.iid),
                                  view32 + InterfaceKey(*row.iid)});

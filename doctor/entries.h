@@ -8,6 +8,8 @@
 
 #include <windows.h>
 
+#include "doctor/appid.h"
+
 namespace doctor {
 
 /// Whose classes: those of the current user (HKEY_CURRENT_USER), or those of the machine (HKEY_LOCAL_MACHINE).
@@ -46,6 +48,9 @@ struct Entry {
 
 /// The key of a class: "CLSID\{...}".
 [[nodiscard]] std::wstring ClassKey(REFCLSID clsid);
+
+/// The value of a class, and the key below "AppID", with which 32-bit programs reach it.
+inline constexpr const wchar_t* surrogateAppId = NUVOLEX_SURROGATE_APPID;
 
 /// "Wow6432Node\": below it are the entries that 32-bit programs see.
 inline constexpr const wchar_t* view32 = L"Wow6432Node\\";

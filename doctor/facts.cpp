@@ -2,12 +2,16 @@
 
 #include <algorithm>
 
+#include "doctor/files.h"
 #include "doctor/text.h"
 
 namespace doctor {
 
 bool EntryFact::IsChanged() const noexcept {
     const bool unreadable = status != ERROR_SUCCESS && !IsMissing() && !IsDenied(); // a value of another type
+    if (entry.kind == EntryKind::serverPath && status == ERROR_SUCCESS) {
+        return !IsFullPath(value); // COM would search for it
+    }
     return unreadable || (entry.kind == EntryKind::text && status == ERROR_SUCCESS && !EqualNoCase(value, entry.value));
 }
 

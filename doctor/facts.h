@@ -37,6 +37,7 @@ enum class Access32 {
 struct ScopeFacts {
     std::vector<EntryFact> entries;
     std::array<std::optional<std::wstring>, classRows.size()> servers; ///< the file of each class
+    std::array<bool, classRows.size()> treatAs = {};                   ///< whether another class takes its place
     Access32 access32 = Access32::none;                                ///< of the first class
 
     /// Whether there is any entry that 64-bit programs see, or one that may not be read.
@@ -49,6 +50,7 @@ struct ScopeFacts {
 struct FileFacts {
     std::wstring path;
     DWORD error = ERROR_SUCCESS;     ///< of opening it
+    bool isFolder = false;           ///< which is why it could not be opened
     int bits = 0;                    ///< 64, 32, or 0 if it is no program file of a known machine
     std::wstring machine;            ///< "x64", "x86", "ARM64"; else empty
     std::wstring version;            ///< "1.0.0.0"; empty if it has no version resource
@@ -59,20 +61,35 @@ struct FileFacts {
     [[nodiscard]] bool IsMissing() const noexcept;
 };
 
+/// What the path of the type library leads to.
+enum class LibraryFile { ours, missing, unreadable, foreign };
+
 struct TypeLibraryFacts {
-    HRESULT result = E_UNEXPECTED; ///< of loading it by its identifier
-    std::wstring path;             ///< where the system looks for it; empty if it is not registered
+    HRESULT result = E_UNEXPECTED;        ///< of looking it up or, if its file is ours, of loading it
+    std::wstring path;                    ///< where the system looks for it; empty if it is not registered
+    LibraryFile file = LibraryFile::ours; ///< others are not loaded
+
+    [[nodiscard]] bool Loads() const noexcept { return SUCCEEDED(result) && file == LibraryFile::ours; }
+};
+
+/// Whether an object was created, or why not: no code of other libraries is run.
+enum class Trial {
+    done,
+    otherFile,  ///< a registered file is not known to be this library
+    redirected, ///< by a TreatAs entry
+    otherName,  ///< the name leads to another class
 };
 
 /// One class, created by its name as a script does.
 struct ClassFacts {
-    bool tried = false;                  ///< false: the registered file is another library, so its code was not run
+    Trial trial = Trial::otherFile;
     HRESULT nameResult = E_UNEXPECTED;   ///< of looking up the name
     HRESULT result = E_UNEXPECTED;       ///< of creating an object
     HRESULT memberResult = E_UNEXPECTED; ///< of calling ClassRow::member; S_FALSE when its value is wrong
     std::wstring servedBy;               ///< the file whose code the object runs
 
-    [[nodiscard]] bool Works() const noexcept { return tried && nameResult == S_OK && memberResult == S_OK; }
+    [[nodiscard]] bool IsTried() const noexcept { return trial == Trial::done; }
+    [[nodiscard]] bool Works() const noexcept { return IsTried() && nameResult == S_OK && memberResult == S_OK; }
 };
 
 struct Facts {
@@ -80,7 +97,7 @@ struct Facts {
     bool elevated = false; ///< COM ignores the user's classes in such a process
     ScopeFacts user;
     ScopeFacts machine;
-    std::vector<FileFacts> files; ///< each file that an InprocServer32 entry names, once
+    std::vector<FileFacts> files; ///< each file that an InprocServer32 entry names with its full path, once
     TypeLibraryFacts typeLibrary;
     std::array<ClassFacts, classRows.size()> classes;
 

@@ -124,12 +124,21 @@ std::optional<std::array<DWORD, 3>> IdentityOf(HANDLE file) {
 
 } // namespace
 
+bool IsFullPath(std::wstring_view path) noexcept {
+    constexpr std::wstring_view slashes = L"\\/";
+    const bool hasDrive = path.size() > 2 && path[1] == L':' && slashes.find(path[2]) != std::wstring_view::npos;
+    const std::size_t lastSlash = path.find_last_of(slashes);
+    return (hasDrive || path.starts_with(L"\\\\")) && path.find(L'.', lastSlash) != std::wstring_view::npos;
+}
+
 FileFacts ReadFile(const std::wstring& path) {
     FileFacts facts;
     facts.path = path;
     const HandleOwner file = OpenFile(path, GENERIC_READ);
     if (file == nullptr) {
         facts.error = GetLastError();
+        const DWORD attributes = GetFileAttributesW(path.c_str());
+        facts.isFolder = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
         return facts;
     }
     ReadMachine(file.get(), facts);

@@ -2,10 +2,15 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "doctor/facts.h"
 
 namespace doctor {
+
+/// Whether a path leads everybody to the same file: it has a drive or a share, and an extension. The loader searches
+/// for other paths in several folders, and appends an extension to those without one.
+[[nodiscard]] bool IsFullPath(std::wstring_view path) noexcept;
 
 /// Reads the headers and the version resource of a file. Runs none of its code.
 [[nodiscard]] FileFacts ReadFile(const std::wstring& path);

@@ -32,14 +32,15 @@ class Judgement {
     /// Classes that fail in the same way.
     struct Failure {
         FindingId id;
-        HRESULT result;
+        std::wstring detail;
         std::optional<Scope> scope;
         std::vector<std::wstring> classes;
     };
 
     void Add(FindingId id, FindingDetails details = {}) { m_findings.push_back(MakeFinding(id, std::move(details))); }
     void JudgeFile(Scope scope, const FileFacts& file);
-    void AddFailure(FindingId id, HRESULT result, std::size_t classIndex);
+    void AddFailure(FindingId id, const std::wstring& detail, std::optional<Scope> scope, std::size_t classIndex);
+    void JudgeUntried(std::size_t classIndex);
     void JudgeClass(std::size_t classIndex);
     [[nodiscard]] bool IsExplained(std::size_t classIndex) const noexcept;
     [[nodiscard]] bool LacksOnlyTypeLibrary(const ScopeFacts& scope) const;
@@ -124,23 +125,32 @@ void Judgement::JudgeEntries(Scope scope) {
     }
     EntriesBroken(scope) = true;
     const auto count = [&facts](auto condition) {
-        return std::to_wstring(std::count_if(facts.entries.begin(), facts.entries.end(), condition));
+        return std::count_if(facts.entries.begin(), facts.entries.end(), condition);
     };
-    const std::wstring missing = count([](const EntryFact& fact) { return fact.entry.required && fact.IsMissing(); });
-    const std::wstring changed = count([](const EntryFact& fact) { return fact.entry.required && fact.IsChanged(); });
-    const std::wstring all = count([](const EntryFact& fact) { return fact.entry.required; });
+    const auto missing = count([](const EntryFact& fact) { return fact.entry.required && fact.IsMissing(); });
+    const auto changed = count([](const EntryFact& fact) { return fact.entry.required && fact.IsChanged(); });
+    const auto all = count([](const EntryFact& fact) { return fact.entry.required; });
+    std::vector<std::wstring> faults;
+    for (const auto& [number, what] : {std::pair(missing, L"missing"), std::pair(changed, L"changed")}) {
+        if (number > 0) {
+            faults.push_back(std::to_wstring(number) + (number == 1 ? L" is " : L" are ") + what);
+        }
+    }
     Add(FindingId::entriesDamaged,
-        {scope, first->Name(),
-         L"of " + all + L" entries, " + missing + L" are missing and " + changed + L" are changed."});
+        {scope, first->Name(), L"of " + std::to_wstring(all) + L" entries, " + Join(faults, L" and ") + L"."});
 }
 
 void Judgement::JudgeFile(Scope scope, const FileFacts& file) {
     if (file.IsMissing()) {
         Add(FindingId::fileMissing, {scope, file.path, L""});
+    } else if (file.isFolder) {
+        Add(FindingId::fileUnreadable, {scope, file.path, L"it is a folder"});
     } else if (file.error == ERROR_ACCESS_DENIED || file.loadError == ERROR_ACCESS_DENIED) {
         Add(FindingId::accessDenied, {scope, file.path, L""});
     } else if (file.error != ERROR_SUCCESS) {
         Add(FindingId::fileUnreadable, {scope, file.path, L"error " + std::to_wstring(file.error)});
+    } else if (!file.isNuvolex && file.version.empty()) {
+        Add(FindingId::fileUnidentified, {scope, file.path, L""});
     } else if (!file.isNuvolex) {
         Add(FindingId::foreignFile,
             {scope, file.path, file.product.empty() ? L"product unknown" : L"product: " + file.product});
@@ -166,16 +176,30 @@ void Judgement::JudgeFiles(Scope scope) {
     }
 }
 
+/// Why the type library is not loaded.
+std::wstring ReasonOf(const TypeLibraryFacts& library) {
+    switch (library.file) {
+    case LibraryFile::missing:
+        return L"programs get " + DescribeResult(TYPE_E_CANTLOADLIBRARY) + L", because its file is not there";
+    case LibraryFile::unreadable:
+        return L"its file cannot be read";
+    case LibraryFile::foreign:
+        return L"its file is not the Nuvolex library and was not loaded";
+    default:
+        return DescribeResult(library.result);
+    }
+}
+
 void Judgement::JudgeTypeLibrary() {
     const TypeLibraryFacts& library = m_facts.typeLibrary;
     const std::optional<Scope> scope = m_facts.Winner();
-    if (SUCCEEDED(library.result) || m_unseen || (scope.has_value() && FilesBroken(*scope))) {
+    if (library.Loads() || m_unseen || (scope.has_value() && FilesBroken(*scope))) {
         return;
     }
     if (library.result == TYPE_E_LIBNOTREGISTERED) {
         Add(FindingId::typeLibraryNotRegistered, {scope, L"", L""});
     } else {
-        Add(FindingId::typeLibraryNotLoaded, {scope, library.path, DescribeResult(library.result)});
+        Add(FindingId::typeLibraryNotLoaded, {scope, library.path, ReasonOf(library)});
     }
 }
 
@@ -185,33 +209,50 @@ bool Judgement::IsExplained(std::size_t classIndex) const noexcept {
     return m_unseen || (winner.has_value() ? isBroken(static_cast<std::size_t>(*winner)) : isBroken(0) || isBroken(1));
 }
 
-void Judgement::AddFailure(FindingId id, HRESULT result, std::size_t classIndex) {
-    const auto known = std::find_if(m_failures.begin(), m_failures.end(), [id, result](const Failure& failure) {
-        return failure.id == id && failure.result == result;
+void Judgement::AddFailure(FindingId id, const std::wstring& detail, std::optional<Scope> scope,
+                           std::size_t classIndex) {
+    const auto known = std::find_if(m_failures.begin(), m_failures.end(), [&](const Failure& failure) {
+        return failure.id == id && failure.detail == detail && failure.scope == scope;
     });
-    Failure& failure = known != m_failures.end()
-                           ? *known
-                           : m_failures.emplace_back(Failure{id, result, m_facts.WinnerOf(classIndex), {}});
+    Failure& failure = known != m_failures.end() ? *known : m_failures.emplace_back(Failure{id, detail, scope, {}});
     failure.classes.push_back(classRows[classIndex].ProgId());
+}
+
+/// A file that is not ours has been reported already.
+void Judgement::JudgeUntried(std::size_t classIndex) {
+    const Trial trial = m_facts.classes[classIndex].trial;
+    if (trial == Trial::redirected) {
+        const Scope scope = m_facts.user.treatAs[classIndex] ? Scope::user : Scope::machine;
+        AddFailure(FindingId::servedByOtherFile, std::wstring(L"a TreatAs entry for ") + NameOf(scope), scope,
+                   classIndex);
+    } else if (trial == Trial::otherName) {
+        AddFailure(FindingId::servedByOtherFile, L"the name leads to another class", m_facts.WinnerOf(classIndex),
+                   classIndex);
+    }
 }
 
 void Judgement::JudgeClass(std::size_t classIndex) {
     const ClassFacts& facts = m_facts.classes[classIndex];
-    if (!facts.tried || IsExplained(classIndex)) {
+    if (IsExplained(classIndex)) {
         return;
     }
-    if (facts.result == REGDB_E_CLASSNOTREG) {
-        AddFailure(FindingId::classNotRegistered, facts.result, classIndex);
+    const auto add = [&](FindingId id, HRESULT result) {
+        AddFailure(id, DescribeResult(result), m_facts.WinnerOf(classIndex), classIndex);
+    };
+    if (!facts.IsTried()) {
+        JudgeUntried(classIndex);
+    } else if (facts.result == REGDB_E_CLASSNOTREG) {
+        add(FindingId::classNotRegistered, facts.result);
     } else if (facts.result == E_ACCESSDENIED) {
-        AddFailure(FindingId::accessDenied, facts.result, classIndex);
+        add(FindingId::accessDenied, facts.result);
     } else if (FAILED(facts.result)) {
-        AddFailure(FindingId::classNotCreated, facts.result, classIndex);
-    } else if (facts.memberResult != S_OK) {
-        AddFailure(FindingId::memberFailed, facts.memberResult, classIndex);
-    } else if (facts.nameResult != S_OK) {
-        AddFailure(FindingId::classNotRegistered, facts.nameResult, classIndex);
+        add(FindingId::classNotCreated, facts.result);
     } else if (!IsRegisteredFile(facts.servedBy)) {
-        AddFailure(FindingId::servedByOtherFile, S_OK, classIndex);
+        AddFailure(FindingId::servedByOtherFile, facts.servedBy, m_facts.WinnerOf(classIndex), classIndex);
+    } else if (facts.memberResult != S_OK) {
+        add(FindingId::memberFailed, facts.memberResult);
+    } else if (facts.nameResult != S_OK) {
+        add(FindingId::classNotRegistered, facts.nameResult);
     }
 }
 
@@ -220,7 +261,7 @@ void Judgement::JudgeClasses() {
         JudgeClass(i);
     }
     for (const Failure& failure : m_failures) {
-        Add(failure.id, {failure.scope, Join(failure.classes, L", "), DescribeResult(failure.result)});
+        Add(failure.id, {failure.scope, Join(failure.classes, L", "), failure.detail});
     }
 }
 

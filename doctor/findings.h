@@ -20,6 +20,7 @@ enum class FindingId {
     fileMissing,
     fileUnreadable,
     foreignFile,
+    fileUnidentified,
     wrongBitness,
     fileNotLoaded,
     mixedFiles,

@@ -17,7 +17,7 @@ struct FindingRow {
 };
 
 // clang-format off
-constexpr std::array<FindingRow, 22> findingRows = {{
+constexpr std::array<FindingRow, 23> findingRows = {{
     {FindingId::notRegistered, "not-registered", Severity::error,
      L"Nuvolex is not registered. Programs get 0x80040154 (class not registered), scripts \"can't create object\".",
      L"Register it: nuvolex-doctor register (as administrator, for all users) or nuvolex-doctor register --user."},
@@ -25,7 +25,7 @@ constexpr std::array<FindingRow, 22> findingRows = {{
      L"Nuvolex is registered for 32-bit programs only. 64-bit programs get 0x80040154 (class not registered).",
      L"Register the 64-bit library: nuvolex-doctor register or nuvolex-doctor register --user."},
     {FindingId::entriesDamaged, "entries-damaged", Severity::error,
-     L"The registration for {scope} is incomplete: {detail} The first of them: {subject}",
+     L"The registration for {scope} is damaged: {detail} The first of them: {subject}",
      L"Register again with nuvolex-doctor register{option}, or remove the rest with nuvolex-doctor unregister{option}."},
     {FindingId::accessDenied, "access-denied", Severity::error,
      L"Access is denied (0x80070005): {subject}",
@@ -42,6 +42,10 @@ constexpr std::array<FindingRow, 22> findingRows = {{
     {FindingId::foreignFile, "foreign-file", Severity::error,
      L"The file that is registered for {scope} is not the Nuvolex library ({detail}). Its code was not run: {subject}",
      L"Find out which program registered it. To register Nuvolex in its place: nuvolex-doctor register{option}."},
+    {FindingId::fileUnidentified, "file-unidentified", Severity::error,
+     L"The file that is registered for {scope} is damaged, or not the Nuvolex library: it has no version resource. Its "
+     L"code was not run: {subject}",
+     L"Replace it by the nuvolex.dll of the package, and register that: nuvolex-doctor register{option}."},
     {FindingId::wrongBitness, "wrong-bitness", Severity::error,
      L"The file that is registered for {scope} is not for this kind of program ({detail}, needed: x64). 64-bit programs "
      L"cannot load it: {subject}",
@@ -76,8 +80,10 @@ constexpr std::array<FindingRow, 22> findingRows = {{
      L"Objects can be created, but a call fails: {detail}. Classes: {subject}",
      L"Replace nuvolex.dll, which may be damaged, and register again: nuvolex-doctor register{option}."},
     {FindingId::servedByOtherFile, "served-by-other-file", Severity::error,
-     L"Objects come from another file than the one that is registered: {subject}",
-     L"Look for an application manifest, or a TreatAs entry below the class, that redirects the class."},
+     L"Objects come from another file than the one that is registered ({detail}). Classes: {subject}",
+     L"Register again with nuvolex-doctor register{option}, or remove the registration with nuvolex-doctor "
+     L"unregister{option}: both remove a TreatAs entry. If there is none, look for an application manifest that redirects "
+     L"the class."},
     {FindingId::bothRegistered, "both-registered", Severity::note,
      L"Nuvolex is registered for this user and for the machine. Normal programs of this user use the user's entries "
      L"({subject}), elevated programs, services and other users the machine's ({detail}).",

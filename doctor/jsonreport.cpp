@@ -94,10 +94,10 @@ void WriteClass(JsonWriter& json, const ClassRow& row, const ClassFacts& facts) 
     Member(json, L"name", row.ProgId());
     Member(json, L"clsid", FormatGuid(*row.clsid));
     json.Name(L"works").Bool(facts.Works());
-    result(L"nameResult", facts.tried, facts.nameResult);
-    result(L"createResult", facts.tried, facts.result);
+    result(L"nameResult", facts.IsTried(), facts.nameResult);
+    result(L"createResult", facts.IsTried(), facts.result);
     Member(json, L"member", row.member);
-    result(L"memberResult", facts.tried && SUCCEEDED(facts.result), facts.memberResult);
+    result(L"memberResult", facts.IsTried() && SUCCEEDED(facts.result), facts.memberResult);
     OptionalMember(json, L"servedBy", facts.servedBy);
     json.EndObject();
 }
@@ -116,7 +116,8 @@ void WriteFacts(JsonWriter& json, const Facts& facts) {
     }
     json.EndArray();
     json.Name(L"typeLibrary").BeginObject();
-    Member(json, L"result", FormatResult(facts.typeLibrary.result));
+    const bool wasLoaded = facts.typeLibrary.file == LibraryFile::ours;
+    OptionalMember(json, L"result", wasLoaded ? FormatResult(facts.typeLibrary.result) : L"");
     OptionalMember(json, L"path", facts.typeLibrary.path);
     json.EndObject();
     json.Name(L"classes").BeginArray();

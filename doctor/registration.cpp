@@ -1,7 +1,9 @@
 #include "doctor/registration.h"
 
+#include <algorithm>
 #include <array>
-#include <optional>
+#include <string>
+#include <vector>
 
 #include <atlbase.h>
 #include <oleauto.h>
@@ -28,8 +30,15 @@ std::wstring Refusal(const FileFacts& file) {
         return L"There is no such file: " + file.path +
                L"\nGive the path of nuvolex.dll, or put it beside nuvolex-doctor.exe.";
     }
+    if (file.isFolder) {
+        return L"This is a folder, not the file: " + file.path +
+               L"\nGive the path of nuvolex.dll itself, with the name of the file.";
+    }
     if (file.error != ERROR_SUCCESS) {
         return L"The file cannot be read (error " + std::to_wstring(file.error) + L"): " + file.path;
+    }
+    if (!file.isNuvolex && file.version.empty()) {
+        return L"This file is damaged, or not the Nuvolex library: " + file.path;
     }
     if (!file.isNuvolex) {
         return L"This is not the Nuvolex library: " + file.path;
@@ -37,17 +46,21 @@ std::wstring Refusal(const FileFacts& file) {
     return file.machine != L"x64" ? L"This is not the library for 64-bit programs (x64): " + file.path : L"";
 }
 
-/// The flags of the type library in a file; none if there is no type library of ours in it.
-std::optional<WORD> LibraryFlags(const std::wstring& path) {
+/// Gets the flags of the type library in a file. TYPE_E_UNSUPFORMAT if it is not that of Nuvolex.
+HRESULT GetLibraryFlags(const std::wstring& path, WORD& flags) {
     CComPtr<ITypeLib> library;
     TLIBATTR* attributes = nullptr;
-    if (FAILED(LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library)) || FAILED(library->GetLibAttr(&attributes))) {
-        return std::nullopt;
+    HRESULT result = LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library);
+    if (SUCCEEDED(result)) {
+        result = library->GetLibAttr(&attributes);
     }
-    const bool isOurs = attributes->guid == LIBID_NUVOLEXLib;
-    const WORD flags = attributes->wLibFlags;
+    if (FAILED(result)) {
+        return result;
+    }
+    flags = attributes->wLibFlags;
+    result = attributes->guid == LIBID_NUVOLEXLib ? S_OK : TYPE_E_UNSUPFORMAT;
     library->ReleaseTLibAttr(attributes);
-    return isOurs ? std::optional(flags) : std::nullopt;
+    return result;
 }
 
 Outcome Failed(LSTATUS status, Scope scope, const wchar_t* what, const std::wstring& key) {
@@ -65,6 +78,16 @@ Outcome Failed(LSTATUS status, Scope scope, const wchar_t* what, const std::wstr
     return {false, message};
 }
 
+/// Adds the entries with which 32-bit programs reach the classes, as far as they are there.
+void AddKeptEntries(Scope scope, std::vector<Entry>& entries) {
+    for (const ClassRow& row : classRows) {
+        const std::wstring key = ClassKey(*row.clsid);
+        if (EqualNoCase(ReadValue(scope, key, L"AppID").text, surrogateAppId)) {
+            entries.push_back({key, L"AppID", surrogateAppId});
+        }
+    }
+}
+
 /// Removes what would otherwise stay behind below the keys of the classes, such as entries of another library.
 Outcome RemoveClassKeys(Scope scope) {
     for (const ClassRow& row : classRows) {
@@ -77,8 +100,8 @@ Outcome RemoveClassKeys(Scope scope) {
 }
 
 /// Keys that other programs use too. Registering for a user may have created them; those of the machine always exist.
-constexpr std::array<const wchar_t*, 5> sharedUserKeys = {L"CLSID", L"Interface", L"TypeLib", L"Wow6432Node\\Interface",
-                                                          L"Wow6432Node"};
+constexpr std::array<const wchar_t*, 6> sharedUserKeys = {
+    L"AppID", L"CLSID", L"Interface", L"TypeLib", L"Wow6432Node\\Interface", L"Wow6432Node"};
 
 } // namespace
 
@@ -87,14 +110,16 @@ Outcome RegisterLibrary(Scope scope, const std::wstring& path) {
     if (const std::wstring refusal = Refusal(file); !refusal.empty()) {
         return {false, refusal};
     }
-    const std::optional<WORD> flags = LibraryFlags(file.path);
-    if (!flags.has_value()) {
-        return {false, L"The file has no type library of Nuvolex in it; it may be damaged: " + file.path};
+    WORD flags = 0;
+    if (const HRESULT result = GetLibraryFlags(file.path, flags); FAILED(result)) {
+        return {false, L"The type library in the file cannot be used: " + DescribeResult(result) + L": " + file.path};
     }
+    std::vector<Entry> entries = EntriesOf(file.path, flags);
+    AddKeptEntries(scope, entries);
     if (Outcome removed = RemoveClassKeys(scope); !removed.succeeded) {
         return removed;
     }
-    for (const Entry& entry : EntriesOf(file.path, *flags)) {
+    for (const Entry& entry : entries) {
         if (const LSTATUS status = WriteEntry(scope, entry); status != ERROR_SUCCESS) {
             return Failed(status, scope, L"write", entry.key);
         }
@@ -103,7 +128,10 @@ Outcome RegisterLibrary(Scope scope, const std::wstring& path) {
 }
 
 Outcome UnregisterLibrary(Scope scope) {
-    for (const std::wstring& key : OwnedKeys()) {
+    const std::vector<std::wstring> keys = OwnedKeys();
+    const bool wasThere =
+        std::any_of(keys.begin(), keys.end(), [scope](const std::wstring& key) { return HasKey(scope, key); });
+    for (const std::wstring& key : keys) {
         if (const LSTATUS status = RemoveTree(scope, key); status != ERROR_SUCCESS) {
             return Failed(status, scope, L"remove", key);
         }
@@ -119,7 +147,8 @@ Outcome UnregisterLibrary(Scope scope) {
             }
         }
     }
-    return {true, std::wstring(L"Nuvolex is no longer registered for ") + NameOf(scope) + L"."};
+    const std::wstring what = wasThere ? L"Nuvolex is no longer registered for " : L"Nuvolex was not registered for ";
+    return {true, what + NameOf(scope) + L"."};
 }
 
 } // namespace doctor

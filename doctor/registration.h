@@ -12,7 +12,8 @@ struct Outcome {
     std::wstring message; ///< what was done; or what failed, and what to do
 };
 
-/// Registers the library at `path`. Whatever else is below the keys of its classes is removed. If the file is not this
+/// Registers the library at `path`. Whatever else is below the keys of its classes is removed,
+/// except what lets 32-bit programs use them through the surrogate process. If the file is not this
 /// library for 64-bit programs, nothing is written.
 [[nodiscard]] Outcome RegisterLibrary(Scope scope, const std::wstring& path);
 

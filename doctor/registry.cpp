@@ -78,6 +78,11 @@ RegistryValue ReadValue(Scope scope, const std::wstring& key, const std::wstring
     return value;
 }
 
+bool HasKey(Scope scope, const std::wstring& key) {
+    KeyOwner opened;
+    return Missing(Open(scope, key, KEY_QUERY_VALUE, opened)) != ERROR_FILE_NOT_FOUND;
+}
+
 ScopeFacts ReadScope(Scope scope) {
     ScopeFacts facts;
     std::size_t classIndex = 0;
@@ -90,6 +95,9 @@ ScopeFacts ReadScope(Scope scope) {
             ++classIndex;
         }
         facts.entries.push_back(std::move(fact));
+    }
+    for (std::size_t i = 0; i < classRows.size(); ++i) {
+        facts.treatAs[i] = HasKey(scope, ClassKey(*classRows[i].clsid) + L"\\TreatAs");
     }
     facts.access32 = ReadAccess32(scope);
     return facts;

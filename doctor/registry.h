@@ -18,6 +18,9 @@ struct RegistryValue {
 
 [[nodiscard]] RegistryValue ReadValue(Scope scope, const std::wstring& key, const std::wstring& name);
 
+/// Whether there is such a key, or one that may not be read.
+[[nodiscard]] bool HasKey(Scope scope, const std::wstring& key);
+
 /// Reads what is there of all entries.
 [[nodiscard]] ScopeFacts ReadScope(Scope scope);
 

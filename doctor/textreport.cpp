@@ -29,6 +29,9 @@ std::wstring TextOfScope(const ScopeFacts& scope) {
 }
 
 std::wstring TextOfFile(const FileFacts& file) {
+    if (file.isFolder) {
+        return L"a folder, not a file";
+    }
     if (file.error != ERROR_SUCCESS) {
         return file.IsMissing() ? L"not there" : L"cannot be read (error " + std::to_wstring(file.error) + L")";
     }
@@ -41,8 +44,15 @@ std::wstring TextOfFile(const FileFacts& file) {
 }
 
 std::wstring TextOfClass(const ClassFacts& facts, const wchar_t* member) {
-    if (!facts.tried) {
-        return L"not tried: another library is registered";
+    switch (facts.trial) {
+    case Trial::otherFile:
+        return L"not tried: its file is not, or may not be, the Nuvolex library";
+    case Trial::redirected:
+        return L"not tried: a TreatAs entry redirects it";
+    case Trial::otherName:
+        return L"not tried: its name leads to another class";
+    default:
+        break;
     }
     if (FAILED(facts.result)) {
         return L"cannot be created: " + DescribeResult(facts.result);
@@ -51,6 +61,13 @@ std::wstring TextOfClass(const ClassFacts& facts, const wchar_t* member) {
         return L"created, but " + std::wstring(member) + L" fails: " + DescribeResult(facts.memberResult);
     }
     return facts.nameResult == S_OK ? L"works" : L"works, but not by its name: " + DescribeResult(facts.nameResult);
+}
+
+std::wstring TextOfTypeLibrary(const TypeLibraryFacts& library) {
+    if (library.file != LibraryFile::ours) {
+        return L"not loaded: its file is not, or may not be, the Nuvolex library: " + library.path;
+    }
+    return SUCCEEDED(library.result) ? L"loads: " + library.path : DescribeResult(library.result);
 }
 
 std::wstring TextOfWinner(const Facts& facts) {
@@ -101,8 +118,7 @@ std::wstring TextReport(const Facts& facts, const std::vector<Finding>& findings
         text += Line(L"  " + file.path) + Line(L"    " + TextOfFile(file));
     }
     text += Line(L"") + Line(L"Type library");
-    text += Line(L"  " + (SUCCEEDED(facts.typeLibrary.result) ? L"loads: " + facts.typeLibrary.path
-                                                              : DescribeResult(facts.typeLibrary.result)));
+    text += Line(L"  " + TextOfTypeLibrary(facts.typeLibrary));
     text += Line(L"") + Line(L"Classes");
     for (std::size_t i = 0; i < classRows.size(); ++i) {
         text += Row(classRows[i].ProgId(), TextOfClass(facts.classes[i], classRows[i].member));

@@ -15,6 +15,9 @@ namespace {
 
 using Ids = std::vector<std::string>;
 
+/// A class of the system, in scrrun.dll.
+constexpr const wchar_t* foreignClass = L"{0D43FE01-F093-11CF-8940-00A0C9054228}";
+
 class Diagnosis : public WithDoctor {
   protected:
     /// Expects one error, in the text and in the JSON, with all `words` in the text.
@@ -30,6 +33,13 @@ class Diagnosis : public WithDoctor {
         EXPECT_EQ(json.exitCode, 1u);
         EXPECT_EQ(json.Findings("error"), Ids{id});
         EXPECT_EQ(json.Json()["verdict"].string, "faulty");
+    }
+
+    /// Expects that no object of the class was created.
+    void ExpectNotTried(std::size_t classIndex) {
+        const JsonValue json = Doctor(L"--json").Json();
+        EXPECT_EQ(json["facts"]["classes"][classIndex]["createResult"].kind, JsonValue::Kind::nothing);
+        EXPECT_EQ(json["facts"]["classes"][classIndex]["servedBy"].kind, JsonValue::Kind::nothing);
     }
 
     /// Registers, and expects that all is well then.
@@ -101,14 +111,53 @@ TEST_F(Diagnosis, InterfacesLeftBehind_AreRepaired) {
         Remove(row.ProgId());
         Remove(row.VersionedProgId());
     }
-    ExpectError("entries-damaged", {"for the machine is incomplete"});
+    ExpectError("entries-damaged", {"The registration for the machine is damaged"});
     ExpectRepaired();
 }
 
 TEST_F(Diagnosis, NameOfAnotherClass_IsRepaired) {
     RegisterByItself(DllPath().wstring());
-    SetText(classes[0].ProgId() + L"\\CLSID", L"", L"{00020424-0000-0000-C000-000000000046}");
-    ExpectError("entries-damaged", {"0 are missing and 1 are changed", "Nuvolex.NXString\\CLSID"});
+    SetText(classes[0].ProgId() + L"\\CLSID", L"", foreignClass);
+    ExpectError("entries-damaged", {"1 is changed", "Nuvolex.NXString\\CLSID", "its name leads to another class"});
+    ExpectNotTried(0);
+    ExpectRepaired();
+}
+
+TEST_F(Diagnosis, RedirectedClass_IsNotRunAndIsRepaired) {
+    RegisterByItself(DllPath().wstring());
+    SetText(doctor::ClassKey(*classes[0].clsid) + L"\\TreatAs", L"", foreignClass);
+    ExpectError("served-by-other-file", {"TreatAs", "Nuvolex.NXString", "nuvolex-doctor register"});
+    ExpectNotTried(0);
+    ExpectRepaired();
+}
+
+TEST_F(Diagnosis, ClassRedirectedForTheUser_IsNotRunAndIsRepaired) {
+    RegisterByItself(DllPath().wstring());
+    SetTextOf(Scope::user, doctor::ClassKey(*classes[0].clsid) + L"\\TreatAs", L"", foreignClass);
+    ExpectError("served-by-other-file", {"TreatAs", "for this user", "nuvolex-doctor unregister --user"});
+    ExpectNotTried(0);
+    EXPECT_EQ(Doctor(L"unregister --user").exitCode, 0u);
+    EXPECT_EQ(Doctor().exitCode, 0u);
+}
+
+/// COM would find the file in one of its own folders, or in the doctor's.
+TEST_F(Diagnosis, FileWithoutFolder_IsNotRunAndIsRepaired) {
+    for (const wchar_t* const name : {L"scrrun.dll", L"nuvolex.dll"}) {
+        RegisterByItself(DllPath().wstring());
+        SetServers(name);
+        ExpectError("entries-damaged", {"7 are changed", "InprocServer32", "not tried"});
+        ExpectNotTried(0);
+        EXPECT_TRUE(Doctor(L"--json").Json()["facts"]["files"].items.empty());
+        ExpectRepaired();
+    }
+}
+
+TEST_F(Diagnosis, Folder_IsNamedAsSuch) {
+    RegisterByItself(DllPath().wstring());
+    SetServers(L"C:\\windows\\system.dll");
+    std::filesystem::create_directory(L"C:\\windows\\system.dll");
+    ExpectError("file-unreadable", {"it is a folder"});
+    std::filesystem::remove(L"C:\\windows\\system.dll");
     ExpectRepaired();
 }
 
@@ -129,13 +178,23 @@ TEST_F(Diagnosis, WrongBitness_IsRepaired) {
     ExpectRepaired();
 }
 
-TEST_F(Diagnosis, FileOfAnotherKind_IsForeign) {
-    RegisterByItself(DllPath().wstring());
-    const std::filesystem::path text = m_folder / L"text.dll";
-    std::ofstream(text) << "text";
-    SetServers(text.wstring());
-    ExpectError("foreign-file", {"product unknown", "not a program file"});
-    ExpectRepaired();
+TEST_F(Diagnosis, FileWithoutVersion_IsReplaced) {
+    struct Row {
+        const wchar_t* name;
+        std::uintmax_t size;
+    };
+    for (const Row& row : {Row{L"empty", 0}, Row{L"truncated", 5000}}) {
+        const std::wstring copy = Copy(row.name);
+        RegisterByItself(copy);
+        std::filesystem::resize_file(copy, row.size);
+        SetText(L"TypeLib\\" + doctor::FormatGuid(LIBID_NUVOLEXLib) + L"\\1.0\\409\\win64", L"", DllPath().wstring());
+        ExpectError("file-unidentified",
+                    {"damaged, or not the Nuvolex library", "What to do: Replace it", "not tried"});
+        const Report run = Doctor(L"register \"" + copy + L"\"");
+        EXPECT_EQ(run.exitCode, 1u);
+        EXPECT_TRUE(run.Says("damaged, or not the Nuvolex library")) << run.output;
+        ExpectRepaired();
+    }
 }
 
 TEST_F(Diagnosis, FileThatCannotBeLoaded_IsRepaired) {
@@ -176,6 +235,16 @@ TEST_F(Diagnosis, MovedTypeLibrary_IsRepaired) {
     SetText(L"TypeLib\\" + doctor::FormatGuid(LIBID_NUVOLEXLib) + L"\\1.0\\409\\win64", L"", L"C:\\gone.dll");
     ExpectError("type-library-not-loaded", {"0x80029C4A", "C:\\gone.dll"});
     ExpectRepaired();
+}
+
+TEST_F(Diagnosis, ForeignTypeLibrary_IsNotLoadedAndIsRepaired) {
+    RegisterByItself(DllPath().wstring());
+    for (const wchar_t* const path : {L"C:\\windows\\system32\\scrrun.dll", L"scrrun.dll", L"nuvolex.dll"}) {
+        SetText(L"TypeLib\\" + doctor::FormatGuid(LIBID_NUVOLEXLib) + L"\\1.0\\409\\win64", L"", path);
+        ExpectError("type-library-not-loaded", {"not the Nuvolex library", ToUtf8(path)});
+        EXPECT_EQ(Doctor(L"--json").Json()["facts"]["typeLibrary"]["result"].kind, JsonValue::Kind::nothing);
+        ExpectRepaired();
+    }
 }
 
 TEST_F(Diagnosis, KeyThatMayNotBeRead_IsNamed) {

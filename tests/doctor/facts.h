@@ -51,13 +51,13 @@ inline doctor::Facts HealthyFacts() {
     facts.machine = CompleteScope();
     facts.files = {GoodFile()};
     facts.typeLibrary = {S_OK, registeredPath};
-    facts.classes.fill({true, S_OK, S_OK, S_OK, registeredPath});
+    facts.classes.fill({doctor::Trial::done, S_OK, S_OK, S_OK, registeredPath});
     return facts;
 }
 
 /// Lets the creation of all classes fail.
 inline void FailAllClasses(doctor::Facts& facts, HRESULT result) {
-    facts.classes.fill({true, S_OK, result, E_UNEXPECTED, L""});
+    facts.classes.fill({doctor::Trial::done, S_OK, result, E_UNEXPECTED, L""});
 }
 
 /// Not registered at all.
@@ -66,6 +66,13 @@ inline doctor::Facts UnregisteredFacts() {
     facts.machine = EmptyScope();
     facts.files.clear();
     facts.typeLibrary = {TYPE_E_LIBNOTREGISTERED, L""};
-    facts.classes.fill({true, CO_E_CLASSSTRING, REGDB_E_CLASSNOTREG, E_UNEXPECTED, L""});
+    facts.classes.fill({doctor::Trial::done, CO_E_CLASSSTRING, REGDB_E_CLASSNOTREG, E_UNEXPECTED, L""});
+    return facts;
+}
+
+/// A class that was not created, for that reason.
+inline doctor::ClassFacts Untried(doctor::Trial why) {
+    doctor::ClassFacts facts;
+    facts.trial = why;
     return facts;
 }

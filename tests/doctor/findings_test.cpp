@@ -95,6 +95,20 @@ const FaultRow faultRows[] = {
          facts.classes.fill({});
      },
      {"foreign-file", "machine-entries-only"}},
+    {"FileWithoutVersion",
+     [](Facts& facts) {
+         facts.files[0] = {};
+         facts.files[0].path = registeredPath;
+         facts.classes.fill({});
+     },
+     {"file-unidentified", "machine-entries-only"}},
+    {"Folder",
+     [](Facts& facts) {
+         MoveFile(facts);
+         facts.files[0].error = ERROR_ACCESS_DENIED;
+         facts.files[0].isFolder = true;
+     },
+     {"file-unreadable", "machine-entries-only"}},
     {"File32Bit",
      [](Facts& facts) {
          facts.files[0].bits = 32;
@@ -140,6 +154,14 @@ const FaultRow faultRows[] = {
     {"EntryOfAnotherType",
      [](Facts& facts) { facts.machine.entries[1].status = ERROR_UNSUPPORTED_TYPE; },
      {"entries-damaged", "machine-entries-only"}},
+    {"FileWithoutFolder",
+     [](Facts& facts) {
+         facts.machine.entries[7].value = L"nuvolex.dll";
+         facts.machine.servers.fill(L"nuvolex.dll");
+         facts.files.clear();
+         facts.classes.fill({});
+     },
+     {"entries-damaged", "machine-entries-only"}},
     {"KeyForbidden",
      [](Facts& facts) { facts.machine.entries[7].status = ERROR_ACCESS_DENIED; },
      {"access-denied", "machine-entries-only"}},
@@ -151,6 +173,11 @@ const FaultRow faultRows[] = {
      {"type-library-not-registered", "machine-entries-only"}},
     {"TypeLibraryMoved",
      [](Facts& facts) { facts.typeLibrary.result = TYPE_E_CANTLOADLIBRARY; },
+     {"type-library-not-loaded", "machine-entries-only"}},
+    {"TypeLibraryForeign",
+     [](Facts& facts) {
+         facts.typeLibrary = {E_UNEXPECTED, L"C:\\other.dll", LibraryFile::foreign};
+     },
      {"type-library-not-loaded", "machine-entries-only"}},
     {"ClassNotRegisteredForNoReason",
      [](Facts& facts) { FailAllClasses(facts, REGDB_E_CLASSNOTREG); },
@@ -169,6 +196,21 @@ const FaultRow faultRows[] = {
      {"member-failed", "machine-entries-only"}},
     {"ServedByAnotherFile",
      [](Facts& facts) { facts.classes[2].servedBy = L"C:\\other.dll"; },
+     {"served-by-other-file", "machine-entries-only"}},
+    {"ServedByAnotherFileThatFails",
+     [](Facts& facts) {
+         facts.classes[2].servedBy = L"C:\\other.dll";
+         facts.classes[2].memberResult = DISP_E_UNKNOWNNAME;
+     },
+     {"served-by-other-file", "machine-entries-only"}},
+    {"ClassRedirected",
+     [](Facts& facts) {
+         facts.machine.treatAs[2] = true;
+         facts.classes[2] = Untried(Trial::redirected);
+     },
+     {"served-by-other-file", "machine-entries-only"}},
+    {"NameOfAnotherClass",
+     [](Facts& facts) { facts.classes[2] = Untried(Trial::otherName); },
      {"served-by-other-file", "machine-entries-only"}},
     {"UserOnly", RegisterForUserOnly, {"user-entries-only"}},
     {"UserOnlyButElevated",
@@ -261,8 +303,38 @@ TEST(JudgingTexts, DamagedEntries_AreCounted) {
     Remove(facts.machine, L"Nuvolex.NXString.1");
     facts.machine.entries[4].value = L"changed";
     const Finding finding = FindingOf(facts, FindingId::entriesDamaged);
-    EXPECT_TRUE(Contains(finding.text, L"2 are missing and 1 are changed")) << finding.text;
+    EXPECT_TRUE(Contains(finding.text, L"2 are missing and 1 is changed")) << finding.text;
     EXPECT_EQ(finding.subject, L"Nuvolex.NXString.1");
+}
+
+TEST(JudgingTexts, DamagedEntriesOfOneKind_AreCountedAlone) {
+    Facts facts = HealthyFacts();
+    facts.machine.entries[4].value = L"changed";
+    const std::wstring one = FindingOf(facts, FindingId::entriesDamaged).text;
+    EXPECT_TRUE(Contains(one, L"entries, 1 is changed. ")) << one;
+    facts.machine.entries[4].status = ERROR_FILE_NOT_FOUND;
+    const std::wstring other = FindingOf(facts, FindingId::entriesDamaged).text;
+    EXPECT_TRUE(Contains(other, L"entries, 1 is missing. ")) << other;
+}
+
+TEST(JudgingTexts, FileWithoutVersion_IsReplacedFirst) {
+    Facts facts = HealthyFacts();
+    facts.files[0].isNuvolex = false;
+    facts.files[0].version.clear();
+    const Finding finding = FindingOf(facts, FindingId::fileUnidentified);
+    EXPECT_TRUE(Contains(finding.text, L"damaged, or not the Nuvolex library")) << finding.text;
+    EXPECT_TRUE(finding.cure.starts_with(L"Replace it")) << finding.cure;
+}
+
+TEST(JudgingTexts, RedirectedClass_NamesTheScopeOfTheRedirection) {
+    Facts facts = HealthyFacts();
+    facts.user.treatAs[2] = true;
+    facts.classes[2] = Untried(Trial::redirected);
+    const Finding finding = FindingOf(facts, FindingId::servedByOtherFile);
+    EXPECT_EQ(finding.scope, Scope::user);
+    EXPECT_EQ(finding.subject, L"Nuvolex.NXStringList");
+    EXPECT_TRUE(Contains(finding.text, L"TreatAs")) << finding.text;
+    EXPECT_TRUE(Contains(finding.cure, L"unregister --user")) << finding.cure;
 }
 
 TEST(JudgingEntries, OptionalEntries_MayBeMissing) {

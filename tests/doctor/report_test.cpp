@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "doctor/arguments.h"
+#include "doctor/files.h"
 #include "doctor/json.h"
 #include "doctor/report.h"
 #include "doctor/text.h"
@@ -91,6 +92,16 @@ TEST(Json, HealthyFacts_AreOk) {
     EXPECT_EQ(json["findings"][0]["severity"].string, "note");
 }
 
+TEST(Json, WhatWasNotTried_IsNull) {
+    Facts facts = HealthyFacts();
+    facts.typeLibrary = {E_UNEXPECTED, L"C:\\other.dll", LibraryFile::foreign};
+    facts.classes[0] = Untried(Trial::redirected);
+    const JsonValue json = JsonOf(facts);
+    EXPECT_EQ(json["facts"]["typeLibrary"]["result"].kind, JsonValue::Kind::nothing);
+    EXPECT_EQ(json["facts"]["classes"][0]["createResult"].kind, JsonValue::Kind::nothing);
+    EXPECT_FALSE(json["facts"]["classes"][0]["works"].truth);
+}
+
 TEST(Json, FaultyFacts_AreFaulty) {
     const JsonValue json = JsonOf(UnregisteredFacts());
     EXPECT_EQ(json["verdict"].string, "faulty");
@@ -156,6 +167,22 @@ TEST(Arguments, Register_TakesUserAndPathInAnyOrder) {
     EXPECT_EQ(CommandOf({L"register"}).path, L"");
 }
 
+/// "C:\\folder\\" on the command line ends with a quote: the backslash escapes it.
+TEST(Arguments, QuoteAtTheEndOfAPath_IsRemoved) {
+    EXPECT_EQ(CommandOf({L"register", L"C:\\folder\""}).path, L"C:\\folder");
+    EXPECT_TRUE(std::holds_alternative<UsageError>(ParseArguments({L"register", L"\""})));
+}
+
+TEST(FullPath, DriveOrShareAndExtension_AreNeeded) {
+    for (const wchar_t* const path : {L"C:\\a\\nuvolex.dll", L"c:/a/nuvolex.dll", L"\\\\server\\a\\nuvolex.dll"}) {
+        EXPECT_TRUE(IsFullPath(path)) << ToUtf8(path);
+    }
+    for (const wchar_t* const path : {L"", L"nuvolex.dll", L"a\\nuvolex.dll", L"\\nuvolex.dll", L"C:nuvolex.dll",
+                                      L"script:nuvolex.dll", L"C:\\a.b\\nuvolex"}) {
+        EXPECT_FALSE(IsFullPath(path)) << ToUtf8(path);
+    }
+}
+
 TEST(Arguments, Unregister_TakesUser) {
     EXPECT_EQ(CommandOf({L"unregister"}).scope, Scope::machine);
     EXPECT_EQ(CommandOf({L"unregister", L"--user"}).scope, Scope::user);
@@ -165,6 +192,10 @@ TEST(Arguments, Unregister_TakesUser) {
 TEST(Arguments, Help_WinsOverAllElse) {
     EXPECT_EQ(CommandOf({L"--help"}).action, Action::help);
     EXPECT_EQ(CommandOf({L"register", L"--help"}).action, Action::help);
+    for (const wchar_t* const word : {L"-h", L"/?", L"help"}) {
+        EXPECT_EQ(CommandOf({word}).action, Action::help);
+    }
+    EXPECT_EQ(CommandOf({L"unregister", L"/?"}).action, Action::help);
     EXPECT_EQ(CommandOf({L"--version"}).action, Action::version);
 }
 

@@ -101,8 +101,59 @@ TEST_F(Scopes, Unregister_NeedsNoFile) {
 }
 
 TEST_F(Scopes, UnregisterOfNothing_Succeeds) {
-    EXPECT_EQ(Doctor(L"unregister").exitCode, 0u);
-    EXPECT_EQ(Doctor(L"unregister --user").exitCode, 0u);
+    const Report machine = Doctor(L"unregister");
+    EXPECT_EQ(machine.exitCode, 0u);
+    EXPECT_EQ(machine.output, "Nuvolex was not registered for the machine.\r\n");
+    const Report user = Doctor(L"unregister --user");
+    EXPECT_EQ(user.exitCode, 0u);
+    EXPECT_EQ(user.output, "Nuvolex was not registered for this user.\r\n");
+}
+
+/// The classes as surrogate.reg leaves them.
+TEST_F(Scopes, AccessOf32BitPrograms_IsKeptByRegisterAndRemovedByUnregister) {
+    for (const Scope scope : doctor::scopes) {
+        const std::wstring option = scope == Scope::user ? L" --user" : L"";
+        const RegistryLines before = AllOfUser();
+        ASSERT_EQ(Doctor(L"register" + option).exitCode, 0u);
+        for (const Class& row : classes) {
+            SetTextOf(scope, doctor::ClassKey(*row.clsid), L"AppID", doctor::surrogateAppId);
+        }
+        SetTextOf(scope, std::wstring(L"AppID\\") + doctor::surrogateAppId, L"DllSurrogate", L"");
+        const RegistryLines enabled = LinesOf(scope);
+        EXPECT_EQ(Doctor(L"register" + option).exitCode, 0u);
+        ExpectSame(LinesOf(scope), enabled);
+        EXPECT_EQ(Doctor(L"unregister" + option).exitCode, 0u);
+        EXPECT_EQ(LinesOf(scope), RegistryLines());
+        ExpectSame(AllOfUser(), before);
+    }
+}
+
+TEST_F(Scopes, AppIdOfAnotherLibrary_IsRemovedByRegister) {
+    const RegistryLines wanted = LinesOfLibrary(m_path);
+    SetText(doctor::ClassKey(*classes[0].clsid), L"AppID", L"{00000000-0000-0000-0000-00000000ABCD}");
+    EXPECT_EQ(Doctor(L"register").exitCode, 0u);
+    ExpectSame(LinesOf(Scope::machine), wanted);
+}
+
+TEST_F(Scopes, RegisterOfAFolder_SaysThatItIsOne) {
+    for (const std::wstring& path : {m_folder.wstring(), m_folder.wstring() + L"\\", std::wstring(L".")}) {
+        const Report run = Doctor(L"register \"" + path + L"\"");
+        EXPECT_EQ(run.exitCode, 1u);
+        EXPECT_TRUE(run.Says("This is a folder, not the file")) << run.output;
+    }
+}
+
+TEST_F(Scopes, RegisterOfALongPath_GivesTheResultAndNoGuess) {
+    const std::wstring copy = Copy(std::wstring(120, L'a') + L"\\" + std::wstring(120, L'b'));
+    ASSERT_GT(copy.size(), std::size_t{MAX_PATH});
+    const Report run = Doctor(L"register \"" + copy + L"\"");
+    for (std::filesystem::path path = copy; path != m_folder; path = path.parent_path()) { // too long for remove_all
+        const std::wstring extended = L"\\\\?\\" + path.wstring();
+        EXPECT_TRUE(DeleteFileW(extended.c_str()) != FALSE || RemoveDirectoryW(extended.c_str()) != FALSE);
+    }
+    EXPECT_EQ(run.exitCode, 1u) << run.output;
+    EXPECT_TRUE(run.Says("0x80029C4A") || run.Says("There is no such file")) << run.output; // Wine, Windows
+    EXPECT_FALSE(run.Says("damaged")) << run.output;
 }
 
 TEST_F(Scopes, Register_RemovesWhatAnotherLibraryLeftBelowTheClass) {

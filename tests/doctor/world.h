@@ -182,8 +182,8 @@ class WithDoctor : public testing::Test {
                 RegDeleteTreeW(doctor::RootOf(scope), Path(doctor::view32 + key).c_str());
             }
         }
-        for (const wchar_t* const key :
-             {L"CLSID", L"Interface", L"TypeLib", L"Wow6432Node\\CLSID", L"Wow6432Node\\Interface", L"Wow6432Node"}) {
+        for (const wchar_t* const key : {L"AppID", L"CLSID", L"Interface", L"TypeLib", L"Wow6432Node\\CLSID",
+                                         L"Wow6432Node\\Interface", L"Wow6432Node"}) {
             RegDeleteKeyW(HKEY_CURRENT_USER, Path(key).c_str()); // fails if anything is below it
         }
         RegDeleteTreeW(HKEY_LOCAL_MACHINE, Path(L"AppID\\{00000000-0000-0000-0000-00000000ABCD}").c_str());
