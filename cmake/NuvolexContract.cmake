@@ -45,3 +45,6 @@ set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${NUVOLEX_IDL}")
 # The creatable classes, in the order in which they are registered. NXFoo implements the interface INXFoo.
 set(NUVOLEX_CLASSES
   NXString NXTokenString NXStringList NXFileStream NXTokenStringList NXFileStreamList NXVariantCollection)
+
+# Identifies Nuvolex where the system's surrogate process serves 32-bit programs.
+set(NUVOLEX_SURROGATE_APPID "{A57D3BCE-C244-40C6-8164-1A7005B670A0}")
