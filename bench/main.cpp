@@ -29,8 +29,8 @@ namespace bench {
 namespace {
 
 constexpr Effort fullEffort = {.time = 3e9, .minRounds = 5, .maxRounds = 301};
-constexpr Effort scriptEffort = {
-    .time = 9e9, .minRounds = 5, .maxRounds = 301}; // starting a process takes varying time
+/// Starting a process takes a varying time, so scripts are measured for longer.
+constexpr Effort scriptEffort = {.time = 9e9, .minRounds = 5, .maxRounds = 301};
 constexpr Effort quickEffort = {.time = 1e8, .minRounds = 1, .maxRounds = 301};
 
 struct Options {

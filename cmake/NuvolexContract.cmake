@@ -46,5 +46,14 @@ set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${NUVOLEX_IDL}")
 set(NUVOLEX_CLASSES
   NXString NXTokenString NXStringList NXFileStream NXTokenStringList NXFileStreamList NXVariantCollection)
 
+# nuvolex_class_description(OUT CLASS): what the registry and the manifest call a class. Clients have come to rely on the
+# one that differs.
+function(nuvolex_class_description out class)
+  set(${out} "${class} Class" PARENT_SCOPE)
+  if(class STREQUAL "NXTokenStringList")
+    set(${out} "${class}-Klasse" PARENT_SCOPE)
+  endif()
+endfunction()
+
 # Identifies Nuvolex where the system's surrogate process serves 32-bit programs.
 set(NUVOLEX_SURROGATE_APPID "{A57D3BCE-C244-40C6-8164-1A7005B670A0}")

@@ -1,29 +1,19 @@
 #include "doctor/activation.h"
 
-#include <memory>
 #include <stdexcept>
-#include <type_traits>
 #include <vector>
 
 #include <atlbase.h>
+#include <comdef.h>
 #include <oleauto.h>
 
 #include "doctor/files.h"
+#include "doctor/handle.h"
 #include "doctor/text.h"
 
 namespace doctor {
 
 namespace {
-
-struct BstrFree {
-    void operator()(OLECHAR* text) const noexcept { SysFreeString(text); }
-};
-using BstrOwner = std::unique_ptr<OLECHAR, BstrFree>;
-
-struct HandleCloser {
-    void operator()(HANDLE handle) const noexcept { CloseHandle(handle); }
-};
-using HandleOwner = std::unique_ptr<std::remove_pointer_t<HANDLE>, HandleCloser>;
 
 /// Reads a member of a new object, late-bound. S_FALSE if it succeeds with another value than 0.
 HRESULT CallMember(IDispatch& object, const wchar_t* member) {
@@ -95,13 +85,12 @@ DWORD TryToLoad(const std::wstring& path) {
 
 TypeLibraryFacts LoadTypeLibrary() {
     TypeLibraryFacts facts;
-    BSTR path = nullptr;
-    facts.result = QueryPathOfRegTypeLib(LIBID_NUVOLEXLib, 1, 0, libraryLocale, &path);
+    _bstr_t path;
+    facts.result = QueryPathOfRegTypeLib(LIBID_NUVOLEXLib, 1, 0, libraryLocale, path.GetAddress());
     if (FAILED(facts.result)) {
         return facts;
     }
-    const BstrOwner owner(path);
-    facts.path = path;
+    facts.path = static_cast<const wchar_t*>(path);
     facts.file = KindOfLibraryFile(facts.path);
     if (facts.file == LibraryFile::ours) {
         CComPtr<ITypeLib> library;

@@ -1,21 +1,15 @@
 #include "doctor/files.h"
 
 #include <array>
-#include <memory>
 #include <optional>
-#include <type_traits>
 #include <vector>
 
+#include "doctor/handle.h"
 #include "doctor/text.h"
 
 namespace doctor {
 
 namespace {
-
-struct HandleCloser {
-    void operator()(HANDLE handle) const noexcept { CloseHandle(handle); }
-};
-using HandleOwner = std::unique_ptr<std::remove_pointer_t<HANDLE>, HandleCloser>;
 
 struct MachineRow {
     WORD machine;

@@ -6,17 +6,16 @@
 
 set(NUVOLEX_ASSEMBLY Nuvolex.Automation)
 
-# One registry script has other entries than the rest (module/CMakeLists.txt); the manifest repeats them.
+# One class has another threading model than the rest in its registry script (module/); the manifest repeats it.
 nuvolex_contract_guid(LIBID "library NUVOLEXLib")
 set(COM_CLASSES "")
 set(PROXIES "")
 foreach(CLASS IN LISTS NUVOLEX_CLASSES)
   nuvolex_contract_guid(CLSID "coclass ${CLASS}")
   nuvolex_contract_guid(IID "interface I${CLASS}")
-  set(DESCRIPTION "${CLASS} Class")
+  nuvolex_class_description(DESCRIPTION ${CLASS})
   set(THREADING_MODEL Apartment)
   if(CLASS STREQUAL "NXTokenStringList")
-    set(DESCRIPTION "${CLASS}-Klasse")
     set(THREADING_MODEL Both)
   endif()
   string(APPEND COM_CLASSES "
