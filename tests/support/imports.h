@@ -7,40 +7,43 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
-#include <utility>
 
 #include <windows.h>
 
 namespace support {
 
+/// What is at an address, aligned or not: lld aligns the tables of imports to 4 bytes.
+template <class T> T ValueAt(const unsigned char* address) {
+    T value;
+    std::memcpy(&value, address, sizeof(value));
+    return value;
+}
+
 /// The slot in which the loader has put the address of the function `name` that `module` imports; null if it does not.
-inline ULONG_PTR* ImportSlot(HMODULE module, const char* name) {
-    const auto part = [module]<class Part>(std::size_t offset, Part** pointer) {
-        *pointer = reinterpret_cast<Part*>(reinterpret_cast<unsigned char*>(module) + offset);
-    };
-    const IMAGE_DOS_HEADER* dos = nullptr;
-    part(0, &dos);
-    const IMAGE_NT_HEADERS* headers = nullptr;
-    part(static_cast<std::size_t>(dos->e_lfanew), &headers);
-    const IMAGE_IMPORT_DESCRIPTOR* dll = nullptr;
-    part(headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress, &dll);
-    for (; dll->Name != 0; ++dll) {
-        const IMAGE_THUNK_DATA* wanted = nullptr;
-        part(dll->OriginalFirstThunk, &wanted);
-        IMAGE_THUNK_DATA* slot = nullptr;
-        part(dll->FirstThunk, &slot);
-        for (; wanted->u1.AddressOfData != 0; ++wanted, ++slot) {
-            if (IMAGE_SNAP_BY_ORDINAL(wanted->u1.Ordinal)) {
+inline unsigned char* ImportSlot(HMODULE module, const char* name) {
+    auto* const base = reinterpret_cast<unsigned char*>(module);
+    const auto header = static_cast<std::size_t>(ValueAt<IMAGE_DOS_HEADER>(base).e_lfanew);
+    const IMAGE_DATA_DIRECTORY imports =
+        ValueAt<IMAGE_NT_HEADERS>(base + header).OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+    for (const unsigned char* dll = base + imports.VirtualAddress;; dll += sizeof(IMAGE_IMPORT_DESCRIPTOR)) {
+        const auto descriptor = ValueAt<IMAGE_IMPORT_DESCRIPTOR>(dll);
+        if (descriptor.Name == 0) {
+            return nullptr;
+        }
+        for (std::size_t i = 0;; i += sizeof(IMAGE_THUNK_DATA)) {
+            const auto wanted = ValueAt<IMAGE_THUNK_DATA>(base + descriptor.OriginalFirstThunk + i).u1;
+            if (wanted.AddressOfData == 0) {
+                break;
+            }
+            if (IMAGE_SNAP_BY_ORDINAL(wanted.Ordinal)) {
                 continue;
             }
-            const IMAGE_IMPORT_BY_NAME* import = nullptr;
-            part(wanted->u1.AddressOfData, &import);
-            if (std::strcmp(reinterpret_cast<const char*>(import->Name), name) == 0) {
-                return &slot->u1.Function;
+            const unsigned char* imported = base + wanted.AddressOfData + offsetof(IMAGE_IMPORT_BY_NAME, Name);
+            if (std::strcmp(reinterpret_cast<const char*>(imported), name) == 0) {
+                return base + descriptor.FirstThunk + i;
             }
         }
     }
-    return nullptr;
 }
 
 /// As long as this lives, `module` calls `replacement` instead of the function that it imports under that name.
@@ -60,13 +63,14 @@ class RedirectedImport {
   private:
     ULONG_PTR Exchange(ULONG_PTR function) const {
         DWORD before = 0;
-        VirtualProtect(m_slot, sizeof(*m_slot), PAGE_READWRITE, &before);
-        const ULONG_PTR old = std::exchange(*m_slot, function);
-        VirtualProtect(m_slot, sizeof(*m_slot), before, &before);
+        VirtualProtect(m_slot, sizeof(function), PAGE_READWRITE, &before);
+        const auto old = ValueAt<ULONG_PTR>(m_slot);
+        std::memcpy(m_slot, &function, sizeof(function));
+        VirtualProtect(m_slot, sizeof(function), before, &before);
         return old;
     }
 
-    ULONG_PTR* m_slot;
+    unsigned char* m_slot;
     ULONG_PTR m_original = 0;
 };
 
