@@ -4,7 +4,7 @@
 
 # About this build, its sources or its tools, or run on Debian by nature.
 set(NOT_ON_WINDOWS
-  "^(register|register_.*|script_runner|typelib_reproducible_test|generated_paths_test|bench_quick|soak_short|lint_.*|package|package_.*|testkit_.*|doctor_(console|documented|imports)_test)$")
+  "^(register|register_.*|script_runner|page_runner|docs_.*|typelib_reproducible_test|generated_paths_test|bench_quick|soak_short|lint_.*|package|package_.*|testkit_.*|doctor_(console|documented|imports)_test)$")
 
 set(KIT "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
 set(FIRST "")      # the lines of tests.txt: tests that want nothing registered,
@@ -52,17 +52,17 @@ function(put_script_in_kit path out number)
   set(${number} ${count} PARENT_SCOPE)
 endfunction()
 
-# The VBScript examples of a reference page as one script, and what they print (tests/docs/run_examples).
-function(put_examples_in_kit path out)
-  cmake_path(GET path STEM name)
-  set(script "${KIT}/scripts/reference_${name}.vbs")
-  execute_process(COMMAND awk "/^```/ { inside = /^```vbs$/; next } inside" "${path}"
-    OUTPUT_VARIABLE examples COMMAND_ERROR_IS_FATAL ANY)
-  execute_process(COMMAND sed -n "s/.*' -> //p" INPUT_FILE "${path}"
-    OUTPUT_VARIABLE expected COMMAND_ERROR_IS_FATAL ANY)
-  file(WRITE "${script}" "${examples}WScript.Echo \"(the end)\"\n")
-  file(WRITE "${script}.expected" "${expected}(the end)\n")
-  set(${out} "@/scripts/reference_${name}.vbs" PARENT_SCOPE)
+# The scripts of a page of the documentation, what runs them, and what they print (tests/docs/run_page.py). `out` becomes
+# empty if none of them can run.
+function(put_page_in_kit runner path name out)
+  execute_process(COMMAND "${runner}" --stage "${KIT}/pages/${name}" "${path}"
+    OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE result)
+  set(${out} "@/pages/${name}/page.cmd" PARENT_SCOPE)
+  if(result EQUAL 77)
+    set(${out} "" PARENT_SCOPE)
+  elseif(NOT result EQUAL 0)
+    message(FATAL_ERROR "${output}")
+  endif()
 endfunction()
 
 # Sets `out` to a property of a test in CTest's list; a list's elements are separated by tabs.
@@ -142,11 +142,14 @@ function(put_test_in_kit test)
     string(JSON prefix GET "${test}" command 1)
     string(JSON script GET "${test}" command 2)
     put_script_in_kit("${script}" command number)
-  elseif(runner STREQUAL "${SOURCE_DIR}/tests/docs/run_examples")
+  elseif(runner STREQUAL "${SOURCE_DIR}/tests/docs/run_page.py")
     set(kind example)
     string(JSON prefix GET "${test}" command 1)
     string(JSON page GET "${test}" command 2)
-    put_examples_in_kit("${page}" command)
+    put_page_in_kit("${runner}" "${page}" "${name}" command)
+    if(NOT command)
+      return()
+    endif()
   else()
     message(FATAL_ERROR "The test ${name} is run in a way that the kit does not know: teach ${CMAKE_CURRENT_LIST_FILE} "
       "to take it, or list it there as not for Windows.")

@@ -5,10 +5,10 @@
 //     NAME  KIND  PLACE  SECONDS  NUMBER  COMMAND  VARIABLE=VALUE...
 //
 // KIND is "gtest" for a GoogleTest program, "script" for a script that prints how many checks passed (NUMBER is the
-// least), "example" for a script whose output stands in COMMAND.expected. PLACE is "anywhere" for a test that needs no
-// administrator rights, "clean" for one that changes the machine's registry and wants nothing registered, or
-// "registered"; those stand last. "@" at the beginning of COMMAND or a value is FOLDER. A test has SECONDS until it is
-// ended, with all processes that it started.
+// least), "example" for a script, or a batch file that runs scripts, whose output is in COMMAND.expected. PLACE is
+// "anywhere" for a test that needs no administrator rights, "clean" for one that changes the machine's registry and
+// wants nothing registered, or "registered"; those stand last. "@" at the beginning of COMMAND or a value is FOLDER. A
+// test has SECONDS until it is ended, with all processes that it started.
 
 #include <algorithm>
 #include <array>
@@ -168,7 +168,7 @@ class WorkFolder {
     const fs::path m_path;
 };
 
-/// The script engine that a script needs, or nothing for a program.
+/// The script engine that a script or a batch file needs, or nothing for a program.
 std::wstring EngineOf(const Test& test) {
     if (test.kind == "gtest") {
         return L"";
@@ -181,11 +181,14 @@ bool HasEngine(const std::wstring& engine) noexcept {
     return engine.empty() || SUCCEEDED(CLSIDFromProgID(engine.c_str(), &clsid));
 }
 
-/// The command line of a test. The engine is named, because the extension may belong to another program; Wine 8 has
-/// no such option.
+/// The command line of a test. For a script the engine is named, because the extension may belong to another program;
+/// Wine 8 has no such option.
 std::wstring CommandLineOf(const Test& test) {
     const std::wstring engine = EngineOf(test);
     const std::wstring file = L"\"" + test.command.wstring() + L"\"";
+    if (test.command.extension() == L".cmd") {
+        return L"cmd.exe /d /s /c \"" + file + L"\"";
+    }
     return engine.empty() ? file : L"cscript.exe //nologo " + (IsWine() ? L"" : L"//E:" + engine + L" ") + file;
 }
 
