@@ -14,8 +14,10 @@ Scripts and files have CR LF line ends and are in Windows-1252.
 import dataclasses
 import pathlib
 import re
+import sys
 
-from markdown import Block, Page
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / 'tools' / 'lib' / 'site'))
+from markdown_page import Block, Page, read_page  # noqa: E402
 
 # A host under Wine ends with exit code 0 when a script fails, so each script prints this at its end.
 END = '(the end)'
@@ -210,5 +212,5 @@ class _Planner:
 
 def plan(path: pathlib.Path) -> tuple[list[Step], list[str]]:
     """The steps of a page, and a line for each block that is not run. Raises PageError."""
-    planner = _Planner(Page(path.read_text(encoding='utf-8')))
+    planner = _Planner(read_page(path))
     return planner.plan(), planner.skipped

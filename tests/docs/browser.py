@@ -1,0 +1,133 @@
+"""A headless Chromium that opens local pages, driven through its debugging pipe."""
+import base64
+import json
+import os
+import pathlib
+import subprocess
+import tempfile
+import time
+from typing import Any
+
+OPTIONS = ('--headless=new', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+           '--no-default-browser-check', '--disable-background-networking', '--disable-component-update',
+           '--disable-sync', '--disable-extensions', '--hide-scrollbars', '--host-resolver-rules=MAP * ~NOTFOUND',
+           '--remote-debugging-pipe', 'about:blank')
+SECONDS = 30
+
+
+class Browser:
+    """One tab. `complaints` are the console's errors, uncaught exceptions and requests of the page that is open."""
+
+    def __init__(self) -> None:
+        self._profile = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
+        commands, self._commands = os.pipe()
+        self._answers, answers = os.pipe()
+
+        def use_pipes() -> None:
+            high = os.dup(commands), os.dup(answers)  # neither may be the number that the other has to get
+            os.dup2(high[0], 3)
+            os.dup2(high[1], 4)
+        environment = {**os.environ, 'HOME': self._profile.name}
+        self._process = subprocess.Popen(['chromium', *OPTIONS, f'--user-data-dir={self._profile.name}/data'],
+                                         preexec_fn=use_pipes, close_fds=False, env=environment,
+                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        os.close(commands)
+        os.close(answers)
+        self._received = b''
+        self._number = 0
+        self._session = ''
+        self._loaded = 0
+        self.complaints: list[str] = []
+        self.requests: list[str] = []
+        target = next(info for info in self.call('Target.getTargets')['targetInfos'] if info['type'] == 'page')
+        self._session = self.call('Target.attachToTarget', targetId=target['targetId'], flatten=True)['sessionId']
+        for domain in ('Page', 'Runtime', 'Log', 'Network'):
+            self.call(f'{domain}.enable')
+
+    def __enter__(self) -> 'Browser':
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        os.close(self._commands)  # ends it
+        try:
+            self._process.wait(10)
+        except subprocess.TimeoutExpired:
+            self._process.kill()
+        os.close(self._answers)
+        self._profile.cleanup()
+
+    def call(self, method: str, **parameters: Any) -> dict[str, Any]:
+        self._number += 1
+        message = {'id': self._number, 'method': method, 'params': parameters}
+        if self._session:
+            message['sessionId'] = self._session
+        os.write(self._commands, json.dumps(message).encode() + b'\0')
+        while True:
+            answer = self._receive()
+            if answer.get('id') == self._number:
+                if 'error' in answer:
+                    raise RuntimeError(f'{method}: {answer["error"]["message"]}')
+                return answer['result']
+
+    def _receive(self) -> dict[str, Any]:
+        """The next message. Notes events on the way."""
+        while b'\0' not in self._received:
+            data = os.read(self._answers, 1 << 16)
+            if not data:
+                raise RuntimeError('the browser has ended')
+            self._received += data
+        message, _, self._received = self._received.partition(b'\0')
+        answer = json.loads(message)
+        self._note(answer.get('method', ''), answer.get('params', {}))
+        return answer
+
+    def _note(self, event: str, values: dict[str, Any]) -> None:
+        if event == 'Page.loadEventFired':
+            self._loaded += 1
+        elif event == 'Runtime.exceptionThrown':
+            details = values['exceptionDetails']
+            self.complaints.append(details.get('exception', {}).get('description', details['text']))
+        elif event == 'Runtime.consoleAPICalled' and values['type'] in ('error', 'warning', 'assert'):
+            self.complaints.append(' '.join(str(part.get('value', '')) for part in values['args']))
+        elif event == 'Log.entryAdded' and values['entry']['level'] in ('error', 'warning'):
+            self.complaints.append(values['entry']['text'])
+        elif event == 'Network.requestWillBeSent':
+            self.requests.append(values['request']['url'])
+
+    def open(self, address: str) -> None:
+        self.complaints, self.requests = [], []
+        loaded = self._loaded
+        self.call('Page.navigate', url=address)
+        while self._loaded == loaded:
+            self._receive()
+
+    def evaluate(self, expression: str) -> Any:
+        result = self.call('Runtime.evaluate', expression=expression, returnByValue=True, awaitPromise=True)
+        if 'exceptionDetails' in result:
+            raise RuntimeError(result['exceptionDetails']['exception']['description'])
+        return result['result'].get('value')
+
+    def wait_for(self, expression: str) -> Any:
+        """The value of an expression, once it is true."""
+        end = time.monotonic() + SECONDS
+        while time.monotonic() < end:
+            if value := self.evaluate(expression):
+                return value
+            time.sleep(0.02)
+        raise RuntimeError(f'this has not become true: {expression}')
+
+    def emulate(self, width: int, height: int, phone: bool, scheme: str) -> None:
+        """Sets the size of the window, or of a phone's screen, and whether the reader wants a "dark" or "light" page."""
+        self.call('Emulation.setDeviceMetricsOverride', width=width, height=height, deviceScaleFactor=2 if phone else 1,
+                  mobile=phone)
+        self.call('Emulation.setEmulatedMedia', features=[{'name': 'prefers-color-scheme', 'value': scheme}])
+
+    def type(self, text: str) -> None:
+        """Types into the field that has the focus, then presses Enter."""
+        self.call('Input.insertText', text=text)
+        for kind in ('keyDown', 'keyUp'):
+            self.call('Input.dispatchKeyEvent', type=kind, key='Enter', code='Enter', windowsVirtualKeyCode=13,
+                      text='\r' if kind == 'keyDown' else '')
+
+    def screenshot(self, path: pathlib.Path) -> None:
+        path.write_bytes(base64.b64decode(self.call('Page.captureScreenshot')['data']))

@@ -1,0 +1,43 @@
+#!/usr/bin/python3
+"""Makes of the pages that Sphinx has made with Debian's Furo ones that are complete and work as local files:
+finish.py SITE"""
+import pathlib
+import re
+import sys
+
+UNUSED = ('.buildinfo', 'objects.inv', '_static/jquery.js', '_static/underscore.js', '_static/debug.css',
+          '_static/_sphinx_javascript_frameworks_compat.js', '_static/skeleton.css')
+NORMALIZE = pathlib.Path('/usr/share/javascript/normalize.css/normalize.min.css')
+
+
+def replaced(text: str, pattern: str, replacement: str) -> str:
+    """The text with the one place that matches replaced."""
+    text, count = re.subn(pattern, lambda _: replacement, text, flags=re.DOTALL)
+    if count != 1:
+        sys.exit(f'finish.py: Furo is not as it was: {pattern} is there {count} times')
+    return text
+
+
+def main() -> None:
+    site = pathlib.Path(sys.argv[1])
+    for name in UNUSED:
+        (site / name).unlink()
+
+    # The style sheet imports another one from a web server's root, and lacks what makes pages dark for readers whose
+    # system is.
+    path = site / '_static/styles/furo.css'
+    style = path.read_text(encoding='utf-8')
+    dark = re.search(r'  body\[data-theme="dark"\] \{(.*?)\}', style, re.DOTALL)[1]
+    style = replaced(style, r'@import url\([^)]*\);', NORMALIZE.read_text(encoding='utf-8'))
+    style += f'\n@media screen and (prefers-color-scheme: dark) {{\n  body:not([data-theme="light"]) {{{dark}}} }}\n'
+    path.write_text(style, encoding='utf-8')
+
+    # The script is a module, which browsers do not load from files, and imports another one.
+    path = site / '_static/scripts/furo.js'
+    imported = path.with_name('gumshoe-patched.js')
+    script = replaced(path.read_text(encoding='utf-8'), r'import Gumshoe from [^\n]*\n', '')
+    path.write_text(imported.read_text(encoding='utf-8') + script, encoding='utf-8')
+    imported.unlink()
+
+
+main()
