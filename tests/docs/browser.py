@@ -117,7 +117,7 @@ class Browser:
         raise RuntimeError(f'this has not become true: {expression}')
 
     def emulate(self, width: int, height: int, phone: bool, scheme: str) -> None:
-        """Sets the size of the window, or of a phone's screen, and whether the reader wants a "dark" or "light" page."""
+        """Sets the size of the window, or of a phone's screen, and whether the reader prefers "dark" or "light"."""
         self.call('Emulation.setDeviceMetricsOverride', width=width, height=height, deviceScaleFactor=2 if phone else 1,
                   mobile=phone)
         self.call('Emulation.setEmulatedMedia', features=[{'name': 'prefers-color-scheme', 'value': scheme}])

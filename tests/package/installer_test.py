@@ -161,9 +161,9 @@ class Scenario:
         self.check_product(when, self.version, PROGRAM_FILES)
         self.diagnose(when, [])
         links = {path.stem: path.read_bytes() for path in self.prefix.drive_c().glob(START_MENU)}
-        self.checks.equal('the Start menu has the documentation, the examples and the doctor', set(links),
-                          {'Nuvolex Documentation', 'Nuvolex Examples', 'Nuvolex Doctor'})
-        for name, target in (('Documentation', 'README.html'), ('Examples', 'examples')):
+        self.checks.equal('the Start menu has the manual, the examples and the doctor', set(links),
+                          {'Nuvolex Manual', 'Nuvolex Examples', 'Nuvolex Doctor'})
+        for name, target in (('Manual', 'docs\\index.html'), ('Examples', 'examples')):
             path = f'{PROGRAM_FILES}\\{target}'.encode('ascii')
             self.checks.that(f'the link to the {name.lower()} leads there', path in links.get(f'Nuvolex {name}', b''))
 
@@ -178,7 +178,7 @@ class Scenario:
     def repair(self):
         files, classes = self.prefix.files(), self.classes()
         self.prefix.drive_c('Program Files/Nuvolex/nuvolex.dll').unlink()
-        self.prefix.drive_c('Program Files/Nuvolex/README.html').write_text('damaged', encoding='ascii')
+        self.prefix.drive_c('Program Files/Nuvolex/README.txt').write_text('damaged', encoding='ascii')
         class_key = next(key for key, _ in classes if CLASS_KEY.fullmatch(key))
         self.diagnose('without the DLL', ['file-missing'])
         self.prefix.run('reg', 'delete', class_key, '/f')

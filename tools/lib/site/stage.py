@@ -15,8 +15,8 @@ from collections.abc import Iterator
 from markdown_page import Link, Page, read_page
 
 LANGUAGES = {'.vbs': 'vbscript', '.js': 'javascript', '.cpp': 'cpp', '.h': 'cpp', '.c': 'c', '.idl': 'text',
-             '.py': 'python', '.sh': 'sh', '.cmake': 'cmake', '.bat': 'bat', '.cmd': 'bat', '.ini': 'ini', '.xml': 'xml',
-             '.wxs': 'xml', '.json': 'json', '.pas': 'pascal', '.rs': 'rust', '.go': 'go', '.cs': 'csharp',
+             '.py': 'python', '.sh': 'sh', '.cmake': 'cmake', '.bat': 'bat', '.cmd': 'bat', '.ini': 'ini',
+             '.xml': 'xml', '.wxs': 'xml', '.json': 'json', '.pas': 'pascal', '.rs': 'rust', '.go': 'go', '.cs': 'csharp',
              '.ps1': 'powershell', '.bas': 'vba', '.toml': 'toml', '.yml': 'yaml'}
 IMAGES = ('.svg', '.png')
 FRONT = 'docs/README.md'
@@ -110,7 +110,8 @@ class Stage:
     def _add_other(self, target: str) -> None:
         self.others.add(target)
         if (self.source / target).is_dir():
-            self.others |= {child.relative_to(self.source).as_posix() for child in self._files(target)} - set(self.pages)
+            children = {child.relative_to(self.source).as_posix() for child in self._files(target)}
+            self.others |= children - set(self.pages)
 
     def _files(self, folder: str) -> list[pathlib.Path]:
         return sorted(path for path in (self.source / folder).iterdir() if path.is_file() and path.name[0] != '.')
