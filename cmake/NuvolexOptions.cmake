@@ -12,10 +12,11 @@ set(CMAKE_CXX_FLAGS_COVERAGE "-O0 -DNDEBUG")
 add_library(nuvolex_options INTERFACE)
 target_include_directories(nuvolex_options INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(nuvolex_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wcast-qual -Wcast-align
-  -Woverloaded-virtual -Wformat=2 -Werror
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wcast-qual -Wcast-align -Wformat=2 -Werror
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast;-Woverloaded-virtual>
   # comutil.h tests what its operator new returns; GCC keeps that test only with -fcheck-new.
-  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond;-Wduplicated-branches;-Wlogical-op;-fcheck-new>
+  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond;-Wduplicated-branches;-Wlogical-op>
+  $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fcheck-new>
   -ffunction-sections -fdata-sections
   # The name of a source in a message is the same wherever it was built.
   "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/="

@@ -4,7 +4,7 @@
 
 # About this build, its sources or its tools, or run on Debian by nature.
 set(NOT_ON_WINDOWS
-  "^(register|register_.*|script_runner|page_runner|docs_.*|typelib_reproducible_test|generated_paths_test|bench_quick|soak_short|lint_.*|package|package_.*|testkit_.*|doctor_(console|documented|imports)_test)$")
+  "^(register|register_.*|script_runner|page_runner|docs_.*|typelib_reproducible_test|generated_paths_test|example_.*|bench_quick|soak_short|lint_.*|package|package_.*|testkit_.*|doctor_(console|documented|imports)_test)$")
 
 set(KIT "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
 set(FIRST "")      # the lines of tests.txt: tests that want nothing registered,
