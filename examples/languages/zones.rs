@@ -44,7 +44,8 @@ fn wide(text: &str) -> Vec<u16> {
 /// Takes a string over from the call that returned it. A null one has length zero.
 unsafe fn take_string(string: BSTR) -> String {
     let length = SysStringLen(string) as usize;
-    let text = if length == 0 { String::new() } else { String::from_utf16_lossy(slice::from_raw_parts(string, length)) };
+    let units = if length == 0 { &[] } else { slice::from_raw_parts(string, length) };
+    let text = String::from_utf16_lossy(units);
     SysFreeString(string);
     text
 }
@@ -146,7 +147,8 @@ impl Object {
             let mut id = mem::zeroed();
             let mut object = ptr::null_mut();
             check(CLSIDFromProgID(wide(class).as_ptr(), &mut id), class)?;
-            check(CoCreateInstance(&id, ptr::null_mut(), CLSCTX_INPROC_SERVER, &IDispatch::uuidof(), &mut object), class)?;
+            let none = ptr::null_mut();
+            check(CoCreateInstance(&id, none, CLSCTX_INPROC_SERVER, &IDispatch::uuidof(), &mut object), class)?;
             Ok(Object(object.cast()))
         }
     }
