@@ -62,7 +62,8 @@ def main():
     check_archive(checks, PACKAGES / names[0], STAGE, (
         'nuvolex.dll', 'nuvolex.tlb', 'nuvolex-doctor.exe', 'Nuvolex.Automation.manifest', 'nuvolex.manifest',
         'client.manifest', 'surrogate.reg', 'surrogate-remove.reg', 'include/nuvolex.h', 'README.txt',
-        'docs/index.html', 'docs/searchindex.js', 'LICENSE.txt', 'examples/columns.vbs'))
+        'docs/index.html', 'docs/searchindex.js', 'LICENSE.txt', 'examples/columns.vbs',
+        'examples/languages/zones.c', 'examples/languages/zones.py'))
     check_archive(checks, PACKAGES / names[2], PACKAGES / 'testkit', (
         'run-tests.cmd', 'README.txt', 'tests.txt', 'LICENSE.txt', 'bin/testrunner.exe', 'bin/nuvolex.dll'))
     check_installer(checks, PACKAGES / names[1])
