@@ -2,7 +2,8 @@
  * C: the time zones that ten countries or more share. The same program as the others in this folder, early-bound: it
  * calls through the vtables that nuvolex.h declares, and nuvolex_i.c defines the identifiers.
  *
- *     x86_64-w64-mingw32-gcc -municode -I include zones.c include/nuvolex_i.c -o zones.exe -lole32 -loleaut32 -luuid
+ *     x86_64-w64-mingw32-gcc -municode -I ..\..\include zones.c ..\..\include\nuvolex_i.c -o zones.exe ^
+ *         -lole32 -loleaut32 -luuid
  *     zones.exe ..\data\zones.tab shared.txt
  *
  * The first file is read, the second one written.

@@ -2,7 +2,8 @@
 // calls through the vtables that nuvolex.h declares. <comdef.h> brings the owners of what calls return: smart pointers
 // (_com_ptr_t), strings (_bstr_t) and VARIANTs (_variant_t).
 //
-//     x86_64-w64-mingw32-g++ -municode -static -I include zones.cpp -o zones.exe -lole32 -loleaut32 -luuid
+//     x86_64-w64-mingw32-g++ -municode -static -I ..\..\include zones.cpp -o zones.exe ^
+//         -lole32 -loleaut32 -luuid
 //     zones.exe ..\data\zones.tab shared.txt
 //
 // The first file is read, the second one written.
