@@ -1,7 +1,7 @@
 { Free Pascal: the time zones that ten countries or more share. The same program as the others in this folder,
   late-bound: an OleVariant that holds an object takes any call, and looks the member up by its name.
 
-      fpc -Twin64 zones.pas
+      fpc -Px86_64 -Twin64 zones.pas
       zones.exe ..\data\zones.tab shared.txt
 
   The first file is read, the second one written. }

@@ -56,6 +56,7 @@ On Error GoTo 0
 If Not file.Open(WScript.Arguments(1), False) Then WScript.Echo "a new file"
 file.Clear
 file.Open WScript.Arguments(1), False
+written = 0
 For Each name In names
     If file.WriteLine(name) Then written = written + 1
 Next
