@@ -14,8 +14,8 @@ target_include_directories(nuvolex_options INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(nuvolex_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wcast-qual -Wcast-align -Wformat=2 -Werror
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast;-Woverloaded-virtual>
-  # comutil.h tests what its operator new returns; GCC keeps that test only with -fcheck-new.
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond;-Wduplicated-branches;-Wlogical-op>
+  # comutil.h tests what its operator new returns; GCC keeps that test only with -fcheck-new.
   $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fcheck-new>
   -ffunction-sections -fdata-sections
   # The name of a source in a message is the same wherever it was built.
