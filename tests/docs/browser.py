@@ -3,6 +3,7 @@ import base64
 import json
 import os
 import pathlib
+import select
 import subprocess
 import tempfile
 import time
@@ -72,6 +73,8 @@ class Browser:
     def _receive(self) -> dict[str, Any]:
         """The next message. Notes events on the way."""
         while b'\0' not in self._received:
+            if not select.select([self._answers], [], [], SECONDS)[0]:
+                raise RuntimeError(f'the browser has said nothing for {SECONDS} seconds')
             data = os.read(self._answers, 1 << 16)
             if not data:
                 raise RuntimeError('the browser has ended')
@@ -97,8 +100,8 @@ class Browser:
     def open(self, address: str) -> None:
         self.complaints, self.requests = [], []
         loaded = self._loaded
-        self.call('Page.navigate', url=address)
-        while self._loaded == loaded:
+        new_document = 'loaderId' in self.call('Page.navigate', url=address)
+        while new_document and self._loaded == loaded:
             self._receive()
 
     def evaluate(self, expression: str) -> Any:

@@ -30,8 +30,10 @@ html_favicon = os.environ['NUVOLEX_ICON']
 html_theme_options = {
     'light_logo': 'logo.svg',
     'dark_logo': 'logo.svg',
-    'light_css_variables': {'color-brand-primary': '#1b4f8f', 'color-brand-content': '#1b4f8f'},
-    'dark_css_variables': {'color-brand-primary': '#8ab8f0', 'color-brand-content': '#8ab8f0'},
+    'light_css_variables': {'color-brand-primary': '#1b4f8f', 'color-brand-content': '#1b4f8f',
+                            'color-highlight-on-target': '#e4edf9'},
+    'dark_css_variables': {'color-brand-primary': '#8ab8f0', 'color-brand-content': '#8ab8f0',
+                           'color-highlight-on-target': '#1c2a3d'},
     'top_of_page_button': None,
 }
 html_use_index = False

@@ -20,6 +20,7 @@ LANGUAGES = {'.vbs': 'vbscript', '.js': 'javascript', '.cpp': 'cpp', '.h': 'cpp'
              '.ps1': 'powershell', '.bas': 'vba', '.toml': 'toml', '.yml': 'yaml'}
 IMAGES = ('.svg', '.png')
 FRONT = 'docs/README.md'
+CONTENTS = 'tools/lib/site/contents.toml'
 
 
 class StageError(Exception):
@@ -38,7 +39,7 @@ class Stage:
     def __init__(self, source: pathlib.Path, output: pathlib.Path) -> None:
         self.source = source
         self.output = output
-        with open(pathlib.Path(__file__).with_name('contents.toml'), 'rb') as contents:
+        with open(source / CONTENTS, 'rb') as contents:
             self.parts = tomllib.load(contents)['part']
         self.pages = {file: read_page(source / file) for file in self._listed()}
         self.others: set[str] = set()  # files and folders that pages link to
@@ -119,7 +120,7 @@ class Stage:
     def _write_other(self, target: str) -> None:
         """A page for a file or a folder, out of reach of sidebar and search."""
         path = self.source / target
-        text = f'---\norphan: true\nnosearch: true\n---\n\n# {target}\n\n'
+        text = f'---\norphan: true\nnosearch: true\n---\n\n# `{target}`\n\n'
         if path.is_dir():
             for file in self._files(target):
                 name = file.relative_to(self.source).as_posix()
