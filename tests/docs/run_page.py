@@ -55,11 +55,15 @@ def run_step(step: Step, prefix: str, folder: pathlib.Path) -> str:
     return wrong
 
 
+def joined(lines: list[str], encoding: str) -> bytes:
+    return ''.join(line + '\n' for line in lines).encode(encoding)
+
+
 def stage(steps: list[Step], folder: pathlib.Path) -> None:
     """Writes page.cmd, which runs the steps in the current folder, the files of each step below its number, and
     page.cmd.expected, what all of them print."""
     batch = BATCH_START
-    expected: list[str] = []
+    expected = b''
     for number, step in enumerate(steps, 1):
         save(step, folder / str(number))
         if step.files:
@@ -68,14 +72,14 @@ def stage(steps: list[Step], folder: pathlib.Path) -> None:
             engine = step.script.rpartition('.')[2].lower()
             words = ' '.join(f'"{word}"' for word in [step.script.replace('/', '\\'), *step.arguments])
             batch += f'cscript //nologo %{engine}% {words}\n'
-            expected += [*step.expected, END]
+            expected += joined([*step.expected, END], OUTPUT_ENCODING)
         elif step.shown:
             shown = step.shown.replace('/', '\\')
             batch += f'type "{shown}"\n'
-            expected += step.expected
+            expected += joined(step.expected, ENCODING)
     folder.mkdir(parents=True, exist_ok=True)
     (folder / 'page.cmd').write_bytes(batch.replace('\n', '\r\n').encode('ascii'))
-    (folder / 'page.cmd.expected').write_text(''.join(line + '\n' for line in expected), OUTPUT_ENCODING)
+    (folder / 'page.cmd.expected').write_bytes(expected)
 
 
 def main() -> int:

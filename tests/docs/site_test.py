@@ -31,7 +31,7 @@ CONTENT = '''({
     title: document.title,
     links: [...document.querySelectorAll('a[href]')].map(link => link.href),
     anchors: [...document.querySelectorAll('[id]')].map(element => element.id),
-    deadImages: [...document.images].filter(image => !image.complete || image.naturalWidth === 0)
+    dead_images: [...document.images].filter(image => !image.complete || image.naturalWidth === 0)
         .map(image => image.src)
 })'''
 
@@ -41,7 +41,7 @@ class Content:
     title: str
     links: list[str]
     anchors: list[str]
-    deadImages: list[str]
+    dead_images: list[str]
 
 
 def inspect_page(browser: Browser, page: pathlib.Path, site: pathlib.Path) -> tuple[Content, list[str]]:
@@ -49,7 +49,7 @@ def inspect_page(browser: Browser, page: pathlib.Path, site: pathlib.Path) -> tu
     browser.emulate(*DESKTOP, 'light')
     browser.open(page.as_uri())
     content = Content(**browser.evaluate(CONTENT))
-    faults = [f'the image {image} is not shown' for image in content.deadImages]
+    faults = [f'the image {image} is not shown' for image in content.dead_images]
     if not content.title:
         faults.append('it has no title')
     for size in (DESKTOP, PHONE):
