@@ -15,7 +15,8 @@ from browser import Browser
 
 PHONE, DESKTOP = (390, 844, True), (1280, 900, False)
 
-# What a page shows: widths, what sticks out of the window without a box that scrolls, the background's brightness.
+# What a page shows: widths, what sticks out of the window without a box that scrolls, the background's brightness, and
+# by how much the header hides the second heading for readers who follow a link to it.
 LAYOUT = '''(() => {
     const wide = document.scrollingElement.scrollWidth;
     const scrolls = element => { for (let e = element; e && e !== document.body; e = e.parentElement)
@@ -24,7 +25,11 @@ LAYOUT = '''(() => {
         const box = element.getBoundingClientRect();
         return box.width > 0 && box.right > innerWidth + 1 && !scrolls(element.parentElement); });
     const colour = getComputedStyle(document.body).backgroundColor.match(/[\\d.]+/g).map(Number);
-    return {wide, inner: innerWidth, brightness: (colour[0] + colour[1] + colour[2]) / 765,
+    const target = document.querySelector('section section'), header = document.querySelector('header.mobile-header');
+    target?.scrollIntoView({behavior: 'instant'});
+    const hidden = target && header ? header.getBoundingClientRect().bottom - target.getBoundingClientRect().top : 0;
+    scrollTo({top: 0, behavior: 'instant'});
+    return {wide, hidden, inner: innerWidth, brightness: (colour[0] + colour[1] + colour[2]) / 765,
             stickingOut: stickingOut.slice(0, 3).map(element => element.outerHTML.slice(0, 120))};
 })()'''
 CONTENT = '''({
@@ -60,6 +65,8 @@ def inspect_page(browser: Browser, page: pathlib.Path, site: pathlib.Path) -> tu
             if max(layout['wide'], layout['inner']) > size[0]:
                 faults.append(f'{where}: it is {layout["wide"]} pixels wide')
             faults += [f'{where}: this is cut off: {element}' for element in layout['stickingOut']]
+            if layout['hidden'] > 1:
+                faults.append(f'{where}: the header hides {layout["hidden"]:.0f} pixels of a heading')
             if (layout['brightness'] > 0.5) != (scheme == 'light'):
                 faults.append(f'{where}: the background has the brightness {layout["brightness"]:.2f}')
     faults += [f'on the console: {complaint}' for complaint in browser.complaints]
@@ -134,6 +141,8 @@ PLANTED = {
     'image': ('<img src="missing.png">', 'missing.png is not shown'),
     'wide': ('<p style="width: 400px">x</p>', '390 pixels wide, dark: it is'),
     'cut': ('<div style="overflow: hidden"><p style="width: 2000px">x</p></div>', 'this is cut off: <p'),
+    'header': ('<header class="mobile-header" style="position: sticky; top: 0; height: 50px"></header><section>'
+               '<section style="height: 3000px">x</section></section>', 'the header hides 50 pixels'),
     'console': ('<script>console.error("oh")</script>', 'on the console: oh'),
     'exception': ('<script>nonsense()</script>', 'nonsense is not defined'),
     'request': ('<link rel="stylesheet" href="http://localhost/style.css">', 'it asks for http://localhost/'),
