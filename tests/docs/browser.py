@@ -38,6 +38,7 @@ class Browser:
         self._number = 0
         self._session = ''
         self._loaded = 0
+        self._screen = (0, 0, False)
         self.complaints: list[str] = []
         self.requests: list[str] = []
         target = next(info for info in self.call('Target.getTargets')['targetInfos'] if info['type'] == 'page')
@@ -121,8 +122,10 @@ class Browser:
 
     def emulate(self, width: int, height: int, phone: bool, scheme: str) -> None:
         """Sets the size of the window, or of a phone's screen, and whether the reader prefers "dark" or "light"."""
-        self.call('Emulation.setDeviceMetricsOverride', width=width, height=height, deviceScaleFactor=2 if phone else 1,
-                  mobile=phone)
+        if self._screen != (width, height, phone):  # changing it is slow
+            self._screen = width, height, phone
+            self.call('Emulation.setDeviceMetricsOverride', width=width, height=height,
+                      deviceScaleFactor=2 if phone else 1, mobile=phone)
         self.call('Emulation.setEmulatedMedia', features=[{'name': 'prefers-color-scheme', 'value': scheme}])
 
     def type(self, text: str) -> None:
