@@ -13,7 +13,7 @@ namespace {
 
 /// Whether `given` is that name up to the case of ASCII letters. (The case of others depends on the locale.) An empty
 /// name matches nothing.
-bool IsName(std::wstring_view given, std::wstring_view name) noexcept {
+bool MatchesName(std::wstring_view given, std::wstring_view name) noexcept {
     const auto isSame = [](wchar_t one, wchar_t other) noexcept {
         const int lower = other | 0x20;
         return one == other || (lower >= L'a' && lower <= L'z' && (one | 0x20) == lower);
@@ -35,10 +35,11 @@ const CNXMember* FindMember(std::span<const CNXMember> members, DISPID id, int f
 }
 
 /// The arguments of a call in the order of the parameters; null: left out.
-using Given = std::array<const VARIANTARG*, std::tuple_size_v<CNXParameters>>;
+using MatchedArguments = std::array<const VARIANTARG*, std::tuple_size_v<CNXParameters>>;
 
 /// Finds the argument of each parameter. rgvarg holds the named arguments first, then the positional ones in reverse.
-HRESULT SortArguments(const CNXMember& member, const DISPPARAMS& call, Given& given, UINT& badArgument) noexcept {
+HRESULT MatchArguments(const CNXMember& member, const DISPPARAMS& call, MatchedArguments& given,
+                       UINT& badArgument) noexcept {
     if (call.cArgs > member.parameterCount || call.cArgs < member.requiredCount) {
         return DISP_E_BADPARAMCOUNT;
     }
@@ -154,7 +155,7 @@ HRESULT ReadArgument(const CNXParameter& parameter, bool last, const VARIANTARG*
 }
 
 /// The HRESULT for the exception being handled. Clears the thread's error record, which is stale.
-HRESULT HResultOfCurrentException() noexcept {
+HRESULT HResultFromCurrentException() noexcept {
     SetErrorInfo(0, nullptr);
     try {
         throw;
@@ -198,7 +199,7 @@ HRESULT NXGetIDsOfNames(std::span<const CNXMember> members, LPOLESTR* rgszNames,
     }
     const auto named = [&](UINT i) {
         const std::wstring_view name = rgszNames[i] != nullptr ? rgszNames[i] : L"";
-        return [=](const auto& candidate) { return IsName(name, candidate.name); };
+        return [=](const auto& candidate) { return MatchesName(name, candidate.name); };
     };
     const auto member = std::ranges::find_if(members, named(0));
     if (member == members.end()) {
@@ -235,12 +236,12 @@ HRESULT NXInvoke(std::span<const CNXMember> members, IDispatch* object, DISPID d
 
     const CComPtr<IDispatch> self(object); // foreign code may release the caller's reference
     CNXVariant result;
-    Given given = {};
+    MatchedArguments given = {};
     UINT unwanted = 0;
     UINT* const badArgument = puArgErr != nullptr ? puArgErr : &unwanted;
-    HRESULT hr = SortArguments(*member, *pdispparams, given, *badArgument);
+    HRESULT hr = MatchArguments(*member, *pdispparams, given, *badArgument);
     try {
-        std::array<CNXArgument, std::tuple_size_v<Given>> arguments;
+        std::array<CNXArgument, std::tuple_size_v<MatchedArguments>> arguments;
         for (UINT i = 0; SUCCEEDED(hr) && i < member->parameterCount; ++i) {
             hr = ReadArgument(member->parameters[i], i + 1 == member->parameterCount, given[i], lcid, arguments[i]);
             if (hr == DISP_E_TYPEMISMATCH || hr == DISP_E_OVERFLOW) {
@@ -255,7 +256,7 @@ HRESULT NXInvoke(std::span<const CNXMember> members, IDispatch* object, DISPID d
             return ReportFailure(hr, pexcepinfo); // before the arguments go, whose code may leave records of its own
         }
     } catch (...) {
-        return HResultOfCurrentException();
+        return HResultFromCurrentException();
     }
     if (pvarResult != nullptr && member->result != VT_VOID) {
         std::memcpy(pvarResult, static_cast<const VARIANT*>(&result), sizeof(*pvarResult));

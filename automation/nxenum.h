@@ -5,14 +5,14 @@
 
 #include <atlcom.h>
 
-#include "automation/exceptions.h"
+#include "automation/nxexceptions.h"
 
 /// Copies a core string into a VT_BSTR that the caller owns; a null string gives a null BSTR.
 template <class String> class _CopyVARIANTFromString {
   public:
     static void init(VARIANT* p) noexcept { *p = {}; }
     static HRESULT copy(VARIANT* to, const String* from) noexcept {
-        const HRESULT hr = CopyText(*from, &V_BSTR(to));
+        const HRESULT hr = CopyToBstr(*from, &V_BSTR(to));
         if (SUCCEEDED(hr)) {
             V_VT(to) = VT_BSTR;
         }

@@ -73,5 +73,5 @@ HRESULT CNXFileStream::WriteLine(BSTR line, VARIANT_BOOL* pbWritten) {
 }
 
 HRESULT CNXFileStream::get_fileName(BSTR* pVal) {
-    return CopyText(m_stream.FileName(), pVal);
+    return CopyToBstr(m_stream.FileName(), pVal);
 }

@@ -4,8 +4,8 @@
 #include <atlcom.h>
 #include <nuvolex.h>
 
-#include "automation/exceptions.h"
 #include "automation/nxdispatch.h"
+#include "automation/nxexceptions.h"
 
 /// Base of every automation class: the object root, creation and error reporting under *pclsid, ISupportErrorInfo for
 /// its one interface, and dual dispatch of that interface. A class adds the table of its members, its core member and
@@ -52,7 +52,7 @@ class CNXObject : public CComObjectRootEx<CComSingleThreadModel>,
 
     /// Empties a container from FinalRelease, while the object is still whole: an element may call back when it goes,
     /// and even add others.
-    template <class Container> static void LetGo(Container& container) noexcept {
+    template <class Container> static void ReleaseAll(Container& container) noexcept {
         while (!container.empty()) {
             const Container leaving = std::exchange(container, {});
         }

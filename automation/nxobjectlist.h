@@ -19,7 +19,7 @@
 template <class Class, class Interface, const CLSID* pclsid, const IID* piid, class Element, class ElementInterface>
 class CNXObjectList : public CNXObject<Class, Interface, pclsid, piid> {
   public:
-    void FinalRelease() noexcept { this->LetGo(m_entries); }
+    void FinalRelease() noexcept { this->ReleaseAll(m_entries); }
 
     /// Creates an object, appends it and gives the caller a reference. If it cannot be created, the result says so, and
     /// a null entry is appended all the same.

@@ -4,7 +4,7 @@ namespace {
 
 /// Widens an automation length or position as the core takes it: by sign extension, so that a negative one becomes
 /// greater than any length.
-std::size_t Extent(int value) noexcept {
+std::size_t SignExtend(int value) noexcept {
     return static_cast<std::size_t>(static_cast<std::ptrdiff_t>(value));
 }
 
@@ -46,17 +46,17 @@ HRESULT CNXString::Trim(int* pnCount) {
 }
 
 HRESULT CNXString::Left(int nLength, BSTR* pbsPart) {
-    *pbsPart = m_text.CopyMid(0, Extent(nLength));
+    *pbsPart = m_text.CopyMid(0, SignExtend(nLength));
     return S_OK;
 }
 
 HRESULT CNXString::Right(int nLength, BSTR* pbsPart) {
-    *pbsPart = m_text.CopyRight(Extent(nLength));
+    *pbsPart = m_text.CopyRight(SignExtend(nLength));
     return S_OK;
 }
 
 HRESULT CNXString::Mid(int nStart, int nLength, BSTR* pbsPart) {
-    *pbsPart = m_text.CopyMid(Extent(nStart), Extent(nLength));
+    *pbsPart = m_text.CopyMid(SignExtend(nStart), SignExtend(nLength));
     return S_OK;
 }
 
@@ -66,7 +66,7 @@ HRESULT CNXString::Clear() {
 }
 
 HRESULT CNXString::get_Value(BSTR* pVal) {
-    return CopyText(m_text, pVal);
+    return CopyToBstr(m_text, pVal);
 }
 
 HRESULT CNXString::put_Value(BSTR newVal) {

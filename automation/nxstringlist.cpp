@@ -21,7 +21,7 @@ HRESULT CNXStringList::get_Item(int index, BSTR* pVal) {
     if (!IsIndexOf(index, m_strings)) {
         return ReportIndexError();
     }
-    return CopyText(m_strings[static_cast<std::size_t>(index)], pVal);
+    return CopyToBstr(m_strings[static_cast<std::size_t>(index)], pVal);
 }
 
 HRESULT CNXStringList::put_Item(int index, BSTR newVal) {

@@ -29,7 +29,7 @@ HRESULT CNXTokenString::put_Value(BSTR newVal) {
 }
 
 HRESULT CNXTokenString::get_Separator(BSTR* pVal) {
-    return CopyText(m_tokens.GetSeparator(), pVal);
+    return CopyToBstr(m_tokens.GetSeparator(), pVal);
 }
 
 HRESULT CNXTokenString::put_Separator(BSTR newVal) {
@@ -61,7 +61,7 @@ HRESULT CNXTokenString::get_Token(long n, BSTR* pVal) {
     if (!IsIndexOf(n, m_tokens)) {
         return ReportIndexError();
     }
-    return CopyText(m_tokens.GetToken(static_cast<std::size_t>(n)), pVal);
+    return CopyToBstr(m_tokens.GetToken(static_cast<std::size_t>(n)), pVal);
 }
 
 HRESULT CNXTokenString::get__NewEnum(IUnknown** ppEnum) {

@@ -9,7 +9,7 @@ std::span<const CNXMember> CNXTokenStringList::Members() noexcept {
         NXPut<&CNXTokenStringList::put_New>(0x60020003, L"New"),
         NXMethod<&CNXTokenStringList::Add>(0x60020005, L"Add", L"newVal"),
         NXGet<&CNXTokenStringList::get_Count>(0x60020006, L"Count"),
-        NXGet<&CNXTokenStringList::GetItemUndescribed>(DISPID_VALUE, L"_Item", L"n"),
+        NXGet<&CNXTokenStringList::GetItemWithoutErrorInfo>(DISPID_VALUE, L"_Item", L"n"),
         NXGet<&CNXTokenStringList::get__NewEnum>(DISPID_NEWENUM, L"_NewEnum"),
         NXMethod<&CNXTokenStringList::AppendNew>(0x60020009,
                                                  L"AddNew"), // the vtable's AddNew returns an uncounted pointer
@@ -29,7 +29,7 @@ HRESULT CNXTokenStringList::get__Item(long n, INXTokenString** pVal) {
     return IsIndexOf(n, m_entries) ? get_Item(n, pVal) : E_FAIL;
 }
 
-HRESULT CNXTokenStringList::GetItemUndescribed(long n, INXTokenString** pVal) {
+HRESULT CNXTokenStringList::GetItemWithoutErrorInfo(long n, INXTokenString** pVal) {
     const HRESULT hr = get__Item(n, pVal);
     if (FAILED(hr)) {
         SetErrorInfo(0, nullptr);

@@ -18,7 +18,7 @@ class CNXTokenStringList : public CNXObjectList<CNXTokenStringList, INXTokenStri
     /// As get_Item, but a bad index leaves no error record.
     HRESULT STDMETHODCALLTYPE get__Item(long n, INXTokenString** pVal) override;
     /// get__Item for late-bound callers. On failure clears the thread's error record, which Invoke would report.
-    HRESULT GetItemUndescribed(long n, INXTokenString** pVal);
+    HRESULT GetItemWithoutErrorInfo(long n, INXTokenString** pVal);
 
     /// Creates a token string and appends it. *pVal receives a pointer without a reference of its own, valid as long as
     /// the entry is there; pVal may be null. If the object cannot be created, *pVal is null and the list unchanged.

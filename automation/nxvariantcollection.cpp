@@ -7,7 +7,7 @@ CNXVariantElement::CNXVariantElement(CNXVariant&& value) {
         m_array.reset(V_ARRAY(&value), &SafeArrayDestroy);
         V_ARRAY(this) = m_array.get();
         V_VT(this) = type;
-        m_lent = true;
+        m_borrowed = true;
     } else {
         std::swap(static_cast<VARIANT&>(*this), static_cast<VARIANT&>(value));
     }
@@ -40,10 +40,10 @@ HRESULT CNXVariantCollection::AddOwned(CNXVariant&& Item, long Position) {
 }
 
 HRESULT CNXVariantCollection::Insert(CNXVariantElement&& element, long position) {
-    if (position != 0 && !IsNumber(position)) {
+    if (position != 0 && !HasElement(position)) {
         return Error(L"Position invalid!", IID_INXVariantCollection, E_FAIL);
     }
-    m_elements.insert(position == 0 ? m_elements.end() : Place(position), std::move(element));
+    m_elements.insert(position == 0 ? m_elements.end() : IteratorAt(position), std::move(element));
     return S_OK;
 }
 
@@ -54,12 +54,12 @@ HRESULT CNXVariantCollection::Remove(long index) {
         }
         index = static_cast<long>(m_elements.size());
     }
-    if (!IsNumber(index)) {
+    if (!HasElement(index)) {
         return ReportIndexError();
     }
     // Its destruction may call back, so it ends when the collection is in order again.
-    const CNXVariantElement removed = std::move(*Place(index));
-    m_elements.erase(Place(index));
+    const CNXVariantElement removed = std::move(*IteratorAt(index));
+    m_elements.erase(IteratorAt(index));
     return S_OK;
 }
 
@@ -69,13 +69,13 @@ HRESULT CNXVariantCollection::get_Count(long* pVal) {
 }
 
 HRESULT CNXVariantCollection::get_Item(long index, VARIANT* pVal) {
-    if (!IsNumber(index)) {
+    if (!HasElement(index)) {
         return ReportIndexError();
     }
     // The copy comes first: what *pVal holds may be the very value stored here, or call back when it is released.
     VARIANT copy;
     VariantInit(&copy);
-    Place(index)->CopyTo(copy);
+    IteratorAt(index)->CopyTo(copy);
     VariantClear(pVal);
     *pVal = copy;
     return S_OK;

@@ -12,18 +12,20 @@
 class CNXVariantElement : public CNXVariant {
   public:
     /// Holds `value` bit for bit. What it refers to stays the caller's.
-    explicit CNXVariantElement(const VARIANT& value) noexcept : m_lent(true) { static_cast<VARIANT&>(*this) = value; }
+    explicit CNXVariantElement(const VARIANT& value) noexcept : m_borrowed(true) {
+        static_cast<VARIANT&>(*this) = value;
+    }
     /// Owns `value`. Raises std::bad_alloc.
     explicit CNXVariantElement(CNXVariant&& value);
     CNXVariantElement(CNXVariantElement&&) noexcept = default;
     CNXVariantElement& operator=(CNXVariantElement&& other) noexcept {
         std::swap(static_cast<VARIANT&>(*this), static_cast<VARIANT&>(other));
-        std::swap(m_lent, other.m_lent);
+        std::swap(m_borrowed, other.m_borrowed);
         std::swap(m_array, other.m_array);
         return *this;
     }
     ~CNXVariantElement() {
-        if (m_lent) {
+        if (m_borrowed) {
             V_VT(this) = VT_EMPTY;
         }
     }
@@ -33,7 +35,7 @@ class CNXVariantElement : public CNXVariant {
     HRESULT CopyTo(VARIANT& copy) const noexcept;
 
   private:
-    bool m_lent = false;
+    bool m_borrowed = false;
     /// An array that the collection owns is held here, because it must outlive its removal while it is being copied.
     std::shared_ptr<SAFEARRAY> m_array;
 };
@@ -57,7 +59,7 @@ class CNXVariantCollection : public CNXObject<CNXVariantCollection, INXVariantCo
   public:
     static std::span<const CNXMember> Members() noexcept; ///< for late-bound callers
 
-    void FinalRelease() noexcept { LetGo(m_elements); }
+    void FinalRelease() noexcept { ReleaseAll(m_elements); }
 
     /// Inserts Item before element number Position; 0 appends. Any other Position: "Position invalid!".
     HRESULT STDMETHODCALLTYPE Add(VARIANT Item, long Position) override;
@@ -78,9 +80,11 @@ class CNXVariantCollection : public CNXObject<CNXVariantCollection, INXVariantCo
     /// Inserts `element` as Add does.
     HRESULT Insert(CNXVariantElement&& element, long position);
     /// Whether there is an element of that number.
-    [[nodiscard]] bool IsNumber(long number) const noexcept { return number > 0 && IsIndexOf(number - 1, m_elements); }
+    [[nodiscard]] bool HasElement(long number) const noexcept {
+        return number > 0 && IsIndexOf(number - 1, m_elements);
+    }
     /// Where the element of that number, which exists, is.
-    [[nodiscard]] Elements::iterator Place(long number) noexcept { return m_elements.begin() + (number - 1); }
+    [[nodiscard]] Elements::iterator IteratorAt(long number) noexcept { return m_elements.begin() + (number - 1); }
 
     Elements m_elements;
 };

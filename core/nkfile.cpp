@@ -9,7 +9,7 @@ namespace {
 constexpr std::wstring_view extendedPrefix = L"\\\\?\\";
 
 /// Whether the system takes the path as it is: it has that prefix already, or names a device.
-bool IsRaw(std::wstring_view path) noexcept {
+bool HasDevicePrefix(std::wstring_view path) noexcept {
     return path.starts_with(extendedPrefix) || path.starts_with(L"\\\\.\\");
 }
 
@@ -17,14 +17,14 @@ HANDLE OpenHandle(const wchar_t* path, DWORD access, DWORD disposition) {
     if (path == nullptr) {
         return INVALID_HANDLE_VALUE;
     }
-    return CreateFileW(AnyLengthPath(path).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, disposition,
-                       FILE_ATTRIBUTE_NORMAL, nullptr);
+    return CreateFileW(ToExtendedLengthPath(path).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                       disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
 } // namespace
 
-std::wstring AnyLengthPath(const wchar_t* path) {
-    if (IsRaw(path)) {
+std::wstring ToExtendedLengthPath(const wchar_t* path) {
+    if (HasDevicePrefix(path)) {
         return path;
     }
     const DWORD capacity = GetFullPathNameW(path, 0, nullptr, nullptr);
@@ -33,7 +33,7 @@ std::wstring AnyLengthPath(const wchar_t* path) {
     if (full.size() < MAX_PATH) {
         return path;
     }
-    if (IsRaw(full)) { // given with other slashes
+    if (HasDevicePrefix(full)) { // given with other slashes
         return full;
     }
     if (full.starts_with(L"\\\\")) {
@@ -48,7 +48,7 @@ bool CNKFile::Open(const wchar_t* path) {
     return IsOpen();
 }
 
-bool CNKFile::MakeEmpty(const wchar_t* path) {
+bool CNKFile::CreateEmpty(const wchar_t* path) {
     const HANDLE handle = OpenHandle(path, GENERIC_WRITE, CREATE_ALWAYS);
     return handle != INVALID_HANDLE_VALUE && CloseHandle(handle) != FALSE;
 }
@@ -57,23 +57,23 @@ void CNKFile::Close() noexcept {
     if (IsOpen()) {
         CloseHandle(std::exchange(m_handle, INVALID_HANDLE_VALUE));
     }
-    m_blockStart = m_filePointer = 0;
+    m_bufferStart = m_filePointer = 0;
     m_next = m_end = 0;
 }
 
 std::string_view CNKFile::Peek(std::size_t wanted) {
     if (m_end - m_next < wanted) {
-        if (m_block == nullptr) {
-            m_block = std::make_unique_for_overwrite<char[]>(blockSize);
+        if (m_buffer == nullptr) {
+            m_buffer = std::make_unique_for_overwrite<char[]>(bufferSize);
         }
-        std::memmove(m_block.get(), m_block.get() + m_next, m_end - m_next);
-        m_blockStart += static_cast<std::int64_t>(m_next);
+        std::memmove(m_buffer.get(), m_buffer.get() + m_next, m_end - m_next);
+        m_bufferStart += static_cast<std::int64_t>(m_next);
         m_end -= m_next;
         m_next = 0;
         DWORD read = 0;
         do {
-            if (!MoveFilePointer(m_blockStart + static_cast<std::int64_t>(m_end)) ||
-                ReadFile(m_handle, m_block.get() + m_end, static_cast<DWORD>(blockSize - m_end), &read, nullptr) ==
+            if (!MoveFilePointer(m_bufferStart + static_cast<std::int64_t>(m_end)) ||
+                ReadFile(m_handle, m_buffer.get() + m_end, static_cast<DWORD>(bufferSize - m_end), &read, nullptr) ==
                     FALSE) {
                 read = 0;
             }
@@ -84,22 +84,22 @@ std::string_view CNKFile::Peek(std::size_t wanted) {
     return Buffered();
 }
 
-void CNKFile::DropBlock() noexcept {
-    m_blockStart = GetPosition();
+void CNKFile::DiscardBuffer() noexcept {
+    m_bufferStart = GetPosition();
     m_next = m_end = 0;
 }
 
 bool CNKFile::Write(std::string_view bytes) noexcept {
-    DropBlock(); // it may be overwritten
+    DiscardBuffer(); // it may be overwritten
     while (!bytes.empty()) {
         DWORD written = 0;
         const auto chunk = static_cast<DWORD>(std::min<std::size_t>(bytes.size(), 1U << 30));
-        if (!MoveFilePointer(m_blockStart) || WriteFile(m_handle, bytes.data(), chunk, &written, nullptr) == FALSE ||
+        if (!MoveFilePointer(m_bufferStart) || WriteFile(m_handle, bytes.data(), chunk, &written, nullptr) == FALSE ||
             written == 0) {
             m_filePointer = -1; // nobody knows
             return false;
         }
-        m_blockStart += written;
+        m_bufferStart += written;
         m_filePointer += written;
         bytes.remove_prefix(written);
     }
@@ -123,11 +123,11 @@ bool CNKFile::SetPosition(std::int64_t position) noexcept {
     if (position < 0) {
         return false;
     }
-    const std::int64_t inBlock = position - m_blockStart;
+    const std::int64_t inBlock = position - m_bufferStart;
     if (inBlock >= 0 && inBlock <= static_cast<std::int64_t>(m_end)) {
         m_next = static_cast<std::size_t>(inBlock);
     } else {
-        m_blockStart = position;
+        m_bufferStart = position;
         m_next = m_end = 0;
     }
     return true;

@@ -11,7 +11,7 @@
 /// The form of `path` in which the system takes it at any length. A short path stays as it is: without the prefix that
 /// this form has, the system takes only paths of less than MAX_PATH; with it, only absolute ones and nothing that is
 /// still to be resolved.
-[[nodiscard]] std::wstring AnyLengthPath(const wchar_t* path);
+[[nodiscard]] std::wstring ToExtendedLengthPath(const wchar_t* path);
 
 /// A file open for reading and writing at one byte position that both share, with a block of it read ahead.
 ///
@@ -28,12 +28,12 @@ class CNKFile {
     /// not possible, or `path` is null.
     bool Open(const wchar_t* path);
     /// Creates an empty file, or empties the one there is, and leaves it closed. False if that is not possible.
-    static bool MakeEmpty(const wchar_t* path);
+    static bool CreateEmpty(const wchar_t* path);
     void Close() noexcept;
     [[nodiscard]] bool IsOpen() const noexcept { return m_handle != INVALID_HANDLE_VALUE; }
 
     /// The bytes ahead that are in memory already. Good until the next call.
-    [[nodiscard]] std::string_view Buffered() const noexcept { return {m_block.get() + m_next, m_end - m_next}; }
+    [[nodiscard]] std::string_view Buffered() const noexcept { return {m_buffer.get() + m_next, m_end - m_next}; }
     /// The bytes ahead, at least `wanted` of them unless the file ends before, or cannot be read any further. Good
     /// until the next call.
     std::string_view Peek(std::size_t wanted);
@@ -41,12 +41,14 @@ class CNKFile {
     void Skip(std::size_t count) noexcept { m_next += count; }
 
     /// Forgets what was read ahead, so that the next read sees what others have written by then.
-    void DropBlock() noexcept;
+    void DiscardBuffer() noexcept;
 
     /// Writes at the position and moves it behind what was written. False if not all could be written.
     bool Write(std::string_view bytes) noexcept;
 
-    [[nodiscard]] std::int64_t GetPosition() const noexcept { return m_blockStart + static_cast<std::int64_t>(m_next); }
+    [[nodiscard]] std::int64_t GetPosition() const noexcept {
+        return m_bufferStart + static_cast<std::int64_t>(m_next);
+    }
     /// Moves the position to any place from the beginning on, also behind the end. False, and nothing changes, for a
     /// place before the beginning.
     bool SetPosition(std::int64_t position) noexcept;
@@ -54,14 +56,14 @@ class CNKFile {
     [[nodiscard]] std::int64_t GetSize() const noexcept;
 
   private:
-    static constexpr std::size_t blockSize = std::size_t{64} * 1024;
+    static constexpr std::size_t bufferSize = std::size_t{64} * 1024;
 
     bool MoveFilePointer(std::int64_t position) noexcept;
 
     HANDLE m_handle = INVALID_HANDLE_VALUE;
-    std::unique_ptr<char[]> m_block; ///< allocated at the first read
-    std::int64_t m_filePointer = 0;  ///< where the system would read or write next
-    std::int64_t m_blockStart = 0;   ///< where in the file the block begins
-    std::size_t m_next = 0;          ///< the position within the block
-    std::size_t m_end = 0;           ///< how much of the block is filled
+    std::unique_ptr<char[]> m_buffer; ///< allocated at the first read
+    std::int64_t m_filePointer = 0;   ///< where the system would read or write next
+    std::int64_t m_bufferStart = 0;   ///< where in the file the block begins
+    std::size_t m_next = 0;           ///< the position within the block
+    std::size_t m_end = 0;            ///< how much of the block is filled
 };

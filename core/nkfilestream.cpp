@@ -45,7 +45,7 @@ CNKFileStream::CNKFileStream(CNKString fileName, bool /*unused*/) : m_fileName(s
 
 bool CNKFileStream::Open(const CNKString& fileName, bool binary) {
     m_fileName = fileName; // first: it may be the last line, which goes now
-    ForgetLastLine();
+    DiscardLastLine();
     Close();
     m_binary = binary;
     return m_file.Open(m_fileName);
@@ -57,21 +57,21 @@ bool CNKFileStream::Reopen(bool binary) {
 
 void CNKFileStream::Close() noexcept {
     m_file.Close();
-    std::string().swap(m_outgoing); // its memory goes too
+    std::string().swap(m_writeBuffer); // its memory goes too
     ResetFlags();
 }
 
 void CNKFileStream::Clear() {
-    ForgetLastLine();
+    DiscardLastLine();
     Close();
-    CNKFile::MakeEmpty(m_fileName);
+    CNKFile::CreateEmpty(m_fileName);
 }
 
 bool CNKFileStream::Create(const CNKString& fileName, bool overwrite) {
     Close();
     m_fileName = fileName;
-    if (!CNKFile::MakeEmpty(m_fileName)) {
-        CNKFile::MakeEmpty(m_fileName); // what was in the way may be gone by now
+    if (!CNKFile::CreateEmpty(m_fileName)) {
+        CNKFile::CreateEmpty(m_fileName); // what was in the way may be gone by now
         return true;
     }
     if (overwrite) {
@@ -92,7 +92,7 @@ BSTR CNKFileStream::CopyNextLine() {
     if (!m_lastLineIsPiece) {
         return m_lastLine.copy();
     }
-    ForgetLastLine(); // if the copy fails, there is no last line, as when the stream's own string cannot be made
+    DiscardLastLine(); // if the copy fails, there is no last line, as when the stream's own string cannot be made
     const BSTR line = _com_util::ConvertStringToBSTR(m_piece);
     m_lastLineIsPiece = true;
     return line;
@@ -104,7 +104,7 @@ void CNKFileStream::ReadLine() {
         return;
     }
     if (m_broken) {
-        ForgetLastLine();
+        DiscardLastLine();
         return;
     }
     std::size_t length = ReadPiece();
@@ -112,7 +112,7 @@ void CNKFileStream::ReadLine() {
     if (m_lastLineIsPiece) {
         return;
     }
-    ForgetLastLine();
+    DiscardLastLine();
     std::wstring joined(CNKString(m_piece).View());
     while (length == pieceLength) {
         length = ReadPiece();
@@ -133,7 +133,7 @@ std::size_t CNKFileStream::LastLineLength() const noexcept {
     return m_lastLineIsPiece ? WideLength(m_piece) : m_lastLine.GetLength();
 }
 
-void CNKFileStream::ForgetLastLine() noexcept {
+void CNKFileStream::DiscardLastLine() noexcept {
     m_lastLine.Clear();
     m_lastLineIsPiece = false;
 }
@@ -192,9 +192,9 @@ bool CNKFileStream::WriteLine(const wchar_t* line) {
     if (!IsOpen()) {
         return false;
     }
-    m_outgoing.clear();
-    AppendNarrow(m_outgoing, line);
-    WriteOutgoing();
+    m_writeBuffer.clear();
+    AppendNarrow(m_writeBuffer, line);
+    WriteBuffered();
     return true;
 }
 
@@ -206,31 +206,31 @@ bool CNKFileStream::WriteLine(const CNKTokenString& tokens) {
     if (!IsOpen()) {
         return false;
     }
-    m_outgoing.clear();
+    m_writeBuffer.clear();
     for (const CNKString& token : tokens) {
         if (&token != &tokens.front()) {
-            m_outgoing += ';';
+            m_writeBuffer += ';';
         }
-        AppendNarrow(m_outgoing, token);
+        AppendNarrow(m_writeBuffer, token);
     }
-    WriteOutgoing();
+    WriteBuffered();
     return true;
 }
 
 /// Writes the line that has been put together, and its end, in one go. In text mode every LF becomes a line end.
-void CNKFileStream::WriteOutgoing() {
+void CNKFileStream::WriteBuffered() {
     if (m_broken || (m_failed && !m_endOfFile)) { // in the middle of a line that came cut, or after a failure
         return;
     }
-    if (!m_binary && m_outgoing.find('\n') != std::string::npos) {
+    if (!m_binary && m_writeBuffer.find('\n') != std::string::npos) {
         std::string translated;
-        for (const char c : m_outgoing) {
+        for (const char c : m_writeBuffer) {
             translated += c == '\n' ? "\r\n"sv : std::string_view(&c, 1);
         }
-        m_outgoing = std::move(translated);
+        m_writeBuffer = std::move(translated);
     }
-    m_outgoing += m_binary ? "\n" : "\r\n";
-    m_broken = !m_file.Write(m_outgoing);
+    m_writeBuffer += m_binary ? "\n" : "\r\n";
+    m_broken = !m_file.Write(m_writeBuffer);
 }
 
 // Position
@@ -238,13 +238,13 @@ void CNKFileStream::WriteOutgoing() {
 // Unlike a step back over a line, these look at the file anew.
 
 bool CNKFileStream::SeekRead(int offset, unsigned int origin) noexcept {
-    m_file.DropBlock();
+    m_file.DiscardBuffer();
     return SeekOrReset(offset, origin);
 }
 
 bool CNKFileStream::SeekWrite(int offset, unsigned int origin) noexcept {
     const bool endOfFile = m_endOfFile;
-    m_file.DropBlock();
+    m_file.DiscardBuffer();
     const bool moved = SeekOrReset(offset, origin);
     m_endOfFile = moved && endOfFile; // going somewhere to write says nothing about the end for reading
     return moved;

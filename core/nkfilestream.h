@@ -119,9 +119,9 @@ class CNKFileStream {
     void ReadLine();
     const CNKString& LastLine();
     std::size_t LastLineLength() const noexcept;
-    void ForgetLastLine() noexcept;
+    void DiscardLastLine() noexcept;
     std::size_t ReadPiece();
-    void WriteOutgoing();
+    void WriteBuffered();
     bool SeekOrReset(std::int64_t offset, unsigned int origin) noexcept;
     bool MoveTo(std::int64_t offset, unsigned int origin) noexcept;
 
@@ -130,7 +130,7 @@ class CNKFileStream {
     bool m_endOfFile = false;           ///< a read met the end
     bool m_failed = false;              ///< a read got nothing, or not the whole line
     bool m_broken = false;              ///< the system refused a write
-    std::string m_outgoing;             ///< the line being written; kept for the next one
+    std::string m_writeBuffer;          ///< the line being written; kept for the next one
     char m_piece[pieceLength + 1] = {}; ///< the bytes of the last line, or of its last piece
     bool m_lastLineIsPiece = false;     ///< m_lastLine has not been made of them yet
     CNKString m_lastLine;

@@ -17,7 +17,7 @@ static_assert(std::is_nothrow_move_constructible_v<CNKString> && std::is_nothrow
 /// wcstod of the C runtime, through its import table entry. The toolchain's headers define an inline wcstod instead,
 /// which copies the whole string first and does not skip all white space that iswspace knows. An alias for the function
 /// itself would do with GCC only: clang takes it for the inline one.
-extern "C" double(__cdecl* const RunTimeWcstod)(const wchar_t* text, wchar_t** end) noexcept __asm__("__imp_wcstod");
+extern "C" double(__cdecl* const CrtWcstod)(const wchar_t* text, wchar_t** end) noexcept __asm__("__imp_wcstod");
 
 namespace {
 
@@ -33,7 +33,7 @@ template struct RecordAccess<&_bstr_t::m_Data>;
 using Record = std::remove_pointer_t<std::remove_reference_t<decltype(RecordOf(std::declval<_bstr_t&>()))>>;
 
 /// Passes on what a BSTR allocation returned unless it failed.
-BSTR Allocated(BSTR text) {
+BSTR ThrowIfNull(BSTR text) {
     if (text == nullptr) {
         _com_issue_error(E_OUTOFMEMORY);
     }
@@ -43,7 +43,7 @@ BSTR Allocated(BSTR text) {
 /// A BSTR of `length` code units from `text`, to be filled in by the caller if that is null.
 BSTR Allocate(const wchar_t* text, std::size_t length) {
     const bool possible = length <= (std::numeric_limits<UINT>::max)();
-    return Allocated(possible ? SysAllocStringLen(text, static_cast<UINT>(length)) : nullptr);
+    return ThrowIfNull(possible ? SysAllocStringLen(text, static_cast<UINT>(length)) : nullptr);
 }
 
 std::wstring_view View(const wchar_t* text) noexcept {
@@ -51,7 +51,7 @@ std::wstring_view View(const wchar_t* text) noexcept {
 }
 
 /// The text as a NUL-terminated one, empty for a null string.
-const wchar_t* Terminated(const CNKString& text) noexcept {
+const wchar_t* CStr(const CNKString& text) noexcept {
     return text.IsEmpty() ? L"" : static_cast<const wchar_t*>(text);
 }
 
@@ -65,16 +65,17 @@ CNKString Concatenate(std::wstring_view left, std::wstring_view right) {
     return {text, false};
 }
 
-wchar_t Widened(char character) noexcept {
+wchar_t SignExtend(char character) noexcept {
     return static_cast<wchar_t>(static_cast<signed char>(character));
 }
 
 /// The text of a number, made without an allocation; empty when the formatter refuses it.
-class NumberText {
+class FormattedNumber {
   public:
-    explicit NumberText(unsigned int value) noexcept
+    explicit FormattedNumber(unsigned int value) noexcept
         : m_length(swprintf_s(m_text, 30, L"%d", static_cast<int>(value))) {}
-    explicit NumberText(double value) noexcept : m_length(swprintf_s(m_text, std::size(m_text), L"%.20lf", value)) {}
+    explicit FormattedNumber(double value) noexcept
+        : m_length(swprintf_s(m_text, std::size(m_text), L"%.20lf", value)) {}
 
     std::wstring_view Get() const noexcept { return {m_text, static_cast<std::size_t>((std::max)(m_length, 0))}; }
 
@@ -104,7 +105,7 @@ std::size_t LengthWithoutTrailingBlanks(std::wstring_view text) noexcept {
 /// Stores what `parse` reads from the start of the text; whether it read everything.
 template <class Value, class Parse> bool ParseAll(const CNKString& text, Value* value, Parse parse) noexcept {
     wchar_t* end = nullptr;
-    *value = parse(Terminated(text), &end);
+    *value = parse(CStr(text), &end);
     return *end == L'\0';
 }
 
@@ -123,7 +124,7 @@ CNKString MapEach(const CNKString& text, wint_t (*map)(wint_t)) {
 // Construction
 
 CNKString::CNKString(const wchar_t* text) {
-    Adopt(text == nullptr ? nullptr : Allocated(SysAllocString(text)));
+    Adopt(text == nullptr ? nullptr : ThrowIfNull(SysAllocString(text)));
 }
 
 CNKString::CNKString(const char* text) {
@@ -140,18 +141,18 @@ CNKString::CNKString(wchar_t character, std::size_t count) {
     Adopt(text);
 }
 
-CNKString::CNKString(char character, std::size_t count) : CNKString(Widened(character), count) {}
+CNKString::CNKString(char character, std::size_t count) : CNKString(SignExtend(character), count) {}
 
-CNKString::CNKString(unsigned int value) : CNKString(Copy(NumberText(value).Get())) {}
+CNKString::CNKString(unsigned int value) : CNKString(Copy(FormattedNumber(value).Get())) {}
 
-CNKString::CNKString(double value) : CNKString(Copy(NumberText(value).Get())) {}
+CNKString::CNKString(double value) : CNKString(Copy(FormattedNumber(value).Get())) {}
 
-BSTR CNKString::NewText(std::size_t length) {
+BSTR CNKString::AllocateBstr(std::size_t length) {
     return Allocate(nullptr, length);
 }
 
-void CNKString::Hold(BSTR text, bool copyText) {
-    Adopt(copyText ? CopyOf(text) : text);
+void CNKString::AdoptOrCopy(BSTR text, bool fCopy) {
+    Adopt(fCopy ? CopyOf(text) : text);
 }
 
 // Every record of a CNKString is made here and nowhere else. The record's own operator new and the constructors of
@@ -178,7 +179,7 @@ bool CNKString::OwnsRecord() noexcept {
 
 BSTR CNKString::CopyOf(const wchar_t* text) {
     const auto length = static_cast<UINT>(ByteLength(text));
-    return text == nullptr ? nullptr : Allocated(SysAllocStringByteLen(reinterpret_cast<const char*>(text), length));
+    return text == nullptr ? nullptr : ThrowIfNull(SysAllocStringByteLen(reinterpret_cast<const char*>(text), length));
 }
 
 // Assignment
@@ -193,7 +194,7 @@ CNKString& CNKString::operator=(const wchar_t* text) {
     if (text != nullptr && text == static_cast<const wchar_t*>(*this)) {
         return *this;
     }
-    Replace([text] { return text == nullptr ? nullptr : Allocated(SysAllocString(text)); });
+    Replace([text] { return text == nullptr ? nullptr : ThrowIfNull(SysAllocString(text)); });
     return *this;
 }
 
@@ -242,12 +243,12 @@ bool CNKString::GetAt(int index, wchar_t* character) const noexcept {
 }
 
 wchar_t CNKString::First() const noexcept {
-    return *Terminated(*this);
+    return *CStr(*this);
 }
 
 std::size_t CNKString::Find(const CNKString& wanted) const noexcept {
-    const wchar_t* const text = Terminated(*this);
-    const wchar_t* const found = std::wcsstr(text, Terminated(wanted));
+    const wchar_t* const text = CStr(*this);
+    const wchar_t* const found = std::wcsstr(text, CStr(wanted));
     return found == nullptr ? GetLength() : static_cast<std::size_t>(found - text);
 }
 
@@ -280,7 +281,7 @@ CNKString CNKString::Right(std::size_t count) const {
 // Numbers and case
 
 bool CNKString::ToDouble(double* value) const noexcept {
-    return ParseAll(*this, value, RunTimeWcstod);
+    return ParseAll(*this, value, CrtWcstod);
 }
 
 bool CNKString::ToLong(int* value) const noexcept {
@@ -292,11 +293,11 @@ bool CNKString::ToULong(unsigned int* value) const noexcept {
 }
 
 double CNKString::AsDouble() const noexcept {
-    return RunTimeWcstod(Terminated(*this), nullptr);
+    return CrtWcstod(CStr(*this), nullptr);
 }
 
 long CNKString::AsLong() const noexcept {
-    return std::wcstol(Terminated(*this), nullptr, 0);
+    return std::wcstol(CStr(*this), nullptr, 0);
 }
 
 CNKString CNKString::ToUpper() const {
@@ -309,7 +310,7 @@ CNKString CNKString::ToLower() const {
 
 // Changes
 
-CNKString& CNKString::Keep(std::size_t start, std::size_t end) {
+CNKString& CNKString::KeepRange(std::size_t start, std::size_t end) {
     if (start != 0 || end != GetLength()) {
         Adopt(CopyMid(start, end - start));
     }
@@ -318,22 +319,22 @@ CNKString& CNKString::Keep(std::size_t start, std::size_t end) {
 
 CNKString& CNKString::TrimLeft() {
     const std::wstring_view text = View();
-    return Keep(LeadingBlanks(text), text.size());
+    return KeepRange(LeadingBlanks(text), text.size());
 }
 
 CNKString& CNKString::TrimRight() {
-    return Keep(0, LengthWithoutTrailingBlanks(View()));
+    return KeepRange(0, LengthWithoutTrailingBlanks(View()));
 }
 
 CNKString& CNKString::Trim() {
     std::wstring_view text = View();
     const std::size_t start = LeadingBlanks(text);
     text.remove_prefix(start);
-    return Keep(start, start + LengthWithoutTrailingBlanks(text));
+    return KeepRange(start, start + LengthWithoutTrailingBlanks(text));
 }
 
 CNKString& CNKString::Truncate(std::size_t count) {
-    return Keep(0, (std::min)(count, GetLength()));
+    return KeepRange(0, (std::min)(count, GetLength()));
 }
 
 CNKString& CNKString::MakeUpper() {
@@ -442,15 +443,15 @@ CNKString operator+(const CNKString& left, wchar_t right) {
 }
 
 CNKString operator+(const CNKString& left, char right) {
-    return left + Widened(right);
+    return left + SignExtend(right);
 }
 
 CNKString operator+(const CNKString& left, unsigned int right) {
-    return Concatenate(left.View(), NumberText(right).Get());
+    return Concatenate(left.View(), FormattedNumber(right).Get());
 }
 
 CNKString operator+(const CNKString& left, double right) {
-    return Concatenate(left.View(), NumberText(right).Get());
+    return Concatenate(left.View(), FormattedNumber(right).Get());
 }
 
 CNKString operator+(const wchar_t* left, const CNKString& right) {
@@ -466,13 +467,13 @@ CNKString operator+(wchar_t left, const CNKString& right) {
 }
 
 CNKString operator+(char left, const CNKString& right) {
-    return Widened(left) + right;
+    return SignExtend(left) + right;
 }
 
 CNKString operator+(unsigned int left, const CNKString& right) {
-    return Concatenate(NumberText(left).Get(), right.View());
+    return Concatenate(FormattedNumber(left).Get(), right.View());
 }
 
 CNKString operator+(double left, const CNKString& right) {
-    return Concatenate(NumberText(left).Get(), right.View());
+    return Concatenate(FormattedNumber(left).Get(), right.View());
 }

@@ -49,13 +49,13 @@ class CNKString : public _bstr_t {
 
     /// A BSTR, NULs included: copied byte for byte, or else adopted, so that the string frees it from now on (also when
     /// this constructor fails). The flag must be a bool, lest a count be taken for it.
-    CNKString(BSTR text, std::same_as<bool> auto copyText) { Hold(text, copyText); }
+    CNKString(BSTR text, std::same_as<bool> auto fCopy) { AdoptOrCopy(text, fCopy); }
 
     /// Exactly `length` code units from `text`, NULs included. With a null pointer their values are unspecified.
     CNKString(const wchar_t* text, std::size_t length);
 
     /// A BSTR of `length` code units for the caller to fill in and to free.
-    [[nodiscard]] static BSTR NewText(std::size_t length);
+    [[nodiscard]] static BSTR AllocateBstr(std::size_t length);
 
     /// `count` times the same character. A char is widened by its sign: 0xE4 becomes U+FFE4.
     CNKString(wchar_t character, std::size_t count);
@@ -196,14 +196,14 @@ class CNKString : public _bstr_t {
     /// Whether there is a record that no other string shares.
     [[nodiscard]] bool OwnsRecord() noexcept;
     /// Replaces the text by a copy of `text`, or by `text` itself.
-    void Hold(BSTR text, bool copyText);
+    void AdoptOrCopy(BSTR text, bool fCopy);
     /// Replaces the text by `text` itself, in a new record only if others share this string's or it has none. If that
     /// fails, `text` is freed and the string unchanged.
     void Adopt(BSTR text);
     /// Assigns the BSTR that `make` returns.
     template <class Make> void Replace(Make make);
     /// Keeps the code units from `start` up to `end`; the record stays when those are all.
-    CNKString& Keep(std::size_t start, std::size_t end);
+    CNKString& KeepRange(std::size_t start, std::size_t end);
 };
 
 /// Concatenation: a new string, always with text. Numbers and single characters turn into text as the constructors do

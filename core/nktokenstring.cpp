@@ -18,7 +18,7 @@ BSTR Join(const CNKStringList& strings, std::wstring_view joiner) {
     for (const CNKString& string : strings) {
         length += string.GetLength();
     }
-    const BSTR joined = CNKString::NewText(length);
+    const BSTR joined = CNKString::AllocateBstr(length);
     wchar_t* to = joined;
     for (const CNKString& string : strings) {
         if (&string != &strings.front()) {
@@ -48,7 +48,7 @@ void Append(std::wstring_view token, CNKStringList& tokens) {
     tokens.emplace_back(token.data(), token.size());
 }
 
-void AppendWhole(const Value& value, CNKStringList& tokens) {
+void AppendUnsplit(const Value& value, CNKStringList& tokens) {
     if (value.shared != nullptr) {
         tokens.push_back(*value.shared);
     } else {
@@ -58,14 +58,14 @@ void AppendWhole(const Value& value, CNKStringList& tokens) {
 
 /// Appends the pieces of `value` between separators to `tokens`, which it lets grow only once. `find` returns the next
 /// separator at or after a position, or null; it stops at the first NUL. A separator is `width` units wide.
-template <class Find> void Cut(const Value& value, std::size_t width, CNKStringList& tokens, const Find& find) {
+template <class Find> void SplitAt(const Value& value, std::size_t width, CNKStringList& tokens, const Find& find) {
     std::size_t separatorCount = 0;
     for (const wchar_t* p = find(value.begin); p != nullptr; p = find(p + width)) {
         ++separatorCount;
     }
     tokens.reserve(separatorCount + 1);
     if (separatorCount == 0) {
-        AppendWhole(value, tokens);
+        AppendUnsplit(value, tokens);
         return;
     }
     const wchar_t* token = value.begin;
@@ -268,14 +268,14 @@ void CNKTokenString::Split(const wchar_t* begin, const wchar_t* end, const CNKSt
     const bool wholeText = m_multiCharacter && separator.size() > 1;
     const std::size_t nul = separator.find(L'\0');
     if (separator.empty() || (wholeText && nul != std::wstring_view::npos)) {
-        AppendWhole(value, *this); // a search ends at a NUL, so it never finds one in a separator
+        AppendUnsplit(value, *this); // a search ends at a NUL, so it never finds one in a separator
     } else if (separator.size() == 1) {
-        Cut(value, 1, *this, FindCharacter(separator.front()));
+        SplitAt(value, 1, *this, FindCharacter(separator.front()));
     } else if (!wholeText) {
-        Cut(value, 1, *this, FindAnyOf(separator.substr(0, nul)));
+        SplitAt(value, 1, *this, FindAnyOf(separator.substr(0, nul)));
     } else if (separator.size() <= maxShortText) {
-        Cut(value, separator.size(), *this, FindShortText(separator.data()));
+        SplitAt(value, separator.size(), *this, FindShortText(separator.data()));
     } else {
-        Cut(value, separator.size(), *this, FindLongText(separator));
+        SplitAt(value, separator.size(), *this, FindLongText(separator));
     }
 }

@@ -23,10 +23,10 @@ namespace {
 
 using namespace doctor; // NOLINT(google-build-using-namespace): this program is made of it
 
-enum ExitCode { exitWell = 0, exitWrong = 1, exitUsage = 2 };
+enum ExitCode { exitOk = 0, exitFault = 1, exitUsage = 2 };
 
-int Print(const std::wstring& text, int exitCode = exitWell) {
-    return Write(GetStdHandle(STD_OUTPUT_HANDLE), text) ? exitCode : exitWrong;
+int Print(const std::wstring& text, int exitCode = exitOk) {
+    return Write(GetStdHandle(STD_OUTPUT_HANDLE), text) ? exitCode : exitFault;
 }
 
 int PrintError(const std::wstring& text, int exitCode) {
@@ -38,7 +38,7 @@ int Diagnose(bool json) {
     const Facts facts = GatherFacts();
     const std::vector<Finding> findings = Judge(facts);
     return Print(json ? JsonReport(facts, findings) : TextReport(facts, findings),
-                 HasErrors(findings) ? exitWrong : exitWell);
+                 HasErrors(findings) ? exitFault : exitOk);
 }
 
 std::wstring PathBesideProgram() {
@@ -51,7 +51,7 @@ int Register(const Command& command) {
     const std::wstring path = command.path.empty() ? PathBesideProgram() : command.path;
     const Outcome outcome = RegisterLibrary(command.scope, path);
     if (!outcome.succeeded) {
-        return PrintError(outcome.message, exitWrong);
+        return PrintError(outcome.message, exitFault);
     }
     std::vector<Finding> findings = Judge(GatherFacts());
     if (command.scope == Scope::user) {
@@ -60,13 +60,13 @@ int Register(const Command& command) {
             finding.severity = finding.id == FindingId::userEntriesUnseen ? Severity::note : finding.severity;
         }
     }
-    return Print(outcome.message + L"\n" + TextOfFindings(findings), HasErrors(findings) ? exitWrong : exitWell);
+    return Print(outcome.message + L"\n" + TextOfFindings(findings), HasErrors(findings) ? exitFault : exitOk);
 }
 
 int Unregister(const Command& command) {
     const Outcome outcome = UnregisterLibrary(command.scope);
     if (!outcome.succeeded) {
-        return PrintError(outcome.message, exitWrong);
+        return PrintError(outcome.message, exitFault);
     }
     const Scope other = command.scope == Scope::user ? Scope::machine : Scope::user;
     const std::wstring rest =
@@ -105,6 +105,6 @@ int wmain(int argc, wchar_t** argv) {
         return Run(std::get<Command>(parsed));
     } catch (const std::exception& error) {
         const std::string what = error.what();
-        return PrintError(std::wstring(what.begin(), what.end()), exitWrong);
+        return PrintError(std::wstring(what.begin(), what.end()), exitFault);
     }
 }

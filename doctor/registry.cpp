@@ -26,7 +26,7 @@ LSTATUS Open(Scope scope, const std::wstring& key, REGSAM rights, KeyOwner& open
 }
 
 /// The system has several words for a key or value that is not there.
-LSTATUS Missing(LSTATUS status) noexcept {
+LSTATUS NormalizeMissing(LSTATUS status) noexcept {
     return status == ERROR_PATH_NOT_FOUND ? LSTATUS{ERROR_FILE_NOT_FOUND} : status;
 }
 
@@ -34,7 +34,7 @@ EntryFact ReadEntry(Scope scope, Entry entry) {
     EntryFact fact;
     if (entry.kind == EntryKind::key) {
         KeyOwner key;
-        fact.status = Missing(Open(scope, entry.key, KEY_QUERY_VALUE, key));
+        fact.status = NormalizeMissing(Open(scope, entry.key, KEY_QUERY_VALUE, key));
     } else {
         RegistryValue value = ReadValue(scope, entry.key, entry.name);
         const bool isPath = entry.kind == EntryKind::serverPath || entry.kind == EntryKind::libraryPath;
@@ -64,7 +64,7 @@ Access32 ReadAccess32(Scope scope) {
 RegistryValue ReadValue(Scope scope, const std::wstring& key, const std::wstring& name) {
     KeyOwner opened;
     RegistryValue value;
-    value.status = Missing(Open(scope, key, KEY_QUERY_VALUE, opened));
+    value.status = NormalizeMissing(Open(scope, key, KEY_QUERY_VALUE, opened));
     if (value.status != ERROR_SUCCESS) {
         return value;
     }
@@ -80,7 +80,7 @@ RegistryValue ReadValue(Scope scope, const std::wstring& key, const std::wstring
 
 bool HasKey(Scope scope, const std::wstring& key) {
     KeyOwner opened;
-    return Missing(Open(scope, key, KEY_QUERY_VALUE, opened)) != ERROR_FILE_NOT_FOUND;
+    return NormalizeMissing(Open(scope, key, KEY_QUERY_VALUE, opened)) != ERROR_FILE_NOT_FOUND;
 }
 
 ScopeFacts ReadScope(Scope scope) {
@@ -117,13 +117,13 @@ LSTATUS WriteEntry(Scope scope, const Entry& entry) {
 }
 
 LSTATUS RemoveTree(Scope scope, const std::wstring& key) {
-    const LSTATUS status = Missing(RegDeleteTreeW(RootOf(scope), FullKey(key).c_str()));
+    const LSTATUS status = NormalizeMissing(RegDeleteTreeW(RootOf(scope), FullKey(key).c_str()));
     return status == ERROR_FILE_NOT_FOUND ? LSTATUS{ERROR_SUCCESS} : status;
 }
 
 LSTATUS RemoveIfEmpty(Scope scope, const std::wstring& key) {
     KeyOwner opened;
-    LSTATUS status = Missing(Open(scope, key, KEY_READ, opened));
+    LSTATUS status = NormalizeMissing(Open(scope, key, KEY_READ, opened));
     DWORD subKeys = 0;
     DWORD values = 0;
     if (status == ERROR_SUCCESS) {

@@ -11,16 +11,16 @@
 namespace {
 
 // What this file allocates, it allocates without exceptions: they would need memory themselves.
-using Text = std::unique_ptr<wchar_t[]>;
+using WideBuffer = std::unique_ptr<wchar_t[]>;
 
-Text NewText(std::size_t capacity) noexcept {
-    return Text(new (std::nothrow) wchar_t[capacity]);
+WideBuffer NewBuffer(std::size_t capacity) noexcept {
+    return WideBuffer(new (std::nothrow) wchar_t[capacity]);
 }
 
 /// The full path of a module's file, however long.
-HRESULT ModulePath(HINSTANCE module, Text& path) noexcept {
+HRESULT ModulePath(HINSTANCE module, WideBuffer& path) noexcept {
     for (DWORD capacity = MAX_PATH;; capacity *= 2) {
-        path = NewText(capacity);
+        path = NewBuffer(capacity);
         if (path == nullptr) {
             return E_OUTOFMEMORY;
         }
@@ -35,8 +35,8 @@ HRESULT ModulePath(HINSTANCE module, Text& path) noexcept {
 }
 
 /// `text` as it has to stand between the quotes of a registry script: with every apostrophe doubled. Null: no memory.
-Text QuotedForScript(const wchar_t* text) noexcept {
-    Text quoted = NewText(2 * std::wcslen(text) + 1);
+WideBuffer EscapeForScript(const wchar_t* text) noexcept {
+    WideBuffer quoted = NewBuffer(2 * std::wcslen(text) + 1);
     if (quoted != nullptr) {
         wchar_t* to = quoted.get();
         for (; *text != L'\0'; ++text) {
@@ -220,12 +220,12 @@ HRESULT CComModule::UnregisterServer(BOOL bUnRegTypeLib) noexcept {
 }
 
 HRESULT CComModule::UpdateRegistryFromResource(UINT nResID, BOOL bRegister) noexcept {
-    Text path;
+    WideBuffer path;
     HRESULT hr = ModulePath(m_hInst, path);
     if (FAILED(hr)) {
         return hr;
     }
-    const Text quotedPath = QuotedForScript(path.get());
+    const WideBuffer quotedPath = EscapeForScript(path.get());
     if (quotedPath == nullptr) {
         return E_OUTOFMEMORY;
     }
@@ -246,7 +246,7 @@ HRESULT CComModule::UpdateRegistryFromResource(UINT nResID, BOOL bRegister) noex
 HRESULT AtlLoadTypeLib(HINSTANCE hInstTypeLib, BSTR* pbstrPath, ITypeLib** ppTypeLib) noexcept {
     *pbstrPath = nullptr;
     *ppTypeLib = nullptr;
-    Text path;
+    WideBuffer path;
     HRESULT hr = ModulePath(hInstTypeLib, path);
     if (FAILED(hr)) {
         return hr;

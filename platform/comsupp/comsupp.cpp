@@ -17,7 +17,7 @@ template <class Character> bool IsAscii(const Character* text, std::size_t lengt
 }
 
 /// Passes on the size that a conversion function returned unless it failed.
-int Converted(int size) {
+int ThrowIfZero(int size) {
     if (size == 0) {
         _com_issue_error(HRESULT_FROM_WIN32(GetLastError()));
     }
@@ -62,7 +62,7 @@ BSTR WINAPI ConvertStringToBSTR(const char* pSrc) {
         return text;
     }
     const int bytes = static_cast<int>(length);
-    const int units = Converted(MultiByteToWideChar(CP_ACP, 0, pSrc, bytes, nullptr, 0));
+    const int units = ThrowIfZero(MultiByteToWideChar(CP_ACP, 0, pSrc, bytes, nullptr, 0));
     const BSTR text = NewBstr(static_cast<std::size_t>(units));
     MultiByteToWideChar(CP_ACP, 0, pSrc, bytes, text, units);
     return text;
@@ -80,7 +80,7 @@ char* WINAPI ConvertBSTRToString(BSTR pSrc) {
         return text;
     }
     const int units = static_cast<int>(length);
-    const int bytes = Converted(WideCharToMultiByte(CP_ACP, 0, pSrc, units, nullptr, 0, nullptr, nullptr));
+    const int bytes = ThrowIfZero(WideCharToMultiByte(CP_ACP, 0, pSrc, units, nullptr, 0, nullptr, nullptr));
     char* const text = NewNarrow(static_cast<std::size_t>(bytes));
     WideCharToMultiByte(CP_ACP, 0, pSrc, units, text, bytes, nullptr, nullptr);
     return text;

@@ -27,7 +27,7 @@ std::wstring PathOf(const std::wstring& beginning, std::size_t length) {
 }
 
 void ExpectForm(const std::wstring& path, const std::wstring& form) {
-    EXPECT_EQ(AnyLengthPath(path.c_str()), form);
+    EXPECT_EQ(ToExtendedLengthPath(path.c_str()), form);
 }
 
 TEST(AnyLengthPathTest, ShortPaths_StayAsTheyAre) {
@@ -89,9 +89,9 @@ BOOL WINAPI WriteNothing(HANDLE, LPCVOID, DWORD, LPDWORD written, LPOVERLAPPED) 
 TEST(CNKFileTest, MakeEmpty_OfAFileThatCannotBeClosed_Fails) {
     const support::TemporaryFolder folder;
     const std::wstring path = folder / L"lines.txt";
-    EXPECT_TRUE(CNKFile::MakeEmpty(path.c_str()));
+    EXPECT_TRUE(CNKFile::CreateEmpty(path.c_str()));
     const support::RedirectedImport failing(GetModuleHandleW(nullptr), "CloseHandle", &CloseAndReportFailure);
-    EXPECT_FALSE(CNKFile::MakeEmpty(path.c_str()));
+    EXPECT_FALSE(CNKFile::CreateEmpty(path.c_str()));
 }
 
 /// Trying again would go on for ever.

@@ -192,13 +192,13 @@ Outcome RemoveObject(const ModelCall& call) {
 
 // Variant collections
 
-bool IsNumber(long number, std::size_t size) {
+bool HasElement(long number, std::size_t size) {
     return number >= 1 && static_cast<std::size_t>(number) <= size;
 }
 Outcome AddValue(const ModelCall& call) {
     auto& elements = Self<Collection>(call).elements;
     const long position = LongOf(call, 1);
-    if (position != 0 && !IsNumber(position, elements.size())) {
+    if (position != 0 && !HasElement(position, elements.size())) {
         return Outcome::Failed(L"Position invalid!");
     }
     elements.insert(position == 0 ? elements.end() : elements.begin() + (position - 1), {call.arguments[0], call.loan});
@@ -207,7 +207,7 @@ Outcome AddValue(const ModelCall& call) {
 Outcome RemoveValue(const ModelCall& call) {
     auto& elements = Self<Collection>(call).elements;
     const long index = LongOf(call, 0);
-    if (index != 0 && !IsNumber(index, elements.size())) {
+    if (index != 0 && !HasElement(index, elements.size())) {
         return Outcome::BadIndex();
     }
     if (!elements.empty()) {
@@ -395,7 +395,7 @@ const std::vector<Member>& Table() {
              &Vtable<&INXVariantCollection::get_Item>::Call,
              [](const ModelCall& call) {
                  const long index = LongOf(call, 0);
-                 return IsNumber(index, call.self->Size()) ? Give(call.self->At(static_cast<std::size_t>(index - 1)))
+                 return HasElement(index, call.self->Size()) ? Give(call.self->At(static_cast<std::size_t>(index - 1)))
                                                            : Outcome::BadIndex();
              }},
             {Kind::Collection, "_NewEnum", DISPID_NEWENUM, get, VT_UNKNOWN, {}, {}, 0, {},

@@ -1,6 +1,6 @@
 // Strings for callers that take failures as HRESULTs.
 
-#include "automation/exceptions.h"
+#include "automation/nxexceptions.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ using support::ExpectNoLeaks;
 TEST(CopyTextTest, Copy_IsTheCallers) {
     const CNKString text(L"text");
     Bstr copy;
-    EXPECT_HR(CopyText(text, copy.Out()), S_OK);
+    EXPECT_HR(CopyToBstr(text, copy.Out()), S_OK);
     EXPECT_BSTR(copy, L"text");
     EXPECT_BSTR(text, L"text");
 }
@@ -28,7 +28,7 @@ TEST(CopyTextTest, OutOfMemory_LeavesTheResultAlone) {
     BSTR copy = before;
     const ExpectNoLeaks noLeaks;
     const AllocationFault fault(1);
-    EXPECT_HR(CopyText(text, &copy), E_OUTOFMEMORY);
+    EXPECT_HR(CopyToBstr(text, &copy), E_OUTOFMEMORY);
     EXPECT_EQ(copy, before);
 }
 

@@ -1,6 +1,6 @@
-#include "automation/exceptions.h"
+#include "automation/nxexceptions.h"
 
-HRESULT CopyText(const CNKString& text, BSTR* pbsCopy) noexcept {
+HRESULT CopyToBstr(const CNKString& text, BSTR* pbsCopy) noexcept {
     try {
         *pbsCopy = text.copy();
         return S_OK;

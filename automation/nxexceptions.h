@@ -5,4 +5,4 @@
 
 /// Gives the caller a copy of `text` in *pbsCopy, byte for byte, null for a null string. When memory runs out, the
 /// result is E_OUTOFMEMORY and *pbsCopy stays as it was.
-HRESULT CopyText(const CNKString& text, BSTR* pbsCopy) noexcept;
+HRESULT CopyToBstr(const CNKString& text, BSTR* pbsCopy) noexcept;
