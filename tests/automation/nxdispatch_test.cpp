@@ -963,11 +963,11 @@ class NXDispatchTest : public ::testing::TestWithParam<Class> {
     }
 
     /// For each parameter, which of rgvarg is its argument.
-    using Places = std::vector<std::optional<std::size_t>>;
+    using ArgumentIndices = std::vector<std::optional<std::size_t>>;
 
     /// Where the arguments of a call are. One entry more tells an argument with a wrong name.
-    static Places ArgumentsOf(const Shape& shape, const Member& member) {
-        Places given(member.parameters.size());
+    static ArgumentIndices ArgumentsOf(const Shape& shape, const Member& member) {
+        ArgumentIndices given(member.parameters.size());
         const bool isPut = member.kind == DISPATCH_PROPERTYPUT;
         const std::size_t names = member.parameters.size() - (isPut ? 1 : 0);
         const std::size_t count = shape.arguments.size();
@@ -1004,7 +1004,7 @@ class NXDispatchTest : public ::testing::TestWithParam<Class> {
             return Refusal{Rule::ArgumentCount, DISP_E_BADPARAMCOUNT};
         }
 
-        const Places given = ArgumentsOf(shape, *member);
+        const ArgumentIndices given = ArgumentsOf(shape, *member);
         if (given.size() > member->parameters.size()) {
             return Refusal{Rule::ArgumentName, DISP_E_PARAMNOTFOUND, static_cast<UINT>(*given.back())};
         }

@@ -34,8 +34,8 @@ using support::WriteBytes;
 namespace {
 
 // The two modes.
-constexpr bool text = false;
-constexpr bool binary = true;
+constexpr bool textMode = false;
+constexpr bool binaryMode = true;
 
 constexpr CNKFileStream::Origin fromBeginning = CNKFileStream::FromBeginning;
 constexpr CNKFileStream::Origin fromCurrent = CNKFileStream::FromCurrent;
@@ -58,7 +58,7 @@ struct World {
 
     World(const std::wstring& file, std::size_t linesRead) : path(file) {
         WriteBytes(path, bytes);
-        EXPECT_TRUE(stream.Open(name, text));
+        EXPECT_TRUE(stream.Open(name, textMode));
         for (std::size_t count = 0; count < linesRead; ++count) {
             stream.ReadNextLine();
         }
@@ -77,7 +77,7 @@ void ExpectUsable(World& world) {
     world.stream.Close();
     EXPECT_TRUE(IsClosed(world.path));
     WriteBytes(world.path, World::bytes);
-    EXPECT_TRUE(world.stream.Open(world.name, text));
+    EXPECT_TRUE(world.stream.Open(world.name, textMode));
     EXPECT_BSTR(world.stream.ReadNextLine(), L"ab");
     EXPECT_TRUE(world.stream.WriteLine(world.line));
     EXPECT_BSTR(world.stream.ReadNextLine(), L"f");
@@ -122,7 +122,7 @@ struct BeforePieces {
     explicit BeforePieces(const std::wstring& path) {
         const std::string piece(127, 'p');
         WriteBytes(path, "a\r\n" + piece + "\r\n" + piece + "\r\nb");
-        EXPECT_TRUE(stream.Open(Make(path), text));
+        EXPECT_TRUE(stream.Open(Make(path), textMode));
         EXPECT_BSTR(stream.ReadNextLine(), L"a");
     }
     CNKFileStream stream;
@@ -179,15 +179,15 @@ TEST_F(NKFileStreamMemory, Open_IsClosedAfterwardsAndHasTheName) {
         ExpectUsable(world);
     };
     ForEachAllocationFailure([this] { return World(path, 1); },
-                             [](World& world) { world.stream.Open(world.name, binary); }, check,
+                             [](World& world) { world.stream.Open(world.name, binaryMode); }, check,
                              OutOfMemory::ComErrorOrBadAlloc);
-    ForEachAllocationFailure([this] { return World(path, 1); }, [](World& world) { world.stream.Reopen(binary); },
+    ForEachAllocationFailure([this] { return World(path, 1); }, [](World& world) { world.stream.Reopen(binaryMode); },
                              check, OutOfMemory::ComErrorOrBadAlloc);
 }
 
 TEST_F(NKFileStreamMemory, OpenOfAMissingFile_CreatesNothing) {
     ForEachAllocationFailure([this] { return World(path, 1); },
-                             [](World& world) { world.stream.Open(world.missing, text); },
+                             [](World& world) { world.stream.Open(world.missing, textMode); },
                              [](World& world) {
                                  EXPECT_FALSE(world.stream.IsOpen());
                                  EXPECT_BSTR(Bstr(world.stream.GetFileName()), world.path + L".none");
@@ -279,7 +279,7 @@ TEST_F(NKFileStreamRefused, Read_IsTheEndOfTheFile) {
     const ExpectNoLeaks noLeaks;
     Pipe pipe;
     CNKFileStream stream;
-    ASSERT_TRUE(stream.Open(Make(pipe.Name()), text));
+    ASSERT_TRUE(stream.Open(Make(pipe.Name()), textMode));
     pipe.Send("a\r\nb\r\nc");
     pipe.Close();
     EXPECT_BSTR(stream.ReadNextLine(), L"a");
@@ -296,7 +296,7 @@ TEST_F(NKFileStreamRefused, FirstRead_IsTheEndOfTheFile) {
     const ExpectNoLeaks noLeaks;
     Pipe pipe;
     CNKFileStream stream;
-    ASSERT_TRUE(stream.Open(Make(pipe.Name()), text));
+    ASSERT_TRUE(stream.Open(Make(pipe.Name()), textMode));
     pipe.Close();
     EXPECT_BSTR(stream.ReadNextLine(), L"");
     EXPECT_TRUE(stream.IsEOF());
@@ -306,7 +306,7 @@ TEST_F(NKFileStreamRefused, FirstRead_IsTheEndOfTheFile) {
 TEST_F(NKFileStreamRefused, ReadThatGivesOnlyTheFirstBytes_IsNotTheEndOfTheFile) {
     Pipe pipe;
     CNKFileStream stream;
-    ASSERT_TRUE(stream.Open(Make(pipe.Name()), text));
+    ASSERT_TRUE(stream.Open(Make(pipe.Name()), textMode));
     pipe.Send("ab");
     std::thread sender([&pipe] {
         Sleep(50);
@@ -337,7 +337,7 @@ TEST_F(NKFileStreamRefused, Write_StopsReadingAndWritingUntilTheFlagsAreReset) {
     const ExpectNoLeaks noLeaks;
     Pipe pipe;
     CNKFileStream stream;
-    ASSERT_TRUE(stream.Open(Make(pipe.Name()), text));
+    ASSERT_TRUE(stream.Open(Make(pipe.Name()), textMode));
     EXPECT_TRUE(stream.WriteLine(L"a"));
     EXPECT_TRUE(stream.WriteLine(L"b"));
     EXPECT_EQ(pipe.Receive(6), "a\r\nb\r\n");
@@ -357,7 +357,7 @@ TEST_F(NKFileStreamRefused, Write_IsForgottenByWhatResetsTheFlags) {
                              &CNKFileStream::SeekWriteEnd}) {
         Pipe pipe;
         CNKFileStream stream;
-        ASSERT_TRUE(stream.Open(Make(pipe.Name()), text));
+        ASSERT_TRUE(stream.Open(Make(pipe.Name()), textMode));
         EXPECT_TRUE(stream.WriteLine(L"a"));
         EXPECT_EQ(pipe.Receive(3), "a\r\n");
         pipe.Close();
@@ -368,7 +368,7 @@ TEST_F(NKFileStreamRefused, Write_IsForgottenByWhatResetsTheFlags) {
 
         WriteBytes(path, "x");
         EXPECT_TRUE(stream.WriteLine(L"c"));
-        EXPECT_TRUE(stream.Open(Make(path), text));
+        EXPECT_TRUE(stream.Open(Make(path), textMode));
         EXPECT_BSTR(stream.ReadNextLine(), L"x");
     }
 }
@@ -380,7 +380,7 @@ TEST_F(NKFileStreamRefused, FullDisk_StopsReadingAndWriting) {
         GTEST_SKIP() << "needs a device without room, as Wine shows that of Linux";
     }
     CNKFileStream stream;
-    ASSERT_TRUE(stream.Open(Make(fullDisk), text));
+    ASSERT_TRUE(stream.Open(Make(fullDisk), textMode));
     EXPECT_TRUE(stream.WriteLine(L"a"));
     ExpectBroken(stream, 0);
     EXPECT_FALSE(stream.UngetLine());

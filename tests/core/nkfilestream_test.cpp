@@ -46,9 +46,9 @@ namespace {
 constexpr std::nullopt_t null = std::nullopt;
 
 // The two modes.
-constexpr bool text = false;
-constexpr bool binary = true;
-constexpr bool bothModes[] = {text, binary};
+constexpr bool textMode = false;
+constexpr bool binaryMode = true;
+constexpr bool bothModes[] = {textMode, binaryMode};
 
 constexpr CNKFileStream::Origin fromBeginning = CNKFileStream::FromBeginning;
 constexpr CNKFileStream::Origin fromCurrent = CNKFileStream::FromCurrent;
@@ -82,13 +82,13 @@ class NKFileStreamTest : public ::testing::Test {
     const std::wstring path = folder / L"lines.txt";
 
     /// Makes the file at `path` of these bytes, and opens it.
-    void Open(CNKFileStream& stream, std::string_view bytes, bool mode = text) const {
+    void Open(CNKFileStream& stream, std::string_view bytes, bool mode = textMode) const {
         WriteBytes(path, bytes);
         ASSERT_TRUE(stream.Open(Make(path), mode));
     }
 
     /// The lines of a file of these bytes.
-    CNKStringList LinesOf(std::string_view bytes, bool mode = text) const {
+    CNKStringList LinesOf(std::string_view bytes, bool mode = textMode) const {
         CNKFileStream stream;
         Open(stream, bytes, mode);
         return ReadAll(stream);
@@ -151,7 +151,7 @@ TEST_F(NKFileStreamConstruction, FromName_StoresItAndOpensNothing) {
         EXPECT_TRUE(IsClosed(path));
         EXPECT_BSTR(Bstr(stream.GetFileName()), path);
         EXPECT_NULL_BSTR(stream.ReadNextLine());
-        EXPECT_TRUE(stream.Reopen(text));
+        EXPECT_TRUE(stream.Reopen(textMode));
         EXPECT_TEXTS(ReadAll(stream), L"a");
     }
 }
@@ -167,9 +167,9 @@ TEST_F(NKFileStreamConstruction, FromName_FlagDoesNotChooseTheMode) {
     for (const bool flag : {false, true}) {
         WriteBytes(path, "a\r\n");
         CNKFileStream stream(Make(path), flag);
-        ASSERT_TRUE(stream.Reopen(text));
+        ASSERT_TRUE(stream.Reopen(textMode));
         EXPECT_BSTR(stream.ReadNextLine(), L"a");
-        ASSERT_TRUE(stream.Reopen(binary));
+        ASSERT_TRUE(stream.Reopen(binaryMode));
         EXPECT_BSTR(stream.ReadNextLine(), L"a\r");
     }
 }
@@ -255,7 +255,7 @@ TEST_F(NKFileStreamClosed, AfterFailedOpen) {
     CNKFileStream stream;
     Open(stream, "abc\r\n");
     stream.ReadNextLine();
-    EXPECT_FALSE(stream.Open(Make(folder / L"missing.txt"), text));
+    EXPECT_FALSE(stream.Open(Make(folder / L"missing.txt"), textMode));
     ExpectClosed(stream, null);
     EXPECT_EQ(BytesAfterClose(), "abc\r\n");
 }
@@ -305,7 +305,7 @@ TEST_F(NKFileStreamOpen, WhileOpen_ClosesTheOtherFile) {
     CNKFileStream stream;
     Open(stream, "a\r\nb");
     stream.ReadNextLine();
-    EXPECT_TRUE(stream.Open(Make(other), text));
+    EXPECT_TRUE(stream.Open(Make(other), textMode));
     EXPECT_TRUE(IsClosed(path));
     EXPECT_FALSE(IsClosed(other));
     EXPECT_EQ(stream.TellRead(), 0);
@@ -315,7 +315,7 @@ TEST_F(NKFileStreamOpen, WhileOpen_ClosesTheOtherFile) {
 TEST_F(NKFileStreamOpen, WhileOpen_FailureClosesTheOtherFileToo) {
     CNKFileStream stream;
     Open(stream, "a\r\nb");
-    EXPECT_FALSE(stream.Open(Make(folder / L"missing.txt"), text));
+    EXPECT_FALSE(stream.Open(Make(folder / L"missing.txt"), textMode));
     EXPECT_FALSE(stream.IsOpen());
     EXPECT_TRUE(IsClosed(path));
 }
@@ -324,7 +324,7 @@ TEST_F(NKFileStreamOpen, SameFileAgain_StartsAnew) {
     CNKFileStream stream;
     Open(stream, "a\r\nb");
     ReadAll(stream);
-    EXPECT_TRUE(stream.Open(Make(path), text));
+    EXPECT_TRUE(stream.Open(Make(path), textMode));
     EXPECT_FALSE(stream.IsEOF());
     EXPECT_EQ(stream.TellRead(), 0);
     EXPECT_TEXTS(ReadAll(stream), L"a", L"b");
@@ -334,26 +334,26 @@ TEST_F(NKFileStreamOpen, Reopen_TakesTheStoredNameAndTheGivenMode) {
     CNKFileStream stream;
     Open(stream, "a\r\n");
     EXPECT_TEXTS(ReadAll(stream), L"a", L"");
-    EXPECT_TRUE(stream.Reopen(binary));
+    EXPECT_TRUE(stream.Reopen(binaryMode));
     EXPECT_BSTR(Bstr(stream.GetFileName()), path);
     EXPECT_TEXTS(ReadAll(stream), L"a\r", L"");
     stream.Close();
-    EXPECT_TRUE(stream.Reopen(text));
+    EXPECT_TRUE(stream.Reopen(textMode));
     EXPECT_TEXTS(ReadAll(stream), L"a", L"");
 }
 
 TEST_F(NKFileStreamOpen, ReopenWithoutName_Fails) {
     CNKFileStream stream;
-    EXPECT_FALSE(stream.Reopen(text));
+    EXPECT_FALSE(stream.Reopen(textMode));
     EXPECT_FALSE(stream.IsOpen());
     EXPECT_NULL_BSTR(Bstr(stream.GetFileName()));
 }
 
 TEST_F(NKFileStreamOpen, NewFile_TakesClearAndReopen) {
     CNKFileStream stream;
-    EXPECT_FALSE(stream.Open(Make(path), text));
+    EXPECT_FALSE(stream.Open(Make(path), textMode));
     stream.Clear();
-    EXPECT_TRUE(stream.Reopen(text));
+    EXPECT_TRUE(stream.Reopen(textMode));
     EXPECT_TRUE(stream.WriteLine(L"a"));
     stream.Close();
     EXPECT_EQ(BytesAfterClose(), "a\r\n");
@@ -363,7 +363,7 @@ TEST_F(NKFileStreamOpen, NullAndEmptyNames_Fail) {
     for (const support::Text name : {support::Text(), support::Text(L"")}) {
         CNKFileStream stream;
         Open(stream, "a");
-        EXPECT_FALSE(stream.Open(Make(name), text));
+        EXPECT_FALSE(stream.Open(Make(name), textMode));
         EXPECT_FALSE(stream.IsOpen());
         EXPECT_EQ(Held(CNKString(Bstr(stream.GetFileName()), true)), name);
         EXPECT_TRUE(IsClosed(path));
@@ -372,13 +372,13 @@ TEST_F(NKFileStreamOpen, NullAndEmptyNames_Fail) {
 
 TEST_F(NKFileStreamOpen, Folder_Fails) {
     CNKFileStream stream;
-    EXPECT_FALSE(stream.Open(Make(folder.Path()), text));
+    EXPECT_FALSE(stream.Open(Make(folder.Path()), textMode));
     EXPECT_FALSE(stream.IsOpen());
 }
 
 TEST_F(NKFileStreamOpen, MissingFolder_FailsAndIsNotCreated) {
     CNKFileStream stream;
-    EXPECT_FALSE(stream.Open(Make(folder / L"none\\lines.txt"), text));
+    EXPECT_FALSE(stream.Open(Make(folder / L"none\\lines.txt"), textMode));
     EXPECT_TRUE(NamesIn(folder.Path()).empty());
 }
 
@@ -387,10 +387,10 @@ TEST_F(NKFileStreamOpen, FileThatSomebodyHoldsExclusively_Fails) {
     CNKFileStream stream;
     {
         const FileHandle holder = OpenFile(path, GENERIC_READ, 0);
-        EXPECT_FALSE(stream.Open(Make(path), text));
+        EXPECT_FALSE(stream.Open(Make(path), textMode));
         EXPECT_FALSE(stream.IsOpen());
     }
-    EXPECT_TRUE(stream.Reopen(text));
+    EXPECT_TRUE(stream.Reopen(textMode));
     EXPECT_BSTR(stream.ReadNextLine(), L"a");
 }
 
@@ -399,7 +399,7 @@ TEST_F(NKFileStreamOpen, FileThatMayNotBeWritten_Fails) {
     ASSERT_TRUE(SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY));
     const bool writable = OpenFile(path, GENERIC_WRITE, FILE_SHARE_READ) != nullptr;
     CNKFileStream stream;
-    const bool opened = stream.Open(Make(path), text);
+    const bool opened = stream.Open(Make(path), textMode);
     stream.Close();
     EXPECT_TRUE(SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL));
     if (writable) {
@@ -413,11 +413,11 @@ TEST_F(NKFileStreamOpen, ManyTimes_LeavesNoHandleBehind) {
     Open(stream, "a\r\n");
     const std::size_t before = support::OpenHandles();
     for (int time = 0; time < 100; ++time) {
-        stream.Open(Make(folder.Path()), text);
+        stream.Open(Make(folder.Path()), textMode);
         stream.Create(Make(folder.Path()), true);
         stream.Create(Make(path), time % 2 == 0);
         stream.Clear();
-        stream.Reopen(text);
+        stream.Reopen(textMode);
     }
     EXPECT_EQ(support::OpenHandles(), before);
 }
@@ -429,7 +429,7 @@ TEST_F(NKFileStreamPath, NotAscii) {
     for (const std::wstring& name : names) {
         CNKFileStream stream;
         EXPECT_TRUE(stream.Create(Make(folder / name), true));
-        EXPECT_TRUE(stream.Reopen(text));
+        EXPECT_TRUE(stream.Reopen(textMode));
         EXPECT_TRUE(stream.WriteLine(L"a"));
         stream.Close();
         EXPECT_EQ(ReadBytes(folder / name), "a\r\n");
@@ -442,7 +442,7 @@ TEST_F(NKFileStreamPath, BlanksAndPunctuation) {
     const std::wstring odd = folder / L" a, b; 'c' & %d% #e (f) {g} [h]!.txt";
     CNKFileStream stream;
     EXPECT_TRUE(stream.Create(Make(odd), true));
-    EXPECT_TRUE(stream.Reopen(text));
+    EXPECT_TRUE(stream.Reopen(textMode));
     EXPECT_TRUE(Exists(odd));
 }
 
@@ -454,9 +454,9 @@ TEST_F(NKFileStreamPath, LengthsAroundTheSystemsLimit) {
     for (std::size_t length = 255; length < 265; ++length) {
         const std::wstring file = deep + std::wstring(length - deep.size(), L'f');
         CNKFileStream stream;
-        EXPECT_FALSE(stream.Open(Make(file), text)) << length;
+        EXPECT_FALSE(stream.Open(Make(file), textMode)) << length;
         EXPECT_TRUE(stream.Create(Make(file), true));
-        EXPECT_TRUE(stream.Reopen(text)) << length;
+        EXPECT_TRUE(stream.Reopen(textMode)) << length;
         EXPECT_TRUE(stream.WriteLine(L"a"));
         stream.Close();
         EXPECT_EQ(ReadBytes(Extended(file)), "a\r\n");
@@ -478,7 +478,7 @@ TEST_F(NKFileStreamPath, VeryLong_InEveryForm) {
          {second + L"\\lines.txt", Extended(second + L"\\lines.txt"),
           second + L"\\.\\..\\.\\" + std::wstring(200, L'e') + L"\\lines.txt", second + L"\\\\lines.txt", slashes}) {
         CNKFileStream stream;
-        EXPECT_TRUE(stream.Open(Make(form), text)) << support::Printed(form);
+        EXPECT_TRUE(stream.Open(Make(form), textMode)) << support::Printed(form);
         EXPECT_TEXTS(ReadAll(stream), L"a");
         EXPECT_BSTR(Bstr(stream.GetFileName()), form);
     }
@@ -491,7 +491,7 @@ TEST_F(NKFileStreamPath, LongFormThatResolvesToAShortPath) {
         form += L"\\.";
     }
     CNKFileStream stream;
-    EXPECT_TRUE(stream.Open(Make(form + L"\\lines.txt"), text));
+    EXPECT_TRUE(stream.Open(Make(form + L"\\lines.txt"), textMode));
     EXPECT_TEXTS(ReadAll(stream), L"a");
 }
 
@@ -506,7 +506,7 @@ TEST_F(NKFileStreamPath, Relative) {
     for (const std::wstring& name : {L"lines.txt"s, L".\\lines.txt"s, second + L"\\lines.txt"}) {
         CNKFileStream stream;
         EXPECT_TRUE(stream.Create(Make(name), true));
-        EXPECT_TRUE(stream.Reopen(text));
+        EXPECT_TRUE(stream.Reopen(textMode));
         EXPECT_TRUE(stream.WriteLine(L"a"));
         stream.Close();
         EXPECT_EQ(ReadBytes(Extended(folder / (name[0] == L'.' ? L"lines.txt" : name))), "a\r\n");
@@ -524,7 +524,7 @@ TEST_F(NKFileStreamPath, NamesThatNoFileCanHave_TouchNoFile) {
           L"lines.txt\\x", L"none\\lines.txt", L"lines.txt\\..\\none\\x", L"\\\\?\\lines.txt", L"lines.txt\n"}) {
         CNKFileStream stream;
         const CNKString name = Make(folder / bad);
-        EXPECT_FALSE(stream.Open(name, text)) << support::Printed(bad);
+        EXPECT_FALSE(stream.Open(name, textMode)) << support::Printed(bad);
         EXPECT_FALSE(stream.IsOpen());
         stream.Clear();
         EXPECT_FALSE(stream.IsOpen());
@@ -749,12 +749,12 @@ TEST_F(NKFileStreamCreate, LastLine_GoesOnlyWithTheFlagAndSuccess) {
 
 TEST_F(NKFileStreamRead, CrLf) {
     EXPECT_TEXTS(LinesOf("a\r\nb\r\n"), L"a", L"b", L"");
-    EXPECT_TEXTS(LinesOf("a\r\nb\r\n", binary), L"a\r", L"b\r", L"");
+    EXPECT_TEXTS(LinesOf("a\r\nb\r\n", binaryMode), L"a\r", L"b\r", L"");
 }
 
 TEST_F(NKFileStreamRead, Lf) {
     EXPECT_TEXTS(LinesOf("a\nb\n"), L"a", L"b", L"");
-    EXPECT_TEXTS(LinesOf("a\nb\n", binary), L"a", L"b", L"");
+    EXPECT_TEXTS(LinesOf("a\nb\n", binaryMode), L"a", L"b", L"");
 }
 
 TEST_F(NKFileStreamRead, LoneCr_IsACharacter) {
@@ -766,17 +766,17 @@ TEST_F(NKFileStreamRead, LoneCr_IsACharacter) {
 
 TEST_F(NKFileStreamRead, CrsBeforeCrLf_AreCharacters) {
     EXPECT_TEXTS(LinesOf("a\r\r\nb\r\r\r\nc"), L"a\r", L"b\r\r", L"c");
-    EXPECT_TEXTS(LinesOf("a\r\r\nb\r\r\r\nc", binary), L"a\r\r", L"b\r\r\r", L"c");
+    EXPECT_TEXTS(LinesOf("a\r\r\nb\r\r\r\nc", binaryMode), L"a\r\r", L"b\r\r\r", L"c");
 }
 
 TEST_F(NKFileStreamRead, LfBeforeCr) {
     EXPECT_TEXTS(LinesOf("a\n\rb\n\r"), L"a", L"\rb", L"\r");
-    EXPECT_TEXTS(LinesOf("a\n\r\nb", binary), L"a", L"\r", L"b");
+    EXPECT_TEXTS(LinesOf("a\n\r\nb", binaryMode), L"a", L"\r", L"b");
 }
 
 TEST_F(NKFileStreamRead, MixedEnds) {
     EXPECT_TEXTS(LinesOf("a\r\nb\nc\rd\r\n\ne"), L"a", L"b", L"c\rd", L"", L"e");
-    EXPECT_TEXTS(LinesOf("a\r\nb\nc\rd\r\n\ne", binary), L"a\r", L"b", L"c\rd\r", L"", L"e");
+    EXPECT_TEXTS(LinesOf("a\r\nb\nc\rd\r\n\ne", binaryMode), L"a\r", L"b", L"c\rd\r", L"", L"e");
 }
 
 TEST_F(NKFileStreamRead, LastLineWithoutEnd_ComesWholeAndSetsEndOfFileAtOnce) {
@@ -819,7 +819,7 @@ TEST_F(NKFileStreamRead, EmptyFile_HasOneEmptyLine) {
 TEST_F(NKFileStreamRead, OnlyLineEnds) {
     EXPECT_TEXTS(LinesOf("\r\n"), L"", L"");
     EXPECT_TEXTS(LinesOf("\n\r\n\n"), L"", L"", L"", L"");
-    EXPECT_TEXTS(LinesOf("\n\r\n\n", binary), L"", L"\r", L"", L"");
+    EXPECT_TEXTS(LinesOf("\n\r\n\n", binaryMode), L"", L"\r", L"", L"");
 }
 
 TEST_F(NKFileStreamRead, AtTheEnd_GivesTheLastLineAgain) {
@@ -891,7 +891,7 @@ TEST_F(NKFileStreamRead, LinesAcrossTheBlocksOfTheFile) {
     CNKFileStream stream;
     Open(stream, bytes);
     for (int start = 0; start < 102; ++start) {
-        ASSERT_TRUE(stream.Reopen(text));
+        ASSERT_TRUE(stream.Reopen(textMode));
         ASSERT_TRUE(stream.SeekRead(start, fromBeginning));
         std::size_t place = static_cast<std::size_t>(start);
         while (place < bytes.size()) {
@@ -919,13 +919,13 @@ std::string Line(std::size_t length) {
 
 TEST_F(NKFileStreamPiece, Of126_IsALineOfItsOwn) {
     EXPECT_TEXTS(LinesOf(Line(126) + "\r\nb\r\n"), Wide(Line(126)), L"b", L"");
-    EXPECT_TEXTS(LinesOf(Line(126) + "\nb\n", binary), Wide(Line(126)), L"b", L"");
+    EXPECT_TEXTS(LinesOf(Line(126) + "\nb\n", binaryMode), Wide(Line(126)), L"b", L"");
 }
 
 TEST_F(NKFileStreamPiece, Of127_IsJoinedWithTheNextLine) {
     EXPECT_TEXTS(LinesOf(Line(127) + "\r\nb\r\nc"), Wide(Line(127) + "b"), L"c");
     EXPECT_TEXTS(LinesOf(Line(127) + "\nb\nc"), Wide(Line(127) + "b"), L"c");
-    EXPECT_TEXTS(LinesOf(Line(127) + "\nb\nc", binary), Wide(Line(127) + "b"), L"c");
+    EXPECT_TEXTS(LinesOf(Line(127) + "\nb\nc", binaryMode), Wide(Line(127) + "b"), L"c");
     EXPECT_TEXTS(LinesOf(Line(127) + "\r\n\r\nc"), Wide(Line(127)), L"c");
 }
 
@@ -949,7 +949,7 @@ TEST_F(NKFileStreamPiece, ManyOf127_AreJoinedInLinearTime) {
 }
 
 TEST_F(NKFileStreamPiece, Of127InBinaryMode_CountsTheCr) {
-    EXPECT_TEXTS(LinesOf(Line(126) + "\r\nb\r\nc", binary), Wide(Line(126) + "\rb\r"), L"c");
+    EXPECT_TEXTS(LinesOf(Line(126) + "\r\nb\r\nc", binaryMode), Wide(Line(126) + "\rb\r"), L"c");
 }
 
 TEST_F(NKFileStreamPiece, Of127AtTheEndWithoutLineEnd_SetsEndOfFileAndFails) {
@@ -1035,7 +1035,7 @@ TEST_F(NKFileStreamPiece, AfterClose_ReadingStartsAnew) {
     stream.ReadNextLine();
     stream.Close();
     EXPECT_BSTR(stream.ReadNextLine(), Wide(Line(127)));
-    EXPECT_TRUE(stream.Reopen(text));
+    EXPECT_TRUE(stream.Reopen(textMode));
     EXPECT_EQ(stream.TellRead(), 0);
     EXPECT_BSTR(stream.ReadNextLine(), Wide(Line(127)));
 }
@@ -1058,7 +1058,7 @@ TEST_F(NKFileStreamPiece, CrBehind127Characters) {
     // At a line end it belongs to that in text mode, and is one character too many in binary mode.
     EXPECT_TEXTS(LinesOf(Line(127) + "\r\nb"), Wide(Line(127) + "b"));
     CNKFileStream stream;
-    Open(stream, Line(127) + "\r\nb", binary);
+    Open(stream, Line(127) + "\r\nb", binaryMode);
     EXPECT_BSTR(stream.ReadNextLine(), Wide(Line(127)));
     EXPECT_EQ(stream.TellRead(), 127);
     EXPECT_TRUE(TakeFailure(stream));
@@ -1108,7 +1108,7 @@ TEST_F(NKFileStreamLastLine, IsNullAfterOpenUntilALineIsRead) {
     CNKFileStream stream;
     Open(stream, "a\r\nb");
     stream.ReadNextLine();
-    EXPECT_TRUE(stream.Reopen(text));
+    EXPECT_TRUE(stream.Reopen(textMode));
     stream.Close();
     EXPECT_NULL_BSTR(stream.ReadNextLine());
 }
@@ -1231,7 +1231,7 @@ TEST_F(NKFileStreamUnget, LineEndOfOneByte_CountsAsTwo) {
 
 TEST_F(NKFileStreamUnget, BinaryMode_CountsTheCrInTheLine) {
     CNKFileStream stream;
-    Open(stream, "a\r\nbcd\r\ne", binary);
+    Open(stream, "a\r\nbcd\r\ne", binaryMode);
     stream.ReadNextLine();
     EXPECT_BSTR(stream.ReadNextLine(), L"bcd\r");
     EXPECT_TRUE(stream.UngetLine());
@@ -1374,7 +1374,7 @@ TEST_F(NKFileStreamWrite, Text_EndsLinesWithCrLf) {
 
 TEST_F(NKFileStreamWrite, Binary_EndsLinesWithLf) {
     CNKFileStream stream;
-    Open(stream, "", binary);
+    Open(stream, "", binaryMode);
     EXPECT_TRUE(stream.WriteLine(L"abc"));
     EXPECT_TRUE(stream.WriteLine(L"d\r"));
     EXPECT_EQ(stream.TellRead(), 7);
@@ -1397,7 +1397,7 @@ TEST_F(NKFileStreamWrite, NullAndEmpty_AreLoneLineEnds) {
     EXPECT_TRUE(stream.WriteLine(CNKString()));
     EXPECT_TRUE(stream.WriteLine(L""));
     EXPECT_EQ(ReadBytes(path), "\r\n\r\n");
-    Open(stream, "", binary);
+    Open(stream, "", binaryMode);
     EXPECT_TRUE(stream.WriteLine(CNKString()));
     EXPECT_TRUE(stream.WriteLine(L""));
     EXPECT_EQ(ReadBytes(path), "\n\n");
@@ -1418,7 +1418,7 @@ TEST_F(NKFileStreamWrite, LfInTheLine_IsALineEndInTextMode) {
     EXPECT_TRUE(stream.WriteLine(L"c\r\nd\re"));
     EXPECT_EQ(ReadBytes(path), "a\r\nb\r\n\r\nc\r\r\nd\re\r\n");
     EXPECT_EQ(stream.TellRead(), 17);
-    Open(stream, "", binary);
+    Open(stream, "", binaryMode);
     EXPECT_TRUE(stream.WriteLine(L"a\nb\n"));
     EXPECT_TRUE(stream.WriteLine(L"c\r\nd\re"));
     EXPECT_EQ(ReadBytes(path), "a\nb\n\nc\r\nd\re\n");
@@ -1438,7 +1438,7 @@ TEST_F(NKFileStreamWrite, LineOfAnyLength_IsWrittenWhole) {
             CNKFileStream stream;
             Open(stream, "", mode);
             EXPECT_TRUE(stream.WriteLine(Make(Wide(Line(length)))));
-            EXPECT_TRUE(ReadBytes(path) == Line(length) + (mode == text ? "\r\n" : "\n")) << length;
+            EXPECT_TRUE(ReadBytes(path) == Line(length) + (mode == textMode ? "\r\n" : "\n")) << length;
         }
     }
 }
@@ -1481,7 +1481,7 @@ TEST_F(NKFileStreamWrite, AfterTheExtraEmptyLine_Appends) {
         EXPECT_TRUE(stream.IsEOF());
         EXPECT_BSTR(stream.ReadNextLine(), L"");
         EXPECT_TRUE(stream.WriteLine(L"d"));
-        EXPECT_EQ(ReadBytes(path), mode == text ? "a\nb\nc\r\nd\r\n" : "a\nb\nc\nd\n");
+        EXPECT_EQ(ReadBytes(path), mode == textMode ? "a\nb\nc\r\nd\r\n" : "a\nb\nc\nd\n");
         EXPECT_TRUE(TakeFailure(stream));
         EXPECT_FALSE(stream.IsEOF());
     }
@@ -1524,7 +1524,7 @@ TEST_F(NKFileStreamWrite, SeveralStreamsOfOneFile) {
     CNKFileStream first;
     CNKFileStream second;
     Open(first, "");
-    EXPECT_TRUE(second.Open(Make(path), text));
+    EXPECT_TRUE(second.Open(Make(path), textMode));
     EXPECT_TRUE(first.WriteLine(L"a"));
     EXPECT_TRUE(second.SeekWriteEnd());
     EXPECT_TRUE(second.WriteLine(L"b"));
@@ -1561,7 +1561,7 @@ TEST_F(NKFileStreamTokens, AreTakenAsTheyAre) {
     Open(stream, "");
     EXPECT_TRUE(stream.WriteLine(tokens));
     EXPECT_EQ(ReadBytes(path), ";;a;b;c;\r\ne;\r\n");
-    Open(stream, "", binary);
+    Open(stream, "", binaryMode);
     EXPECT_TRUE(stream.WriteLine(tokens));
     EXPECT_EQ(ReadBytes(path), ";;a;b;c;\ne;\n");
     EXPECT_EQ(tokens.GetCount(), 6u);
@@ -1588,8 +1588,8 @@ TEST_F(NKFileStreamMixed, WriteAfterRead_LandsOnTheFirstByteNotRead) {
         Open(stream, "a\nbcdef\ng\n", mode);
         EXPECT_BSTR(stream.ReadNextLine(), L"a");
         EXPECT_TRUE(stream.WriteLine(L"x"));
-        EXPECT_EQ(ReadBytes(path), mode == text ? "a\nx\r\nef\ng\n" : "a\nx\ndef\ng\n");
-        EXPECT_BSTR(stream.ReadNextLine(), mode == text ? L"ef" : L"def");
+        EXPECT_EQ(ReadBytes(path), mode == textMode ? "a\nx\r\nef\ng\n" : "a\nx\ndef\ng\n");
+        EXPECT_BSTR(stream.ReadNextLine(), mode == textMode ? L"ef" : L"def");
         EXPECT_BSTR(stream.ReadNextLine(), L"g");
     }
 }
@@ -1731,7 +1731,7 @@ TEST_F(NKFileStreamSeek, ToTheEnd) {
     EXPECT_FALSE(stream.IsEOF());
     EXPECT_BSTR(stream.ReadNextLine(), L"");
     EXPECT_TRUE(stream.IsEOF());
-    EXPECT_TRUE(stream.Reopen(text));
+    EXPECT_TRUE(stream.Reopen(textMode));
     EXPECT_TRUE(stream.SeekWriteEnd());
     EXPECT_EQ(stream.TellRead(), 6);
     EXPECT_TRUE(stream.WriteLine(L"ef"));
@@ -1888,23 +1888,23 @@ TEST_F(NKFileStreamFlagCases, Closing_ResetsThem) {
         OpenAndRaise(stream, flags);
         stream.Close();
         EXPECT_TRUE(stream.IsEOF());
-        EXPECT_TRUE(stream.Reopen(text));
+        EXPECT_TRUE(stream.Reopen(textMode));
         EXPECT_FALSE(stream.IsEOF());
         EXPECT_FALSE(TakeFailure(stream));
 
         OpenAndRaise(stream, flags);
-        EXPECT_TRUE(stream.Reopen(text));
+        EXPECT_TRUE(stream.Reopen(textMode));
         EXPECT_FALSE(stream.IsEOF());
         EXPECT_FALSE(TakeFailure(stream));
 
         OpenAndRaise(stream, flags);
         EXPECT_TRUE(stream.Create(Make(path), true));
-        EXPECT_TRUE(stream.Reopen(text));
+        EXPECT_TRUE(stream.Reopen(textMode));
         EXPECT_FALSE(TakeFailure(stream));
 
         OpenAndRaise(stream, flags);
         stream.Clear();
-        EXPECT_TRUE(stream.Reopen(text));
+        EXPECT_TRUE(stream.Reopen(textMode));
         EXPECT_FALSE(TakeFailure(stream));
     }
 }
@@ -1930,7 +1930,7 @@ TEST(NKFileStreamComment, ConfigurationFile_ReadAsAUserWould) {
     const TemporaryFolder folder;
     WriteBytes(folder / L"settings.ini", "; settings\r\n\r\n  \t\r\n#more\r\nname=value\r\n ;no comment\r\nlast=1");
     CNKFileStream settings;
-    ASSERT_TRUE(settings.Open(Make(folder / L"settings.ini"), text));
+    ASSERT_TRUE(settings.Open(Make(folder / L"settings.ini"), textMode));
     CNKStringList lines;
     while (!settings.IsEOF()) {
         const CNKString line = settings.ReadNextLine();
@@ -1948,7 +1948,7 @@ TEST_F(NKFileStreamAlias, OpenTheLineJustRead) {
     WriteBytes(other, "x");
     CNKFileStream stream;
     Open(stream, std::string(other.begin(), other.end()) + "\r\nb");
-    EXPECT_TRUE(stream.Open(stream.ReadNextLine(), text));
+    EXPECT_TRUE(stream.Open(stream.ReadNextLine(), textMode));
     EXPECT_BSTR(Bstr(stream.GetFileName()), other);
     EXPECT_TRUE(IsClosed(path));
     EXPECT_TEXTS(ReadAll(stream), L"x");
@@ -1957,7 +1957,7 @@ TEST_F(NKFileStreamAlias, OpenTheLineJustRead) {
 TEST_F(NKFileStreamAlias, OpenTheLineJustReadThatNamesNoFile) {
     CNKFileStream stream;
     Open(stream, "none\\none\r\nb");
-    EXPECT_FALSE(stream.Open(stream.ReadNextLine(), text));
+    EXPECT_FALSE(stream.Open(stream.ReadNextLine(), textMode));
     EXPECT_BSTR(Bstr(stream.GetFileName()), L"none\\none");
     EXPECT_NULL_BSTR(stream.ReadNextLine());
 }
@@ -1978,7 +1978,7 @@ TEST_F(NKFileStreamAlias, OwnName) {
     Open(stream, "a");
     stream.SetFileName(stream.FileName());
     EXPECT_BSTR(Bstr(stream.GetFileName()), path);
-    EXPECT_TRUE(stream.Open(stream.FileName(), text));
+    EXPECT_TRUE(stream.Open(stream.FileName(), textMode));
     EXPECT_BSTR(Bstr(stream.GetFileName()), path);
     EXPECT_BSTR(stream.ReadNextLine(), L"a");
     EXPECT_TRUE(stream.Create(stream.FileName(), true));
@@ -2004,7 +2004,7 @@ TEST_F(NKFileStreamLarge, BeyondFourGigabytes) {
         ASSERT_TRUE(SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN) && SetEndOfFile(file.get()));
     }
     CNKFileStream stream;
-    ASSERT_TRUE(stream.Open(Make(path), text));
+    ASSERT_TRUE(stream.Open(Make(path), textMode));
     EXPECT_TRUE(stream.SeekWriteEnd());
     EXPECT_EQ(stream.TellRead(), size);
     EXPECT_TRUE(stream.WriteLine(L"ab"));
@@ -2038,7 +2038,7 @@ TEST_F(NKFileStreamShared, OthersMayReadAndWriteMeanwhile) {
     Open(stream, "a\r\nb\r\n");
     EXPECT_TRUE(OpenFile(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE) != nullptr);
     CNKFileStream other;
-    EXPECT_TRUE(other.Open(Make(path), text));
+    EXPECT_TRUE(other.Open(Make(path), textMode));
     EXPECT_BSTR(other.ReadNextLine(), L"a");
     EXPECT_BSTR(stream.ReadNextLine(), L"a");
 }
@@ -2048,7 +2048,7 @@ TEST_F(NKFileStreamShared, WhatOthersAppend_IsReadAfterTheFlagsAreReset) {
     Open(reader, "a\r\n");
     EXPECT_TEXTS(ReadAll(reader), L"a", L"");
     CNKFileStream writer;
-    EXPECT_TRUE(writer.Open(Make(path), text));
+    EXPECT_TRUE(writer.Open(Make(path), textMode));
     EXPECT_TRUE(writer.SeekWriteEnd());
     EXPECT_TRUE(writer.WriteLine(L"b"));
     EXPECT_TRUE(reader.IsEOF());
@@ -2062,7 +2062,7 @@ TEST_F(NKFileStreamShared, WhatOthersChange_IsReadAfterARewind) {
     Open(reader, "a\r\nb\r\n");
     EXPECT_BSTR(reader.ReadNextLine(), L"a");
     CNKFileStream writer;
-    EXPECT_TRUE(writer.Open(Make(path), text));
+    EXPECT_TRUE(writer.Open(Make(path), textMode));
     EXPECT_TRUE(writer.WriteLine(L"x"));
     EXPECT_TRUE(reader.RewindRead());
     EXPECT_TEXTS(ReadAll(reader), L"x", L"b", L"");
@@ -2075,7 +2075,7 @@ TEST_F(NKFileStreamShared, FileThatIsOpen_CannotBeRemoved) {
     EXPECT_TEXTS(ReadAll(stream), L"a", L"b", L"");
     stream.Close();
     EXPECT_TRUE(DeleteFileW(path.c_str()));
-    EXPECT_FALSE(stream.Reopen(text));
+    EXPECT_FALSE(stream.Reopen(textMode));
     EXPECT_FALSE(Exists(path));
 }
 
@@ -2129,7 +2129,7 @@ class NKFileStreamCodePage932 : public NKFileStreamTest {
 
 TEST_F(NKFileStreamCodePage1252, BytesAboveAscii_AreOneCharacterEach) {
     EXPECT_TEXTS(LinesOf("\xe4\x80\xff\r\nz"), L"\x00e4\x20ac\x00ff", L"z");
-    EXPECT_TEXTS(LinesOf("\xe4\x80\xff\r\nz", binary), L"\x00e4\x20ac\x00ff\r", L"z");
+    EXPECT_TEXTS(LinesOf("\xe4\x80\xff\r\nz", binaryMode), L"\x00e4\x20ac\x00ff\r", L"z");
     EXPECT_TEXTS(LinesOf(std::string(127, '\xe4') + "\r\n\xe4\nb"), std::wstring(128, L'\x00e4'), L"b");
 }
 
@@ -2162,10 +2162,10 @@ TEST_F(NKFileStreamCodePage1252, EveryByte_SurvivesReadingAndWriting) {
     }
     const std::wstring copy = folder / L"copy.txt";
     CNKFileStream reader;
-    Open(reader, bytes, binary);
+    Open(reader, bytes, binaryMode);
     CNKFileStream writer;
     EXPECT_TRUE(writer.Create(Make(copy), true));
-    EXPECT_TRUE(writer.Reopen(binary));
+    EXPECT_TRUE(writer.Reopen(binaryMode));
     while (!reader.IsEOF()) {
         EXPECT_TRUE(writer.WriteLine(reader.ReadNextLine()));
     }

@@ -42,17 +42,17 @@ Options options;
 constexpr int callsInWorld = 400;
 
 /// What is printed when the process crashes or hangs.
-struct Place {
+struct Progress {
     unsigned seed = 0;
     const std::vector<Call>* calls = nullptr;
 };
-Place place;
+Progress progress;
 std::atomic<unsigned> callsBegun = 0;
 
 /// Makes random calls, which it records, until there is a difference.
 std::string Explore(const support::TemporaryFolder& folder, unsigned seed, std::vector<Call>& calls,
                     std::size_t& callsMade) {
-    place = {seed, &calls};
+    progress = {seed, &calls};
     calls.reserve(callsInWorld);
     World world(folder);
     RandomCalls random(seed);
@@ -110,7 +110,7 @@ bool ExploreWorld(const support::TemporaryFolder& folder, unsigned seed, std::si
     {
         std::vector<Call> calls;
         const std::string difference = Explore(folder, seed, calls, callsMade);
-        place = {};
+        progress = {};
         if (!difference.empty()) {
             Report(folder, seed, calls, difference);
             return false;
@@ -122,7 +122,7 @@ bool ExploreWorld(const support::TemporaryFolder& folder, unsigned seed, std::si
     std::vector<Call> calls;
     std::size_t uncounted = 0;
     Explore(folder, seed, calls, uncounted);
-    place = {};
+    progress = {};
     Report(folder, seed, calls, "live allocations changed");
     return false;
 }
@@ -131,9 +131,9 @@ bool ExploreWorld(const support::TemporaryFolder& folder, unsigned seed, std::si
 LONG CALLBACK SayWhere(EXCEPTION_POINTERS* exception) {
     std::printf("exception 0x%08lx at %p\n", exception->ExceptionRecord->ExceptionCode,
                 exception->ExceptionRecord->ExceptionAddress);
-    if (place.calls != nullptr) {
-        std::printf("seed %u, call %zu of its world (use --seed %u --calls 1):\n%s\n", place.seed, place.calls->size(),
-                    place.seed, Printed(place.calls->back()).c_str());
+    if (progress.calls != nullptr) {
+        std::printf("seed %u, call %zu of its world (use --seed %u --calls 1):\n%s\n", progress.seed,
+                    progress.calls->size(), progress.seed, Printed(progress.calls->back()).c_str());
     }
     std::fflush(stdout);
     return EXCEPTION_CONTINUE_SEARCH;
@@ -146,11 +146,11 @@ void EndWhenNothingMoves() {
     for (;;) {
         std::this_thread::sleep_for(std::chrono::minutes(1));
         const unsigned now = callsBegun;
-        if (now == last && place.calls != nullptr) {
+        if (now == last && progress.calls != nullptr) {
             std::array<char, 100> text = {};
             const int length =
                 std::snprintf(text.data(), text.size(), "FAILED: a call hangs, seed %u (use --seed %u --calls 1)\n",
-                              place.seed, place.seed);
+                              progress.seed, progress.seed);
             DWORD written = 0;
             WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), text.data(), static_cast<DWORD>(length), &written, nullptr);
             TerminateProcess(GetCurrentProcess(), 1);
