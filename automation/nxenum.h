@@ -58,7 +58,7 @@ template <class Container> using CNXVariantEnum = CNXEnum<_Copy<typename Contain
 /// Creates an enumerator over `container`, which lives as long as `owner` has references, and gives it to the caller
 /// in *ppEnum. On failure *ppEnum is null.
 template <class Enum, class Container>
-HRESULT CreateEnum(IUnknown* owner, const Container& container, IUnknown** ppEnum) noexcept {
+HRESULT CreateEnum(IUnknown* owner, Container& container, IUnknown** ppEnum) noexcept {
     *ppEnum = nullptr;
     CComObject<Enum>* created = nullptr;
     HRESULT hr = CComObject<Enum>::CreateInstance(&created);

@@ -75,7 +75,7 @@ HRESULT CNXVariantCollection::get_Item(long index, VARIANT* pVal) {
     // The copy comes first: what *pVal holds may be the very value stored here, or call back when it is released.
     VARIANT copy;
     VariantInit(&copy);
-    IteratorAt(index)->CopyTo(copy);
+    IteratorAt(index)->CopyTo(copy); // Item succeeds even if this fails
     VariantClear(pVal);
     *pVal = copy;
     return S_OK;

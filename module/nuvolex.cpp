@@ -34,7 +34,6 @@ using FileStreamList = Registered<CNXFileStreamList, IDR_NXFILESTREAMLIST>;
 using VariantCollection = Registered<CNXVariantCollection, IDR_NXVARIANTCOLLECTION>;
 
 // Classes are registered and looked up in this order.
-// clang-format off
 BEGIN_OBJECT_MAP(objectMap)
     OBJECT_ENTRY(CLSID_NXString, String)
     OBJECT_ENTRY(CLSID_NXTokenString, TokenString)
@@ -44,7 +43,6 @@ BEGIN_OBJECT_MAP(objectMap)
     OBJECT_ENTRY(CLSID_NXFileStreamList, FileStreamList)
     OBJECT_ENTRY(CLSID_NXVariantCollection, VariantCollection)
 END_OBJECT_MAP()
-// clang-format on
 
 } // namespace
 

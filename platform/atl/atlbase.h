@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <cassert>
 #include <memory>
 #include <utility>
 
@@ -35,8 +36,11 @@ template <class T> class CComPtr {
     operator T*() const noexcept { return p; } // NOLINT(google-explicit-constructor)
     T* operator->() const noexcept { return p; }
 
-    /// The address for a call that hands out a reference, which this object then owns. It must hold none before.
-    T** operator&() noexcept { return &p; } // NOLINT(google-runtime-operator): the documented way
+    /// The address for a call that returns a reference, which this object then owns. It must be null before.
+    T** operator&() noexcept { // NOLINT(google-runtime-operator): documented
+        assert(p == nullptr);
+        return &p;
+    }
 
     /// Gives up the reference.
     void Release() noexcept {
@@ -49,6 +53,24 @@ template <class T> class CComPtr {
     [[nodiscard]] T* Detach() noexcept { return std::exchange(p, nullptr); }
 
     T* p = nullptr;
+};
+
+/// Owns a BSTR.
+class CComBSTR {
+  public:
+    CComBSTR() noexcept = default;
+    CComBSTR(const CComBSTR&) = delete;
+    CComBSTR& operator=(const CComBSTR&) = delete;
+    ~CComBSTR() { SysFreeString(m_str); }
+
+    operator BSTR() const noexcept { return m_str; } // NOLINT(google-explicit-constructor)
+    /// The address for a call that returns a BSTR, which this object then owns. It must be null before.
+    BSTR* operator&() noexcept { // NOLINT(google-runtime-operator): documented
+        assert(m_str == nullptr);
+        return &m_str;
+    }
+
+    BSTR m_str = nullptr;
 };
 
 /// Wraps a class that overloads operator& for use as a container's element.
@@ -182,5 +204,5 @@ class CComModule {
 /// The module that this code is linked into.
 extern CComModule _Module;
 
-/// Loads the type library in resource 1 of `hInstTypeLib`'s file and tells that file's path. The caller owns both.
-HRESULT AtlLoadTypeLib(HINSTANCE hInstTypeLib, BSTR* pbstrPath, ITypeLib** ppTypeLib) noexcept;
+/// Loads the type library in resource 1 of the module's file and returns it and the file's path. The caller owns both.
+HRESULT LoadModuleTypeLib(HINSTANCE module, BSTR* path, ITypeLib** library) noexcept;

@@ -47,9 +47,8 @@ HRESULT CComTypeInfoHolder::LoadTI(ITypeInfo** ppInfo) const noexcept {
     }
     // Not registered, or damaged: the module carries the library itself.
     CComPtr<ITypeLib> own;
-    BSTR path = nullptr;
-    const HRESULT hr = AtlLoadTypeLib(_Module.GetModuleInstance(), &path, &own);
-    SysFreeString(path);
+    CComBSTR path;
+    const HRESULT hr = LoadModuleTypeLib(_Module.GetModuleInstance(), &path, &own);
     return FAILED(hr) ? hr : own->GetTypeInfoOfGuid(*m_pguid, ppInfo);
 }
 

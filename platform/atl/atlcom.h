@@ -87,41 +87,44 @@ template <class ThreadModel> class CComObjectRootEx : public CComObjectRootBase 
 // ---------------------------------------------------------------------------------------------------------------------
 // Object wrappers: each completes a class with IUnknown for one way of living
 
-/// Keeps the module loaded. A wrapper's first base, so that the lock outlives everything else of the object.
-struct CComModuleLock {
-    CComModuleLock() noexcept { _Module.Lock(); }
-    CComModuleLock(const CComModuleLock&) = delete;
-    CComModuleLock& operator=(const CComModuleLock&) = delete;
-    ~CComModuleLock() { _Module.Unlock(); }
+/// Keeps the module loaded. A wrapper's first base, so that the lock is released after everything else is destroyed.
+struct ModuleLock {
+    ModuleLock() noexcept { _Module.Lock(); }
+    ModuleLock(const ModuleLock&) = delete;
+    ModuleLock& operator=(const ModuleLock&) = delete;
+    ~ModuleLock() { _Module.Unlock(); }
 };
 
-/// An object of its own on the heap; it deletes itself with its last reference.
-template <class Base> class CComObject final : private CComModuleLock, public Base {
+/// Release of an object that deletes itself with its last reference.
+template <class Object> ULONG ReleaseOrDelete(Object* object) noexcept {
+    const ULONG count = object->InternalRelease();
+    if (count == 0) {
+        delete object;
+    }
+    return count;
+}
+
+/// An object that is not aggregated. It deletes itself with its last reference.
+template <class Base> class CComObject final : private ModuleLock, public Base {
   public:
     explicit CComObject(void* /*pv*/ = nullptr) noexcept {}
     ~CComObject() {
-        // What the object releases now may come back with a reference for a moment: that must not delete it again.
+        // What FinalRelease releases may add and release a reference to this object, which must not delete it again.
         this->m_dwRef = LONG_MIN / 2;
         this->FinalRelease();
     }
 
     ULONG STDMETHODCALLTYPE AddRef() override { return this->InternalAddRef(); }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG count = this->InternalRelease();
-        if (count == 0) {
-            delete this;
-        }
-        return count;
-    }
+    ULONG STDMETHODCALLTYPE Release() override { return ReleaseOrDelete(this); }
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppvObject) override {
         return this->_InternalQueryInterface(iid, ppvObject);
     }
 
-    /// Creates an object without references into `*pp`. E_OUTOFMEMORY, or what its final construction gives.
+    /// Creates an object with a reference count of 0. Returns E_OUTOFMEMORY, or what FinalConstruct returns.
     static HRESULT WINAPI CreateInstance(CComObject** pp) noexcept;
 };
 
-/// A class factory in the object map's cache: only references beyond the cache's own keep the module loaded.
+/// A class factory in the object map's cache: only references other than the cache's own keep the module loaded.
 template <class Base> class CComObjectCached final : public Base {
   public:
     explicit CComObjectCached(void* /*pv*/ = nullptr) noexcept {}
@@ -134,10 +137,8 @@ template <class Base> class CComObjectCached final : public Base {
         return count;
     }
     ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG count = this->InternalRelease();
-        if (count == 0) {
-            delete this;
-        } else if (count == 1) {
+        const ULONG count = ReleaseOrDelete(this);
+        if (count == 1) {
             _Module.Unlock();
         }
         return count;
@@ -147,7 +148,7 @@ template <class Base> class CComObjectCached final : public Base {
     }
 };
 
-/// The inside of an aggregate: its references and interfaces are the outer object's.
+/// The object inside an aggregate: its references and interfaces are the outer object's.
 template <class Base> class CComContainedObject final : public Base {
   public:
     explicit CComContainedObject(void* pvOuter) noexcept : m_pOuterUnknown(static_cast<IUnknown*>(pvOuter)) {}
@@ -164,26 +165,20 @@ template <class Base> class CComContainedObject final : public Base {
 
 /// An aggregated object: the inner unknown, which holds the contained object. Only the outer object uses it.
 template <class Contained>
-class CComAggObject final : private CComModuleLock,
+class CComAggObject final : private ModuleLock,
                             public IUnknown,
                             public CComObjectRootEx<typename Contained::_ThreadModel> {
   public:
     explicit CComAggObject(void* pvOuter) noexcept : m_contained(pvOuter) {}
     ~CComAggObject() {
-        this->m_dwRef = LONG_MIN / 2;
+        this->m_dwRef = LONG_MIN / 2; // as in CComObject
         m_contained.FinalRelease();
     }
 
     HRESULT FinalConstruct() noexcept { return m_contained.FinalConstruct(); }
 
     ULONG STDMETHODCALLTYPE AddRef() override { return this->InternalAddRef(); }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG count = this->InternalRelease();
-        if (count == 0) {
-            delete this;
-        }
-        return count;
-    }
+    ULONG STDMETHODCALLTYPE Release() override { return ReleaseOrDelete(this); }
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** ppvObject) override {
         if (ppvObject != nullptr && iid == IID_IUnknown) {
             *ppvObject = static_cast<IUnknown*>(this);
@@ -202,7 +197,7 @@ class CComAggObject final : private CComModuleLock,
 
 /// Makes a T, complete but without a reference, which belongs to the caller; null on failure, with the reason in `hr`.
 /// Constructors must not throw: what can fail belongs into final construction.
-template <class T> T* AtlConstruct(void* pv, HRESULT& hr) noexcept {
+template <class T> T* ConstructObject(void* pv, HRESULT& hr) noexcept {
     T* const object = new (std::nothrow) T(pv);
     if (object == nullptr) {
         hr = E_OUTOFMEMORY;
@@ -224,7 +219,7 @@ template <class Base> HRESULT WINAPI CComObject<Base>::CreateInstance(CComObject
         return E_POINTER;
     }
     HRESULT hr = S_OK;
-    *pp = AtlConstruct<CComObject>(nullptr, hr);
+    *pp = ConstructObject<CComObject>(nullptr, hr);
     return hr;
 }
 
@@ -236,7 +231,7 @@ template <class T> struct CComCreator {
         }
         *ppv = nullptr;
         HRESULT hr = S_OK;
-        T* const object = AtlConstruct<T>(pv, hr);
+        T* const object = ConstructObject<T>(pv, hr);
         if (object == nullptr) {
             return hr;
         }
@@ -375,7 +370,7 @@ class CComEnumOnSTL : public Base, public CComObjectRootEx<ThreadModel> {
     END_COM_MAP()
 
     /// Starts at the first element of `collection`, which lives as long as `pUnkForRelease` has references.
-    HRESULT Init(IUnknown* pUnkForRelease, const CollType& collection) noexcept {
+    HRESULT Init(IUnknown* pUnkForRelease, CollType& collection) noexcept {
         m_spUnk = pUnkForRelease;
         m_pcollection = &collection;
         m_position = 0;
@@ -465,6 +460,6 @@ class CComEnumOnSTL : public Base, public CComObjectRootEx<ThreadModel> {
     auto Element() const noexcept { return m_pcollection->begin() + static_cast<Position>(m_position); }
 
     CComPtr<IUnknown> m_spUnk;
-    const CollType* m_pcollection = nullptr;
+    CollType* m_pcollection = nullptr;
     std::size_t m_position = 0;
 };

@@ -50,24 +50,19 @@ WideBuffer EscapeForScript(const wchar_t* text) noexcept {
     return quoted;
 }
 
-struct BstrFree {
-    void operator()(OLECHAR* text) const noexcept { SysFreeString(text); }
-};
-using BstrOwner = std::unique_ptr<OLECHAR, BstrFree>;
-
 /// Registers a type library and the folder of its file, `path`, as its help folder. If there is no help folder in the
 /// call, the platform keeps that of an earlier registration, which may have been from elsewhere.
 HRESULT RegisterTypeLibOfFile(ITypeLib* library, BSTR path) noexcept {
     const auto folderLength = static_cast<UINT>(std::wcsrchr(path, L'\\') - path); // the path is a full one
-    const BstrOwner folder(SysAllocStringLen(path, folderLength));
-    return folder != nullptr ? RegisterTypeLib(library, path, folder.get()) : E_OUTOFMEMORY;
+    CComBSTR folder;
+    folder.m_str = SysAllocStringLen(path, folderLength);
+    return folder != nullptr ? RegisterTypeLib(library, path, folder) : E_OUTOFMEMORY;
 }
 
 HRESULT RegisterModuleTypeLib(HINSTANCE module) noexcept {
     CComPtr<ITypeLib> library;
-    BSTR path = nullptr;
-    const HRESULT hr = AtlLoadTypeLib(module, &path, &library);
-    const BstrOwner pathOwner(path);
+    CComBSTR path;
+    const HRESULT hr = LoadModuleTypeLib(module, &path, &library);
     return FAILED(hr) ? hr : RegisterTypeLibOfFile(library, path);
 }
 
@@ -108,9 +103,8 @@ bool HasEntries(REFGUID libid, ITypeLib& library, const TLIBATTR& attributes) no
 
 HRESULT UnregisterModuleTypeLib(HINSTANCE module, REFGUID libid) noexcept {
     CComPtr<ITypeLib> library;
-    BSTR path = nullptr;
-    HRESULT hr = AtlLoadTypeLib(module, &path, &library);
-    const BstrOwner pathOwner(path);
+    CComBSTR path;
+    HRESULT hr = LoadModuleTypeLib(module, &path, &library);
     if (FAILED(hr)) {
         return hr;
     }
@@ -243,21 +237,21 @@ HRESULT CComModule::UpdateRegistryFromResource(UINT nResID, BOOL bRegister) noex
                               : registrar->ResourceUnregister(path.get(), nResID, L"REGISTRY");
 }
 
-HRESULT AtlLoadTypeLib(HINSTANCE hInstTypeLib, BSTR* pbstrPath, ITypeLib** ppTypeLib) noexcept {
-    *pbstrPath = nullptr;
-    *ppTypeLib = nullptr;
-    WideBuffer path;
-    HRESULT hr = ModulePath(hInstTypeLib, path);
+HRESULT LoadModuleTypeLib(HINSTANCE module, BSTR* path, ITypeLib** library) noexcept {
+    *path = nullptr;
+    *library = nullptr;
+    WideBuffer file;
+    HRESULT hr = ModulePath(module, file);
     if (FAILED(hr)) {
         return hr;
     }
-    hr = LoadTypeLibEx(path.get(), REGKIND_NONE, ppTypeLib);
+    hr = LoadTypeLibEx(file.get(), REGKIND_NONE, library);
     if (FAILED(hr)) {
         return hr;
     }
-    *pbstrPath = SysAllocString(path.get());
-    if (*pbstrPath == nullptr) {
-        std::exchange(*ppTypeLib, nullptr)->Release();
+    *path = SysAllocString(file.get());
+    if (*path == nullptr) {
+        std::exchange(*library, nullptr)->Release();
         return E_OUTOFMEMORY;
     }
     return S_OK;

@@ -63,7 +63,7 @@ class Variants {
     std::vector<VARIANT> m_values;
 };
 
-template <class Enum, class Container> CComPtr<IEnumVARIANT> NewEnum(IUnknown* owner, const Container& container) {
+template <class Enum, class Container> CComPtr<IEnumVARIANT> NewEnum(IUnknown* owner, Container& container) {
     CComPtr<IUnknown> unknown;
     support::Require(CreateEnum<Enum>(owner, container, &unknown), "CreateEnum");
     CComPtr<IEnumVARIANT> enumerator;
@@ -506,8 +506,8 @@ using Strings = std::vector<CNKString>;
 
 TEST(NXStringEnumTest, Elements_KeepNullZeroLengthAndNuls) {
     Owner owner;
-    const Strings strings = {CNKString(), CNKString(static_cast<const wchar_t*>(nullptr)), CNKString(L""),
-                             CNKString(L"a\0b", 3)};
+    Strings strings = {CNKString(), CNKString(static_cast<const wchar_t*>(nullptr)), CNKString(L""),
+                       CNKString(L"a\0b", 3)};
     const auto enumerator = NewEnum<CNXStringEnum<Strings>>(&owner, strings);
     Variants values(4);
     ULONG fetched = 0;
@@ -536,7 +536,7 @@ TEST(NXStringEnumTest, Elements_AreTheCallersCopies) {
 
 TEST(NXStringEnumTest, Next_OutOfMemory_TakesAllBackAndStandsAtTheElementThatFailed) {
     Owner owner;
-    const Strings strings = {CNKString(L"0"), CNKString(L"1"), CNKString(L"2")};
+    Strings strings = {CNKString(L"0"), CNKString(L"1"), CNKString(L"2")};
     for (std::size_t failing = 0; failing < 3; ++failing) {
         SCOPED_TRACE(failing);
         const auto enumerator = NewEnum<CNXStringEnum<Strings>>(&owner, strings);
@@ -561,7 +561,7 @@ TEST(NXStringEnumTest, Next_OutOfMemory_TakesAllBackAndStandsAtTheElementThatFai
 
 TEST(NXStringEnumTest, Next_MakesOneBstrForEachElement) {
     Owner owner;
-    const Strings strings = {CNKString(L"0"), CNKString(L"1"), CNKString(L"2")};
+    Strings strings = {CNKString(L"0"), CNKString(L"1"), CNKString(L"2")};
     const auto enumerator = NewEnum<CNXStringEnum<Strings>>(&owner, strings);
     Variants values(3);
     ULONG fetched = 0;
@@ -704,7 +704,7 @@ TEST(NXVariantEnumTest, Elements_AreDeepCopies) {
     TokenString object;
     const Variant text(L"abc");
     const Variant dispatch(static_cast<IDispatch*>(&object));
-    const std::vector<VARIANT> list = {*text.Raw(), *dispatch.Raw()};
+    std::vector<VARIANT> list = {*text.Raw(), *dispatch.Raw()};
     const auto enumerator = NewEnum<CNXVariantEnum<std::vector<VARIANT>>>(&owner, list);
     {
         Variants values(2);
@@ -768,7 +768,7 @@ TEST(NXVariantEnumTest, Next_OutOfMemory_TakesAllBack) {
     Owner owner;
     const Variant first(L"0");
     const Variant second(L"1");
-    const std::vector<VARIANT> list = {*first.Raw(), *second.Raw()};
+    std::vector<VARIANT> list = {*first.Raw(), *second.Raw()};
     for (std::size_t failing = 0; failing < 2; ++failing) {
         SCOPED_TRACE(failing);
         const auto enumerator = NewEnum<CNXVariantEnum<std::vector<VARIANT>>>(&owner, list);
