@@ -21,8 +21,9 @@ extern "C" double(__cdecl* const CrtWcstod)(const wchar_t* text, wchar_t** end) 
 
 namespace {
 
-/// _bstr_t has no moves and keeps the pointer to its record private. An explicit instantiation may name private
-/// members, and so reaches it.
+/// The record that copies of a _bstr_t share. The class keeps the pointer private, and offers no way to move it or to
+/// make a record of our own (see Adopt). The language lets an explicit instantiation name private members. A _bstr_t of
+/// our own is no alternative: <comdef.h>, which has _com_error, includes the toolchain's.
 auto& RecordOf(_bstr_t& handle) noexcept;
 
 template <auto member> struct RecordAccess {
@@ -254,11 +255,6 @@ std::size_t CNKString::Find(const CNKString& wanted) const noexcept {
 
 // Parts
 
-BSTR CNKString::CopyRight(std::size_t count) const {
-    // Of fewer than `count` units the difference wraps round to a start beyond the end.
-    return CopyMid(GetLength() - count, count);
-}
-
 BSTR CNKString::CopyMid(std::size_t start, std::size_t count) const {
     std::wstring_view text = View();
     if (start > text.size()) {
@@ -266,6 +262,11 @@ BSTR CNKString::CopyMid(std::size_t start, std::size_t count) const {
     }
     text.remove_prefix(start);
     return Allocate(text.data(), (std::min)(count, text.size()));
+}
+
+BSTR CNKString::CopyRight(std::size_t count) const {
+    // With fewer than `count` units the difference wraps around to a start beyond the end: null.
+    return CopyMid(GetLength() - count, count);
 }
 
 CNKString CNKString::Mid(std::size_t start, std::size_t count) const {
