@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::wstring_view extendedPrefix = L"\\\\?\\";
 
-/// Whether the system takes the path as it is: it has that prefix already, or names a device.
+/// Whether the path has that prefix, or names a device.
 bool HasDevicePrefix(std::wstring_view path) noexcept {
     return path.starts_with(extendedPrefix) || path.starts_with(L"\\\\.\\");
 }
@@ -33,7 +33,7 @@ std::wstring ToExtendedLengthPath(const wchar_t* path) {
     if (full.size() < MAX_PATH) {
         return path;
     }
-    if (HasDevicePrefix(full)) { // given with other slashes
+    if (HasDevicePrefix(full)) { // was given with forward slashes
         return full;
     }
     if (full.starts_with(L"\\\\")) {
@@ -90,13 +90,13 @@ void CNKFile::DiscardBuffer() noexcept {
 }
 
 bool CNKFile::Write(std::string_view bytes) noexcept {
-    DiscardBuffer(); // it may be overwritten
+    DiscardBuffer(); // the write may overwrite what it has
     while (!bytes.empty()) {
         DWORD written = 0;
         const auto chunk = static_cast<DWORD>(std::min<std::size_t>(bytes.size(), 1U << 30));
         if (!MoveFilePointer(m_bufferStart) || WriteFile(m_handle, bytes.data(), chunk, &written, nullptr) == FALSE ||
             written == 0) {
-            m_filePointer = -1; // nobody knows
+            m_filePointer = -1;
             return false;
         }
         m_bufferStart += written;
@@ -106,7 +106,7 @@ bool CNKFile::Write(std::string_view bytes) noexcept {
     return true;
 }
 
-/// Moves the system's own position of the file, which costs a call; mostly it is right already.
+/// Moves the system's file pointer. Usually it is there already, which saves the call.
 bool CNKFile::MoveFilePointer(std::int64_t position) noexcept {
     if (m_filePointer != position) {
         LARGE_INTEGER distance = {};

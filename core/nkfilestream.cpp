@@ -10,7 +10,7 @@ using namespace std::literals;
 
 namespace {
 
-/// Appends `text`, up to its first NUL, in the ANSI code page.
+/// Appends `text` up to its first NUL, converted to the ANSI code page.
 void AppendNarrow(std::string& bytes, const wchar_t* text) {
     if (text == nullptr) {
         return;
@@ -27,7 +27,7 @@ void AppendNarrow(std::string& bytes, const wchar_t* text) {
     }
 }
 
-/// The number of code units that text in the ANSI code page has in UTF-16.
+/// The length in UTF-16 of text in the ANSI code page.
 std::size_t WideLength(const char* text) noexcept {
     return static_cast<std::size_t>((std::max)(MultiByteToWideChar(CP_ACP, 0, text, -1, nullptr, 0), 1)) - 1;
 }
@@ -44,7 +44,7 @@ CNKFileStream::CNKFileStream(CNKString fileName, bool /*unused*/) : m_fileName(s
 // Opening and closing
 
 bool CNKFileStream::Open(const CNKString& fileName, bool binary) {
-    m_fileName = fileName; // first: it may be the last line, which goes now
+    m_fileName = fileName; // first, since `fileName` may be the last line
     DiscardLastLine();
     Close();
     m_binary = binary;
@@ -57,7 +57,7 @@ bool CNKFileStream::Reopen(bool binary) {
 
 void CNKFileStream::Close() noexcept {
     m_file.Close();
-    std::string().swap(m_writeBuffer); // its memory goes too
+    std::string().swap(m_writeBuffer); // frees its memory
     ResetFlags();
 }
 
@@ -71,7 +71,7 @@ bool CNKFileStream::Create(const CNKString& fileName, bool overwrite) {
     Close();
     m_fileName = fileName;
     if (!CNKFile::CreateEmpty(m_fileName)) {
-        CNKFile::CreateEmpty(m_fileName); // what was in the way may be gone by now
+        CNKFile::CreateEmpty(m_fileName); // retry: what was in the way may be gone
         return true;
     }
     if (overwrite) {
@@ -92,13 +92,13 @@ BSTR CNKFileStream::CopyNextLine() {
     if (!m_lastLineIsPiece) {
         return m_lastLine.copy();
     }
-    DiscardLastLine(); // if the copy fails, there is no last line, as when the stream's own string cannot be made
+    DiscardLastLine(); // if the copy fails the last line is null, as when ReadNextLine runs out of memory
     const BSTR line = _com_util::ConvertStringToBSTR(m_piece);
     m_lastLineIsPiece = true;
     return line;
 }
 
-/// Makes the next line the last one.
+/// Reads the next line into m_piece, or into m_lastLine if it takes more than one piece.
 void CNKFileStream::ReadLine() {
     if (IsEOF()) {
         return;
@@ -138,8 +138,9 @@ void CNKFileStream::DiscardLastLine() noexcept {
     m_lastLineIsPiece = false;
 }
 
-/// Reads up to the next line end, but at most pieceLength characters, into m_piece, with a NUL after them, and returns
-/// the length of the text there. A line end behind a full piece still belongs to it; anything else there is a failure.
+/// Reads up to the next line end, at most pieceLength characters, into m_piece, adds a NUL, and returns the length up
+/// to the first NUL. A line end right after a full piece is part of it; if anything else follows, the stream has
+/// failed.
 std::size_t CNKFileStream::ReadPiece() {
     m_piece[0] = '\0';
     if (m_endOfFile || m_failed) {
@@ -217,9 +218,9 @@ bool CNKFileStream::WriteLine(const CNKTokenString& tokens) {
     return true;
 }
 
-/// Writes the line that has been put together, and its end, in one go. In text mode every LF becomes a line end.
+/// Writes m_writeBuffer and a line end in one call. In text mode every LF becomes CR LF.
 void CNKFileStream::WriteBuffered() {
-    if (m_broken || (m_failed && !m_endOfFile)) { // in the middle of a line that came cut, or after a failure
+    if (m_broken || (m_failed && !m_endOfFile)) { // inside a cut line, or after a failed write
         return;
     }
     if (!m_binary && m_writeBuffer.find('\n') != std::string::npos) {
@@ -235,7 +236,7 @@ void CNKFileStream::WriteBuffered() {
 
 // Position
 
-// Unlike a step back over a line, these look at the file anew.
+// Unlike UngetLine, these discard the buffer, to see what others have written.
 
 bool CNKFileStream::SeekRead(int offset, unsigned int origin) noexcept {
     m_file.DiscardBuffer();
@@ -246,7 +247,7 @@ bool CNKFileStream::SeekWrite(int offset, unsigned int origin) noexcept {
     const bool endOfFile = m_endOfFile;
     m_file.DiscardBuffer();
     const bool moved = SeekOrReset(offset, origin);
-    m_endOfFile = moved && endOfFile; // going somewhere to write says nothing about the end for reading
+    m_endOfFile = moved && endOfFile; // for readers the end was still reached
     return moved;
 }
 
@@ -269,8 +270,8 @@ bool CNKFileStream::RewindWrite() noexcept {
     return RewindRead();
 }
 
-/// Moves the position and the end of file no longer counts. A stream that has failed stays where it is, as does one
-/// that would leave the file at its beginning: false, and all flags are reset.
+/// Moves the position, unless the stream has failed or the position would be negative. Resets all flags either way.
+/// Returns whether the position was moved.
 bool CNKFileStream::SeekOrReset(std::int64_t offset, unsigned int origin) noexcept {
     const bool moved = IsOpen() && !m_failed && !m_broken && MoveTo(offset, origin);
     ResetFlags();

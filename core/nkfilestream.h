@@ -1,4 +1,4 @@
-/// The line file of the text library.
+/// Text files, read and written line by line.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 #include "core/nkfile.h"
 #include "core/nktokenstring.h"
 
-/// A text file, open for reading and writing at once, that is read and written line by line.
+/// A text file, open for reading and writing, that is read and written line by line.
 ///
 ///     CNKFileStream settings;
 ///     if (settings.Open(L"settings.ini", false)) {
@@ -19,16 +19,16 @@
 ///         }
 ///     }
 ///
-/// Text in the file is in the system's ANSI code page. In text mode a line ends with CR LF, and a lone LF ends one too;
-/// in binary mode only LF counts, and a CR before it belongs to the line. Lines are written up to their first NUL.
+/// Text in the file is in the system's ANSI code page. In text mode a line ends with CR LF or a lone LF. In binary mode
+/// it ends with LF, and a CR before that belongs to the line. Lines are written up to their first NUL.
 ///
-/// Reading and writing share one position, a byte offset in the file. Like every stream, this one has flags that tell
-/// how far it got: end of file, failed (a read got nothing, or not the whole line), broken (the system refused a
-/// write). A stream that has failed refuses to be moved: a refused seek leaves the position alone and resets the flags,
-/// so that the next one works. Closing and rewinding reset the flags too.
+/// Reading and writing share one position, a byte offset in the file. As in iostreams there are three flags: end of
+/// file, failed (a read got nothing, or not the whole line) and broken (a write failed). After a failure a seek is
+/// refused: it resets the flags and leaves the position unchanged, and the next seek works. Closing and rewinding reset
+/// the flags too.
 ///
-/// No operation reports an error in another way than by its result. Lack of memory raises _com_error (E_OUTOFMEMORY) or
-/// std::bad_alloc.
+/// Operations report failure only through their return value, except that out of memory raises _com_error
+/// (E_OUTOFMEMORY) or std::bad_alloc.
 class CNKFileStream {
   public:
     /// The origin of a seek.
@@ -36,7 +36,7 @@ class CNKFileStream {
 
     /// Closed, and without a file name.
     CNKFileStream() noexcept = default;
-    /// Stores the name and opens nothing. The flag has no effect.
+    /// Stores the name without opening the file. The flag has no effect.
     CNKFileStream(CNKString fileName, bool unused);
     CNKFileStream(const CNKFileStream&) = delete;
     CNKFileStream& operator=(const CNKFileStream&) = delete;
@@ -45,36 +45,39 @@ class CNKFileStream {
 
     // Opening and closing
 
-    /// Closes what is open, stores the name and opens that file, which must exist, at its beginning. Others may read
-    /// and write it meanwhile. Returns whether it is open now. Until a line is read, the last line is null.
+    /// Closes the current file, stores the name and opens an existing file at its beginning, shared for reading and
+    /// writing. Returns whether it is open. Until a line is read, the last line is null.
     bool Open(const CNKString& fileName, bool binary);
-    /// Opens the file of the stored name.
+    /// Opens the file with the stored name.
     bool Reopen(bool binary);
-    /// Closes the file. The line read last stays.
+    /// Closes the file. Keeps the last line.
     void Close() noexcept;
     [[nodiscard]] bool IsOpen() const noexcept { return m_file.IsOpen(); }
 
-    /// Empties the file of the stored name, or creates it, and leaves the stream closed, its last line null.
+    /// Closes the stream, makes the last line null, and creates or empties the file with the stored name.
     void Clear();
-    /// Stores the name, and empties or creates that file; the stream is closed afterwards. False when that worked and
-    /// `overwrite` was false: the file has been emptied all the same.
+    /// Closes the stream, stores the name, and creates or empties that file. Returns false only if that succeeded and
+    /// `overwrite` is false; the file is emptied all the same.
     bool Create(const CNKString& fileName, bool overwrite);
 
     // Reading
 
-    /// Reads a line and returns it, without its end. When closed, or once the end of the file was reached, the line
-    /// read last, again. The string is the stream's own, up to its next call that reads, opens or clears.
+    /// Reads a line and returns it without its line end. When closed or at the end of the file, returns the last line
+    /// again. The string belongs to the stream and is valid until the next call that reads, opens or clears.
     ///
-    /// Lines are read in pieces of up to 127 characters. A line of exactly 127 comes joined with the next one. A longer
-    /// one comes cut to 127, and the stream then has failed: lines come empty, and none are written, until the flags
-    /// are reset; then reading goes on behind the cut. A file that ends with a line end has one more, empty line.
+    /// Lines are read in pieces of up to 127 characters. A line of exactly 127 is joined with the next one. A longer
+    /// line is cut to 127 and the stream has failed: until the flags are reset, reads return empty lines and writes do
+    /// nothing. Then reading continues after the cut. A file that ends with a line end has one more, empty line.
     const CNKString& ReadNextLine();
-    /// The same line as a BSTR that the caller frees. The stream's own string is not made.
+    /// Reads a line like ReadNextLine into a BSTR that the caller frees. Does not create the stream's own string.
     [[nodiscard]] BSTR CopyNextLine();
-    /// Steps back over a line end and the line read last, to read it again: 2 bytes and one for each of its characters;
-    /// at the end of the file just 2 bytes. Returns whether the position was moved.
+    /// Moves back by 2 bytes for the line end and one byte per character of the last line, so that it is read again.
+    /// At the end of the file moves back by 2 bytes only. Returns whether the position was moved.
+    ///
+    ///     stream.ReadNextLine(); // "abc" of "abc\r\nde\r\n"
+    ///     stream.UngetLine();    // back by 5: the next line is "abc" again
     bool UngetLine() noexcept;
-    /// Whether the end of the file was reached; true when closed.
+    /// Whether the end of the file was reached. True when closed.
     [[nodiscard]] bool IsEOF() const noexcept { return !IsOpen() || m_endOfFile; }
     /// Whether a line is blank or begins with ";" or "#".
     [[nodiscard]] static bool IsCommentLine(const CNKString& line) noexcept;
@@ -82,23 +85,24 @@ class CNKFileStream {
 
     // Writing; false when closed, true otherwise
 
-    /// Writes the line and a line end, at once. Null is an empty line.
+    /// Writes the line and a line end. Null writes an empty line.
     bool WriteLine(const CNKString& line);
     bool WriteLine(const wchar_t* line);
-    /// Writes the tokens, with ";" between them, as a line. Without tokens it is empty.
+    /// Writes the tokens as a line, separated by ";". Without tokens it is empty.
     bool WriteLine(const CNKTokenString& tokens);
-    /// Hands pending output to the system: there never is any.
+    /// Does nothing: writes are not buffered.
     [[nodiscard]] bool Flush() const noexcept { return IsOpen(); }
 
-    // Position: there is one for reading and writing, but seeking to write leaves the end-of-file flag
+    // Position: reading and writing share it. SeekWrite keeps the end-of-file flag, the others reset it
 
-    /// Move the position. False when closed or refused, as before the beginning of the file.
+    /// Move the position. Return false when closed or refused, such as for a position before the beginning.
     bool SeekRead(int offset, unsigned int origin) noexcept;
     bool SeekWrite(int offset, unsigned int origin) noexcept;
-    /// The position in bytes, 0 when closed.
+    /// The position in bytes; 0 when closed.
     [[nodiscard]] std::int64_t TellRead() const noexcept { return IsOpen() ? m_file.GetPosition() : 0; }
 
-    /// Move to the end, or to the beginning with the flags reset. True when open, also when the move was refused.
+    /// Move to the end, or to the beginning with the flags reset. Return whether the file is open, even if the move was
+    /// refused.
     bool SeekReadEnd() noexcept;
     bool SeekWriteEnd() noexcept;
     bool RewindRead() noexcept;
@@ -107,9 +111,9 @@ class CNKFileStream {
     // File name
 
     [[nodiscard]] const CNKString& FileName() const noexcept { return m_fileName; }
-    /// A copy of the stored name, which the caller frees; null when there is none.
+    /// A copy of the stored name, which the caller frees; null if there is none.
     [[nodiscard]] BSTR GetFileName() const { return m_fileName.copy(); }
-    /// Stores a name. An open file stays open.
+    /// Stores a name. Does not close an open file.
     void SetFileName(const CNKString& fileName) noexcept { m_fileName = fileName; }
 
   private:
@@ -127,12 +131,12 @@ class CNKFileStream {
 
     CNKFile m_file;
     bool m_binary = false;
-    bool m_endOfFile = false;           ///< a read met the end
+    bool m_endOfFile = false;           ///< a read reached the end
     bool m_failed = false;              ///< a read got nothing, or not the whole line
-    bool m_broken = false;              ///< the system refused a write
-    std::string m_writeBuffer;          ///< the line being written; kept for the next one
-    char m_piece[pieceLength + 1] = {}; ///< the bytes of the last line, or of its last piece
-    bool m_lastLineIsPiece = false;     ///< m_lastLine has not been made of them yet
+    bool m_broken = false;              ///< a write failed
+    std::string m_writeBuffer;          ///< the line being written; keeps its capacity
+    char m_piece[pieceLength + 1] = {}; ///< the last piece read, NUL-terminated
+    bool m_lastLineIsPiece = false;     ///< m_lastLine is still to be made from m_piece
     CNKString m_lastLine;
     CNKString m_fileName;
 };

@@ -15,8 +15,8 @@ static_assert(sizeof(CNKString) == sizeof(void*) && !std::is_polymorphic_v<CNKSt
 static_assert(std::is_nothrow_move_constructible_v<CNKString> && std::is_nothrow_move_assignable_v<CNKString>);
 
 /// wcstod of the C runtime, through its import table entry. The toolchain's headers define an inline wcstod instead,
-/// which copies the whole string first and does not skip all white space that iswspace knows. An alias for the function
-/// itself would do with GCC only: clang takes it for the inline one.
+/// which copies the whole string first and does not skip all white space that iswspace knows. Declaring the function
+/// under another name works with GCC only: clang takes it for the inline one.
 extern "C" double(__cdecl* const CrtWcstod)(const wchar_t* text, wchar_t** end) noexcept __asm__("__imp_wcstod");
 
 namespace {
@@ -33,7 +33,7 @@ template struct RecordAccess<&_bstr_t::m_Data>;
 
 using Record = std::remove_pointer_t<std::remove_reference_t<decltype(RecordOf(std::declval<_bstr_t&>()))>>;
 
-/// Passes on what a BSTR allocation returned unless it failed.
+/// Checks the result of a BSTR allocation.
 BSTR ThrowIfNull(BSTR text) {
     if (text == nullptr) {
         _com_issue_error(E_OUTOFMEMORY);
@@ -41,7 +41,7 @@ BSTR ThrowIfNull(BSTR text) {
     return text;
 }
 
-/// A BSTR of `length` code units from `text`, to be filled in by the caller if that is null.
+/// A BSTR with a copy of `length` code units from `text`, or uninitialised if `text` is null.
 BSTR Allocate(const wchar_t* text, std::size_t length) {
     const bool possible = length <= (std::numeric_limits<UINT>::max)();
     return ThrowIfNull(possible ? SysAllocStringLen(text, static_cast<UINT>(length)) : nullptr);
@@ -51,7 +51,7 @@ std::wstring_view View(const wchar_t* text) noexcept {
     return text == nullptr ? std::wstring_view() : std::wstring_view(text);
 }
 
-/// The text as a NUL-terminated one, empty for a null string.
+/// The text, or "" for a null string.
 const wchar_t* CStr(const CNKString& text) noexcept {
     return text.IsEmpty() ? L"" : static_cast<const wchar_t*>(text);
 }
@@ -70,7 +70,7 @@ wchar_t SignExtend(char character) noexcept {
     return static_cast<wchar_t>(static_cast<signed char>(character));
 }
 
-/// The text of a number, made without an allocation; empty when the formatter refuses it.
+/// The text of a number, formatted without an allocation. Empty if formatting fails.
 class FormattedNumber {
   public:
     explicit FormattedNumber(unsigned int value) noexcept
@@ -85,7 +85,7 @@ class FormattedNumber {
     int m_length;
 };
 
-/// The same as iswspace, without its call for the characters that most texts are made of.
+/// iswspace, with a fast path for ASCII.
 bool IsWhiteSpace(wchar_t character) noexcept {
     constexpr wchar_t endOfAscii = 0x80;
     return character < endOfAscii ? character == L' ' || (character >= L'\t' && character <= L'\r')
@@ -103,7 +103,7 @@ std::size_t LengthWithoutTrailingBlanks(std::wstring_view text) noexcept {
     return text.size();
 }
 
-/// Stores what `parse` reads from the start of the text; whether it read everything.
+/// Stores the number that `parse` reads from the start of the text. Returns whether it read everything.
 template <class Value, class Parse> bool ParseAll(const CNKString& text, Value* value, Parse parse) noexcept {
     wchar_t* end = nullptr;
     *value = parse(CStr(text), &end);
@@ -156,9 +156,9 @@ void CNKString::AdoptOrCopy(BSTR text, bool fCopy) {
     Adopt(fCopy ? CopyOf(text) : text);
 }
 
-// Every record of a CNKString is made here and nowhere else. The record's own operator new and the constructors of
-// _bstr_t are inline in the toolchain's header, and how they fail depends on the macros and flags of the program that
-// includes it, whose copies of them may replace ours when it is linked. This needs neither.
+// The only place that creates records. The record's operator new and the constructors of _bstr_t are inline in the
+// toolchain's header. How they fail depends on macros and compiler flags, and a program linked with this library may
+// bring its own copies of them, compiled differently.
 void CNKString::Adopt(BSTR text) {
     if (OwnsRecord()) {
         RecordOf(*this)->Attach(text);
@@ -204,7 +204,7 @@ CNKString& CNKString::operator=(const char* text) {
     return *this;
 }
 
-/// Assigns the BSTR that `make` returns. The old text stays until then, because the new one may be made from it.
+// `make` may read the old text, which is released only afterwards.
 template <class Make> void CNKString::Replace(Make make) {
     CNKString old(std::move(*this));
     const BSTR text = make();
@@ -384,7 +384,7 @@ CNKString& CNKString::operator+=(char tail) {
     return *this += text;
 }
 
-// The BSTR itself
+// Access to the BSTR
 
 BSTR CNKString::Detach() {
     if (OwnsRecord()) {

@@ -1,4 +1,4 @@
-/// The text value of the core library.
+/// The string class of the core library.
 #pragma once
 
 #include <comdef.h>
@@ -10,68 +10,67 @@
 #include <cstring>
 #include <string_view>
 
-/// A cheap-to-copy handle to shared UTF-16 text, kept as a BSTR.
+/// A UTF-16 string that is cheap to copy: copies share one BSTR.
 ///
 ///     CNKString name(L"  Nuvolex ");
 ///     const CNKString before = name;                  // shares the text
 ///     name.Trim();                                    // "Nuvolex"; `before` keeps its blanks
 ///     const CNKString line = L"<" + name + L'>';      // "<Nuvolex>"
-///     fputws(line, stdout);                           // a string reads as const wchar_t*
+///     fputws(line, stdout);                           // converts to const wchar_t*
 ///
-/// Text: lengths and positions count UTF-16 code units. Text may contain NULs; what takes or searches a plain pointer
-/// ends at the first one. A string is null (its BSTR is null) or has text, which may be of length zero; queries treat
-/// null like an empty text, and IsEmpty tells the two apart. Narrow text is in the system's ANSI code page.
+/// Text: lengths and positions count UTF-16 code units. A string may contain NULs; functions that take or search a
+/// plain pointer stop at the first one. A string may be null (its BSTR is null) or of length zero; of the queries only
+/// IsEmpty distinguishes the two. Narrow text is in the system's ANSI code page.
 ///
-/// Sharing: copies share one reference-counted record and any thread may copy or drop its own handle. Changing a string
-/// never writes into shared text but gives this one string a new record. One handle belongs to one thread at a time,
-/// and so does the making of the narrow view, which all handles to a record share.
+/// Sharing and threads: copies share one reference-counted record. A change gives the string a record of its own and
+/// never writes into shared text. Different threads may use different copies, but not the same one at the same time;
+/// nor may they create the narrow text of copies at the same time, since it is part of the record.
 ///
-/// Arguments may point into the string's own text: they are taken as they were before the call.
+/// Arguments may point into the string's own text.
 ///
-/// Errors: the only one is lack of memory, raised as _com_error with E_OUTOFMEMORY. A failed assignment leaves the
-/// string null, any other failed change leaves it as it was.
+/// Errors: out of memory, raised as _com_error with E_OUTOFMEMORY. A failed assignment leaves the string null, any
+/// other failed change leaves it unchanged.
 ///
-/// From _bstr_t come the views as `const wchar_t*` (the BSTR itself, null for a null string) and as `const char*` (made
-/// at first use), both valid as long as some string holds the text; and the comparisons of two strings, in which null
-/// comes before all text.
+/// Inherited from _bstr_t: the conversions to `const wchar_t*` (the BSTR; null for a null string) and to `const char*`
+/// (created at first use), both valid while any copy holds the text; and comparisons, where null is less than any text.
 class CNKString : public _bstr_t {
   public:
     /// The null string.
     CNKString() noexcept = default;
     CNKString(const CNKString& other) noexcept = default;
-    /// Takes over the other's reference; the other becomes null.
+    /// Moves the reference; `other` becomes null.
     CNKString(CNKString&& other) noexcept { swap(other); }
     ~CNKString() = default;
 
-    /// A copy of `text` up to its first NUL. A null pointer gives a null string.
-    CNKString(const wchar_t* text); // NOLINT(google-explicit-constructor): a text literal is a string
+    /// A copy of `text` up to its first NUL. A null pointer makes a null string.
+    CNKString(const wchar_t* text); // NOLINT(google-explicit-constructor): literals convert
     CNKString(const char* text);    // NOLINT(google-explicit-constructor)
 
-    /// A BSTR, NULs included: copied byte for byte, or else adopted, so that the string frees it from now on (also when
-    /// this constructor fails). The flag must be a bool, lest a count be taken for it.
+    /// Copies a BSTR byte for byte or, if `fCopy` is false, takes ownership of it, even if the constructor fails. The
+    /// flag must be a bool, so that a length cannot be passed by mistake.
     CNKString(BSTR text, std::same_as<bool> auto fCopy) { AdoptOrCopy(text, fCopy); }
 
-    /// Exactly `length` code units from `text`, NULs included. With a null pointer their values are unspecified.
+    /// Copies `length` code units from `text`, NULs included. If `text` is null, their values are unspecified.
     CNKString(const wchar_t* text, std::size_t length);
 
-    /// A BSTR of `length` code units for the caller to fill in and to free.
+    /// A BSTR of `length` code units, which the caller fills in and frees.
     [[nodiscard]] static BSTR AllocateBstr(std::size_t length);
 
-    /// `count` times the same character. A char is widened by its sign: 0xE4 becomes U+FFE4.
+    /// Repeats a character `count` times. A char is sign-extended: 0xE4 becomes U+FFE4.
     CNKString(wchar_t character, std::size_t count);
     CNKString(char character, std::size_t count);
 
-    /// The value's decimal text, the value taken as a signed int: 4294967295 gives "-1".
+    /// The value in decimal, as a signed int: 4294967295 gives "-1".
     explicit CNKString(unsigned int value);
-    /// Fixed-point text with 20 digits after the point. Text longer than 49 code units does not fit: that is the
-    /// run-time library's invalid-parameter condition, and if its handler returns, the text is empty.
+    /// The value in fixed-point notation with 20 decimal places. More than 49 characters invoke the C runtime's
+    /// invalid-parameter handler; if that returns, the string is of length zero.
     explicit CNKString(double value);
 
     // Assignment
 
     CNKString& operator=(const CNKString& other) noexcept = default;
     CNKString& operator=(CNKString&& other) noexcept;
-    /// As the constructor. Assigning the string's own text pointer changes nothing, so that NULs in it are kept.
+    /// As the constructor. Assigning the string's own text pointer keeps it all, NULs included.
     CNKString& operator=(const wchar_t* text);
     CNKString& operator=(const char* text);
 
@@ -83,106 +82,103 @@ class CNKString : public _bstr_t {
 
     // Queries
 
-    /// The one null string that lives as long as the program.
+    /// A null string with static lifetime.
     [[nodiscard]] static const CNKString& Empty() noexcept;
 
-    /// The code units, valid as long as some string holds the text; an empty view for a null string.
+    /// The text, valid while any copy holds it; an empty view for a null string.
     [[nodiscard]] std::wstring_view View() const noexcept {
         const auto* const text = static_cast<const wchar_t*>(*this);
         return {text, ByteLength(text) / sizeof(wchar_t)};
     }
     /// Number of code units, 0 for a null string.
     [[nodiscard]] std::size_t GetLength() const noexcept { return View().size(); }
-    /// Whether the string is null. A text of length zero is not empty by this test.
+    /// Whether the string is null. False for a string of length zero.
     [[nodiscard]] bool IsEmpty() const noexcept { return !*this; }
-    /// Whether there is nothing but white space, or nothing at all.
+    /// Whether all characters are white space. True for length zero.
     [[nodiscard]] bool IsBlank() const noexcept;
-    /// Whether there is nothing but letters, or nothing at all.
+    /// Whether all characters are letters. True for length zero.
     [[nodiscard]] bool IsAlpha() const noexcept;
 
-    /// Stores the code unit at `index` in *character, or leaves that alone when there is none. Always true.
+    /// Stores the code unit at `index` in *character, which an invalid index leaves unchanged. Always returns true.
     bool GetAt(int index, wchar_t* character) const noexcept;
-    /// The first code unit, NUL when there is none.
+    /// The first code unit; NUL if there is none.
     [[nodiscard]] wchar_t First() const noexcept;
-    /// Position of the first occurrence of `wanted`; the length of this string when there is none.
+    /// The position of the first occurrence of `wanted`; the length of this string if there is none.
     [[nodiscard]] std::size_t Find(const CNKString& wanted) const noexcept;
 
     // Parts
 
-    /// `count` code units from position `start`, or all to the end when there are fewer. Null when `start` lies beyond
-    /// the end, zero-length text when it is the end.
+    /// `count` code units from position `start`, or fewer at the end. Null if `start` is greater than the length.
+    ///
+    ///     CNKString(L"abc").Mid(1, 5) // "bc"
+    ///     CNKString(L"abc").Mid(3, 1) // "", and Mid(4, 1) is null
     [[nodiscard]] CNKString Mid(std::size_t start, std::size_t count) const;
-    /// The first `count` code units; the whole text when there are fewer.
+    /// The first `count` code units, or all if there are fewer.
     [[nodiscard]] CNKString Left(std::size_t count) const { return Mid(0, count); }
-    /// The last `count` code units; null when there are fewer (unlike Left).
+    /// The last `count` code units. Null if there are fewer: CNKString(L"abc").Right(4) is null, Left(4) is "abc".
     [[nodiscard]] CNKString Right(std::size_t count) const;
-    /// The parts that Mid and Right give, each as a BSTR that the caller frees. Null for null.
+    /// Mid and Right, returning a BSTR that the caller frees.
     [[nodiscard]] BSTR CopyMid(std::size_t start, std::size_t count) const;
     [[nodiscard]] BSTR CopyRight(std::size_t count) const;
 
     // Numbers and case
 
-    /// Store the number that the text begins with, after white space, 0 if there is none; true when nothing is left
-    /// unparsed. The integers may be hexadecimal (0x1A) or octal (017).
+    /// Store the number at the start of the text, after white space; 0 if there is none. Return whether the whole text
+    /// was parsed. Integers may be hexadecimal (0x1A) or octal (017).
     bool ToDouble(double* value) const noexcept;
     bool ToLong(int* value) const noexcept;
     bool ToULong(unsigned int* value) const noexcept;
-    /// The same values without the test.
+    /// The same numbers.
     [[nodiscard]] double AsDouble() const noexcept;
     [[nodiscard]] long AsLong() const noexcept;
 
-    /// A copy with every code unit in upper or lower case; null for a null string.
+    /// A copy in upper or lower case; null for a null string.
     [[nodiscard]] CNKString ToUpper() const;
     [[nodiscard]] CNKString ToLower() const;
 
     // Changes; each returns this string
 
-    /// Remove white space at the start, at the end, or both. All-blank text becomes text of length zero.
+    /// Remove white space at the start, at the end, or both. If there is nothing else, the length becomes zero.
     CNKString& TrimLeft();
     CNKString& TrimRight();
     CNKString& Trim();
-    /// Keeps only the first `count` code units.
+    /// Keeps the first `count` code units.
     CNKString& Truncate(std::size_t count);
 
     CNKString& MakeUpper();
     CNKString& MakeLower();
 
-    /// Replaces the text by what the run-time library's formatter makes of `format`, at most 999 characters. More is
-    /// its invalid-parameter condition, and if the handler returns, the text is empty. In a wide format %s is wide
-    /// text.
+    /// Replaces the text with the output of _vsnprintf_s or its wide version, at most 999 characters. More invoke the C
+    /// runtime's invalid-parameter handler; if that returns, the string is of length zero. In a wide format %s is wide.
     CNKString& Format(const wchar_t* format, va_list arguments);
     CNKString& Format(const char* format, va_list arguments);
 
-    /// Append. The result always has text, even that of two null strings. A NUL character appends nothing; a char goes
-    /// through the code page, where `+` widens it by its sign.
+    /// Append. The result is never null, even of two null strings. A NUL character appends nothing. A char is converted
+    /// from the code page, while `+` sign-extends it.
     CNKString& operator+=(const CNKString& tail);
     CNKString& operator+=(const wchar_t* tail);
     CNKString& operator+=(const char* tail);
     CNKString& operator+=(wchar_t tail);
     CNKString& operator+=(char tail);
 
-    // The BSTR itself, for calls that take one over or fill one in
+    // Access to the BSTR, as in _bstr_t
 
-    // The members of _bstr_t that do such things, with this class's promises.
-
-    /// A copy of the BSTR, byte for byte, that the caller frees. Null for a null string.
+    /// A copy of the BSTR, byte for byte, which the caller frees; null for a null string.
     [[nodiscard]] BSTR copy() const;
-    /// Transfers ownership of the text to the caller; this string becomes null. Copies only when other strings share
-    /// the text; when that copy fails, nothing changes. Null for a null string.
+    /// Transfers ownership of the BSTR to the caller and makes this string null. If other strings share the text, the
+    /// caller gets a copy; if that fails, nothing changes.
     [[nodiscard]] BSTR Detach();
-    /// Replaces the text by `text`, which the string frees from now on (also when this call fails). Keeps its record
-    /// unless other strings share it.
+    /// Replaces the text and takes ownership of `text`, even if this fails. Keeps the record unless it is shared.
     void Attach(BSTR text);
-    /// Replaces the text by a copy of `text`, byte for byte.
+    /// Replaces the text with a copy of `text`, byte for byte.
     void Assign(BSTR text);
-    /// The BSTR of the record, which all strings that share it see change.
+    /// The record's BSTR. Changing it changes all strings that share it.
     [[nodiscard]] BSTR& GetBSTR();
-    /// Makes the string null and gives the place in which a call may store a BSTR for it.
+    /// Makes the string null and returns the address where a call may store a BSTR for it.
     [[nodiscard]] BSTR* GetAddress();
 
   private:
-    /// The length of a BSTR in bytes. It is stored before the text, and read for every character that is compared or
-    /// copied, which a call of the platform's function would make several times as slow.
+    /// SysStringByteLen, inline: calls are several times as slow. A BSTR's length is stored before its text.
     [[nodiscard]] static std::size_t ByteLength(const wchar_t* text) noexcept {
         std::uint32_t length = 0;
         if (text != nullptr) {
@@ -193,21 +189,20 @@ class CNKString : public _bstr_t {
 
     /// A copy of a BSTR, byte for byte; null for null.
     [[nodiscard]] static BSTR CopyOf(const wchar_t* text);
-    /// Whether there is a record that no other string shares.
+    /// Whether the string has a record that is not shared.
     [[nodiscard]] bool OwnsRecord() noexcept;
-    /// Replaces the text by a copy of `text`, or by `text` itself.
+    /// Replaces the text with `text` or a copy of it.
     void AdoptOrCopy(BSTR text, bool fCopy);
-    /// Replaces the text by `text` itself, in a new record only if others share this string's or it has none. If that
-    /// fails, `text` is freed and the string unchanged.
+    /// Takes ownership of `text`, in a new record unless this string has one that is not shared. On failure frees
+    /// `text` and leaves the string unchanged.
     void Adopt(BSTR text);
-    /// Assigns the BSTR that `make` returns.
+    /// Replaces the text with the BSTR that `make` returns.
     template <class Make> void Replace(Make make);
-    /// Keeps the code units from `start` up to `end`; the record stays when those are all.
+    /// Keeps the code units from `start` up to `end`. Keeps the record if those are all.
     CNKString& KeepRange(std::size_t start, std::size_t end);
 };
 
-/// Concatenation: a new string, always with text. Numbers and single characters turn into text as the constructors do
-/// it.
+/// Concatenation. The result is never null. Numbers and characters are converted as by the constructors.
 [[nodiscard]] CNKString operator+(const CNKString& left, const CNKString& right);
 [[nodiscard]] CNKString operator+(const CNKString& left, const wchar_t* right);
 [[nodiscard]] CNKString operator+(const CNKString& left, const char* right);

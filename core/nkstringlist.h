@@ -1,10 +1,9 @@
-/// The string list of the text library.
+/// The string list of the core library.
 #pragma once
 
 #include <vector>
 
 #include "core/nkstring.h"
 
-/// An ordered list of strings, 0-based and without gaps. It is the standard array under a name of its own, which
-/// enumerators and copy policies are instantiated for. Elements are handles: copying one shares its text.
+/// A list of strings. Copying an element shares its text.
 class CNKStringList : public std::vector<CNKString> {};

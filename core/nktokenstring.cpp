@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The strings in a row, with `joiner` between them, as a BSTR that the caller frees; null without strings.
+/// The strings joined with `joiner`, as a BSTR that the caller frees; null without strings.
 BSTR Join(const CNKStringList& strings, std::wstring_view joiner) {
     if (strings.empty()) {
         return nullptr;
@@ -22,7 +22,7 @@ BSTR Join(const CNKStringList& strings, std::wstring_view joiner) {
     wchar_t* to = joined;
     for (const CNKString& string : strings) {
         if (&string != &strings.front()) {
-            for (const wchar_t character : joiner) { // mostly one: too few for a call that copies
+            for (const wchar_t character : joiner) { // usually one: memcpy would be slower
                 *to++ = character;
             }
         }
@@ -32,11 +32,11 @@ BSTR Join(const CNKStringList& strings, std::wstring_view joiner) {
     return joined;
 }
 
-/// A value to split, not empty.
+/// A value to split, not of length zero.
 struct Value {
     const wchar_t* begin;    ///< a NUL follows the text
-    const wchar_t* end;      ///< null: at the first NUL, looked for only if needed
-    const CNKString* shared; ///< a string that holds it, or null
+    const wchar_t* end;      ///< null: the first NUL, found only when needed
+    const CNKString* shared; ///< a string with that text, or null
 
     /// The text from `position` on.
     [[nodiscard]] std::wstring_view From(const wchar_t* position) const noexcept {
@@ -56,8 +56,8 @@ void AppendUnsplit(const Value& value, CNKStringList& tokens) {
     }
 }
 
-/// Appends the pieces of `value` between separators to `tokens`, which it lets grow only once. `find` returns the next
-/// separator at or after a position, or null; it stops at the first NUL. A separator is `width` units wide.
+/// Appends the parts of `value` between separators to `tokens`, after counting them to allocate once. `find` returns
+/// the next separator at or after a position, or null; it stops at the first NUL. A separator is `width` units wide.
 template <class Find> void SplitAt(const Value& value, std::size_t width, CNKStringList& tokens, const Find& find) {
     std::size_t separatorCount = 0;
     for (const wchar_t* p = find(value.begin); p != nullptr; p = find(p + width)) {
@@ -107,7 +107,7 @@ class FindAnyOf {
     std::wstring m_characters;
 };
 
-/// Finds a short text with the search of the C runtime, which compares anew at each position.
+/// Finds a short string with wcsstr, which takes quadratic time at worst.
 class FindShortText {
   public:
     explicit FindShortText(const wchar_t* text) noexcept : m_text(text) {}
@@ -120,10 +120,10 @@ class FindShortText {
 /// Up to this length, FindShortText is fast enough.
 constexpr std::size_t maxShortText = 16;
 
-/// Finds a text by the method of Knuth, Morris and Pratt: it never goes back, so the time does not depend on the text.
+/// Finds a string with the Knuth-Morris-Pratt algorithm, in linear time.
 class FindLongText {
   public:
-    /// For a `text` of two units or more, which has to stay where it is.
+    /// `text` has two units or more and must outlive this object.
     explicit FindLongText(std::wstring_view text) : m_text(text), m_borders(text.size()) {
         for (std::size_t i = 1; i < text.size(); ++i) {
             m_borders[i] = Extend(m_borders[i - 1], text[i]);
@@ -141,7 +141,7 @@ class FindLongText {
     }
 
   private:
-    /// The number of units matched after `character`, given the number matched before it.
+    /// The number of units matched after `character`, given the number before it.
     [[nodiscard]] std::size_t Extend(std::size_t matched, wchar_t character) const noexcept {
         while (matched > 0 && m_text[matched] != character) {
             matched = m_borders[matched - 1];
@@ -181,7 +181,7 @@ BSTR CNKTokenString::CopyValue() const {
     std::wstring_view joiner = m_separator.View();
     if (!m_multiCharacter) {
         joiner = joiner.substr(0, 1);
-        if (joiner.starts_with(L'\0')) { // a character 0 adds nothing to a text
+        if (joiner.starts_with(L'\0')) { // a NUL adds nothing
             joiner = {};
         }
     }
@@ -207,7 +207,7 @@ CNKTokenString& CNKTokenString::SetSeparator(const CNKString& separator, bool mu
 }
 
 CNKTokenString& CNKTokenString::Add(const CNKString& token) {
-    // A token that could not be split for want of memory is not added either, although it is added whole.
+    // The token is added unsplit. Splitting it here keeps the out-of-memory behaviour of the other members.
     const CNKTokenString probe(token, m_separator, m_multiCharacter);
     push_back(token);
     return *this;
@@ -223,7 +223,7 @@ CNKTokenString& CNKTokenString::Insert(size_type n, const CNKString& text) {
 }
 
 CNKTokenString& CNKTokenString::SetToken(size_type n, const CNKString& text) {
-    const CNKString own = text; // NOLINT(performance-unnecessary-copy-initialization): may be the token that goes
+    const CNKString own = text; // NOLINT(performance-unnecessary-copy-initialization): may be the erased token
     erase(begin() + Offset(n));
     return Insert(n, own);
 }
@@ -250,13 +250,13 @@ CNKTokenString& CNKTokenString::InsertAt(size_type n, const CNKString& token) {
 }
 
 void CNKTokenString::Split(const CNKString& value) {
-    const CNKString own = value; // NOLINT(performance-unnecessary-copy-initialization): may be a token, which goes
+    const CNKString own = value; // NOLINT(performance-unnecessary-copy-initialization): may be a token
     const std::wstring_view text = own.View();
     Split(text.data(), text.data() + text.size(), &own);
 }
 
-/// Replaces the tokens by those of the text from `begin` to `end`, or to its first NUL if `end` is null. Linear in its
-/// length whatever the separator. `shared`, unless null, is a string that holds the text.
+/// Replaces the tokens with those of the text from `begin` to `end`, or to the first NUL if `end` is null. Takes linear
+/// time. `shared` is a string with that text, or null.
 void CNKTokenString::Split(const wchar_t* begin, const wchar_t* end, const CNKString* shared) {
     clear();
     if (begin == end || (end == nullptr && *begin == L'\0')) {
@@ -268,7 +268,7 @@ void CNKTokenString::Split(const wchar_t* begin, const wchar_t* end, const CNKSt
     const bool wholeText = m_multiCharacter && separator.size() > 1;
     const std::size_t nul = separator.find(L'\0');
     if (separator.empty() || (wholeText && nul != std::wstring_view::npos)) {
-        AppendUnsplit(value, *this); // a search ends at a NUL, so it never finds one in a separator
+        AppendUnsplit(value, *this); // searches end at a NUL, so they never find this one
     } else if (separator.size() == 1) {
         SplitAt(value, 1, *this, FindCharacter(separator.front()));
     } else if (!wholeText) {
