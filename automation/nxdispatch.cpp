@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Whether `given` is that name up to the case of ASCII letters. (The case of others depends on the locale.) An empty
+/// Compares names without regard to the case of ASCII letters. (That of other letters depends on the locale.) An empty
 /// name matches nothing.
 bool MatchesName(std::wstring_view given, std::wstring_view name) noexcept {
     const auto isSame = [](wchar_t one, wchar_t other) noexcept {
@@ -21,12 +21,12 @@ bool MatchesName(std::wstring_view given, std::wstring_view name) noexcept {
     return given.size() == name.size() && !name.empty() && std::equal(given.begin(), given.end(), name.begin(), isSame);
 }
 
-/// The member that a call with these flags reaches, or null.
+/// The member with that DISPID and a kind that the flags allow, or null.
 const CNXMember* FindMember(std::span<const CNXMember> members, DISPID id, int flags) noexcept {
-    if (flags == DISPATCH_METHOD) { // some engines send nothing else for _NewEnum, or for a value that is not used
+    if (flags == DISPATCH_METHOD) { // all that some engines pass for _NewEnum, or for an unused value
         flags |= DISPATCH_PROPERTYGET;
     }
-    if ((flags & DISPATCH_PROPERTYPUTREF) != 0) { // engines send it for objects, some for every variable
+    if ((flags & DISPATCH_PROPERTYPUTREF) != 0) { // engines pass it for objects, some for every variable
         flags |= DISPATCH_PROPERTYPUT;
     }
     const auto found = std::ranges::find_if(
@@ -34,7 +34,7 @@ const CNXMember* FindMember(std::span<const CNXMember> members, DISPID id, int f
     return found != members.end() ? &*found : nullptr;
 }
 
-/// The arguments of a call in the order of the parameters; null: left out.
+/// The arguments of a call in the order of the parameters; null if left out.
 using MatchedArguments = std::array<const VARIANTARG*, std::tuple_size_v<CNXParameters>>;
 
 /// Finds the argument of each parameter. rgvarg holds the named arguments first, then the positional ones in reverse.
@@ -49,13 +49,13 @@ HRESULT MatchArguments(const CNXMember& member, const DISPPARAMS& call, MatchedA
     }
     const bool isPut = member.kind == DISPATCH_PROPERTYPUT;
     const UINT nameCount = member.parameterCount - (isPut ? 1 : 0);
-    if (positionalCount > nameCount) { // the new value must be named, too
+    if (positionalCount > nameCount) { // the new value must be named
         badArgument = 0;
         return DISP_E_PARAMNOTFOUND;
     }
     for (UINT i = call.cNamedArgs; i-- > 0;) {
         DISPID name = DISPID_UNKNOWN;
-        std::memcpy(&name, call.rgdispidNamedArgs + i, sizeof(name)); // may be at an odd address, as arguments may
+        std::memcpy(&name, call.rgdispidNamedArgs + i, sizeof(name)); // may be misaligned
         const bool isNewValue = isPut && name == DISPID_PROPERTYPUT;
         const UINT parameter = isNewValue ? nameCount : static_cast<UINT>(name);
         if ((!isNewValue && parameter >= nameCount) || given[parameter] != nullptr) {
@@ -67,14 +67,14 @@ HRESULT MatchArguments(const CNXMember& member, const DISPPARAMS& call, MatchedA
     return S_OK;
 }
 
-/// The size of a value of each VARTYPE, by its number; 0: no value, or the platform has no references to it.
+/// The size of a value of each VARTYPE; 0 if there are no references to it.
 constexpr std::uint8_t sizes[] = {0, 0, 2, 4, 4, 8, 8, 8, 8, 8, 4, 2, 0, 8, 16, 0, 1, 1, 2, 4, 8, 8, 4, 4};
 static_assert(sizes[VT_I2] == 2 && sizes[VT_BSTR] == 8 && sizes[VT_DECIMAL] == sizeof(DECIMAL) && sizes[VT_UINT] == 4);
 
-/// Reads an argument: `value` receives what it refers to, without ownership. Returns false for a null reference, or one
-/// that the platform does not have.
+/// Copies an argument to `value`, without ownership, after following up to two references. (VariantCopyInd does the
+/// same, but does not check for null.) Returns false for a null or unsupported reference.
 bool FollowReferences(const VARIANTARG* argument, VARIANT& value) noexcept {
-    std::memcpy(&value, argument, sizeof(value)); // script engines may keep their variables at odd addresses
+    std::memcpy(&value, argument, sizeof(value)); // script engines may keep variables misaligned
     if (V_VT(&value) == (VT_BYREF | VT_VARIANT) && V_BYREF(&value) != nullptr) {
         std::memcpy(&value, V_BYREF(&value), sizeof(value));
     }
@@ -83,7 +83,7 @@ bool FollowReferences(const VARIANTARG* argument, VARIANT& value) noexcept {
     }
     const unsigned type = V_VT(&value) & ~static_cast<unsigned>(VT_BYREF);
     const void* const variable = V_BYREF(&value);
-    if (type != VT_RECORD) { // a record VARIANT always holds a pointer
+    if (type != VT_RECORD) { // VT_RECORD holds a pointer with and without VT_BYREF
         const std::size_t size =
             (type & VT_ARRAY) != 0 ? sizeof(SAFEARRAY*) : sizes[type < std::size(sizes) ? type : 0];
         if (variable == nullptr || size == 0) {
@@ -95,7 +95,7 @@ bool FollowReferences(const VARIANTARG* argument, VARIANT& value) noexcept {
     return true;
 }
 
-/// Copies a value. A null BSTR stays null, which Wine's VariantCopy makes a zero-length one.
+/// Copies a value. A null BSTR stays null, where Wine's VariantCopy creates one of length zero.
 HRESULT Copy(VARIANT& value, CNXVariant& copy) noexcept {
     const bool isNull = V_VT(&value) == VT_BSTR && V_BSTR(&value) == nullptr;
     if (isNull) {
@@ -104,8 +104,8 @@ HRESULT Copy(VARIANT& value, CNXVariant& copy) noexcept {
     return isNull ? S_OK : VariantCopy(&copy, &value);
 }
 
-/// Converts argument.value to the parameter's type. That may run foreign code: an object gives the value of its default
-/// property where another type is wanted.
+/// Converts argument.value to the parameter's type. This may run foreign code: VariantChangeTypeEx converts an object
+/// by calling its default property.
 HRESULT Convert(const CNXParameter& parameter, LCID lcid, CNXArgument& argument) {
     VARIANT& value = argument.value;
     CNXVariant& owner = argument.owner;
@@ -114,7 +114,7 @@ HRESULT Convert(const CNXParameter& parameter, LCID lcid, CNXArgument& argument)
     if (type == VT_VARIANT) {
         return Copy(value, owner);
     }
-    const CComPtr<IUnknown> object(isObject ? V_UNKNOWN(&value) : nullptr); // its code may release it
+    const CComPtr<IUnknown> object(isObject ? V_UNKNOWN(&value) : nullptr); // its own code may release it
     HRESULT hr = S_OK;
     if (type == VT_DISPATCH) {
         if (object == nullptr) {
@@ -134,8 +134,8 @@ HRESULT Convert(const CNXParameter& parameter, LCID lcid, CNXArgument& argument)
     return hr;
 }
 
-/// Reads and converts an argument; null: it is left out. Text is copied unless it is `last`: foreign code that runs
-/// while a later argument is converted may free it.
+/// Reads and converts an argument, which is null if left out. Copies a string unless it is `last`, since foreign code
+/// that runs while a later argument is converted may free it.
 HRESULT ReadArgument(const CNXParameter& parameter, bool last, const VARIANTARG* given, LCID lcid,
                      CNXArgument& argument) {
     VARIANT& value = argument.value;
@@ -154,7 +154,7 @@ HRESULT ReadArgument(const CNXParameter& parameter, bool last, const VARIANTARG*
     return SUCCEEDED(hr) || hr == DISP_E_OVERFLOW || hr == E_OUTOFMEMORY ? hr : DISP_E_TYPEMISMATCH;
 }
 
-/// The HRESULT for the exception being handled. Clears the thread's error record, which is stale.
+/// Returns the HRESULT for the exception being handled. Clears the thread's error record, which is stale.
 HRESULT HResultFromCurrentException() noexcept {
     SetErrorInfo(0, nullptr);
     try {
@@ -168,8 +168,8 @@ HRESULT HResultFromCurrentException() noexcept {
     }
 }
 
-/// Tells the caller why a member failed: the error record that it left becomes the EXCEPINFO. Every field is written,
-/// because some clients pass an uninitialised one.
+/// Fills the EXCEPINFO from the error record that a failed member left. Writes every field, since some clients pass an
+/// uninitialised one.
 HRESULT ReportFailure(HRESULT failure, EXCEPINFO* pexcepinfo) noexcept {
     if (pexcepinfo != nullptr) {
         *pexcepinfo = {};
@@ -253,7 +253,8 @@ HRESULT NXInvoke(std::span<const CNXMember> members, IDispatch* object, DISPID d
         }
         hr = member->call(object, arguments.data(), result);
         if (FAILED(hr)) {
-            return ReportFailure(hr, pexcepinfo); // before the arguments go, whose code may leave records of its own
+            return ReportFailure(
+                hr, pexcepinfo); // before releasing the arguments, which may run code that sets error records
         }
     } catch (...) {
         return HResultFromCurrentException();

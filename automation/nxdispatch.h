@@ -1,4 +1,4 @@
-/// Late-bound calls: tables that describe the members of the interfaces, and the dispatcher that calls from them.
+/// Late-bound calls: tables that describe the members of an interface, and the dispatcher that uses them.
 #pragma once
 
 #include <array>
@@ -26,21 +26,21 @@ class CNXVariant : public VARIANT {
     }
 };
 
-/// An argument of a call, converted to its parameter's type.
+/// An argument, converted to its parameter's type.
 struct CNXArgument {
-    VARIANT value;    ///< what the member receives; its memory is the caller's or `owner`'s
+    VARIANT value;    ///< what the member receives; points to memory of the caller or of `owner`
     CNXVariant owner; ///< what the conversion allocated
 };
 
 /// A parameter of a member.
 struct CNXParameter {
-    consteval CNXParameter(const wchar_t* parameterName = L"", bool canBeLeftOut = false) // NOLINT(*-explicit-*)
-        : name(parameterName), isOptional(canBeLeftOut) {}
+    consteval CNXParameter(const wchar_t* parameterName = L"", bool optional = false) // NOLINT(*-explicit-*)
+        : name(parameterName), isOptional(optional) {}
 
-    std::wstring_view name; ///< empty: the new value of a property, which callers pass as DISPID_PROPERTYPUT
-    bool isOptional;        ///< 0 when it is left out
+    std::wstring_view name; ///< empty for the new value of a property, which is passed as DISPID_PROPERTYPUT
+    bool isOptional;        ///< 0 if left out
     VARTYPE type = VT_EMPTY;
-    const IID* iid = nullptr; ///< the interface that a VT_DISPATCH must have
+    const IID* iid = nullptr; ///< the interface of a VT_DISPATCH
 };
 
 consteval CNXParameter NXOptional(const wchar_t* name) {
@@ -49,23 +49,23 @@ consteval CNXParameter NXOptional(const wchar_t* name) {
 
 using CNXParameters = std::array<CNXParameter, 2>; // no member has more
 
-/// A member of an interface as late-bound callers see it.
+/// A member of an interface, for late-bound callers.
 struct CNXMember {
     DISPID id;
     WORD kind;      ///< DISPATCH_METHOD, DISPATCH_PROPERTYGET or DISPATCH_PROPERTYPUT
-    VARTYPE result; ///< VT_VOID: none
+    VARTYPE result; ///< VT_VOID if there is none
     std::wstring_view name;
     UINT parameterCount;
-    UINT requiredCount; ///< of the parameters that are not optional; they come first
+    UINT requiredCount; ///< number of parameters that are not optional; they come first
     CNXParameters parameters;
-    /// Calls the member of `object`. The caller owns `result`, also when it fails. Exceptions pass through.
+    /// Calls the member of `object`. The caller owns `result`, even on failure. May throw.
     HRESULT (*call)(IDispatch* object, CNXArgument* arguments, VARIANT& result);
 };
 
-/// How tables of members deduce types from member functions.
+/// Deduction of types from member functions.
 namespace nxdispatch {
 
-/// The automation type of a parameter or result; VT_VOID: T cannot be one.
+/// The automation type of a parameter or result; VT_VOID if T cannot be one.
 template <class T> inline constexpr VARTYPE typeOf = VT_VOID;
 template <> inline constexpr VARTYPE typeOf<int> = VT_INT;
 template <> inline constexpr VARTYPE typeOf<long> = VT_I4;
@@ -80,7 +80,7 @@ template <std::derived_from<IDispatch> Interface> inline constexpr VARTYPE typeO
 template <class T> inline constexpr const IID* iidOf = nullptr;
 template <std::derived_from<IDispatch> Interface> inline constexpr const IID* iidOf<Interface*> = &__uuidof(Interface);
 
-/// Where a VARIANT holds a value of type T.
+/// The field of a VARIANT that holds a value of type T.
 template <class T> auto& FieldOf(VARIANT& value) noexcept {
     // clang-format off
     if constexpr (typeOf<T> == VT_BOOL) { return V_BOOL(&value); }
@@ -91,7 +91,7 @@ template <class T> auto& FieldOf(VARIANT& value) noexcept {
     // clang-format on
 }
 
-/// The argument for a parameter of type T. A CNXVariant&& may be moved from.
+/// The argument for a parameter of type T. A CNXVariant&& transfers ownership.
 template <class T> T Pass(CNXArgument& argument) noexcept {
     if constexpr (typeOf<T> == VT_VARIANT) {
         return std::move(argument.owner);
@@ -100,7 +100,7 @@ template <class T> T Pass(CNXArgument& argument) noexcept {
     }
 }
 
-/// Transfers what a member returned to `result`. An int goes out as VT_I4, the type that every client knows.
+/// Transfers the result of a member to `result`. An int becomes VT_I4, since not every client knows VT_INT.
 template <class T> void Store(const T& value, VARIANT& result) noexcept {
     if constexpr (typeOf<T> == VT_VARIANT) {
         result = value;
@@ -115,7 +115,7 @@ template <auto method> struct Function;
 template <class Class, class... Types, HRESULT (STDMETHODCALLTYPE Class::*method)(Types...)> struct Function<method> {
     template <std::size_t i> using Type = std::tuple_element_t<i, std::tuple<Types..., void>>;
     using Last = Type<sizeof...(Types) == 0 ? 0 : sizeof...(Types) - 1>;
-    /// What the out-parameter at the end points to, if there is one.
+    /// What the last parameter points to, if that is an out-parameter.
     using Result = std::conditional_t<std::is_pointer_v<Last>, std::remove_pointer_t<Last>, void>;
 
     static constexpr bool hasResult = typeOf<Result> != VT_VOID;
@@ -143,7 +143,7 @@ template <class Class, class... Types, HRESULT (STDMETHODCALLTYPE Class::*method
         for (std::size_t i = 0; i < parameters.size(); ++i) {
             const bool hasName = i < Indices::size() - (kind == DISPATCH_PROPERTYPUT ? 1 : 0);
             if (hasName == parameters[i].name.empty() || (i < Indices::size() && types[i] == VT_VOID)) {
-                std::abort(); // does not compile: a name too many or too few, or a type that automation does not have
+                std::abort(); // fails to compile: a wrong number of names, or a type unknown to automation
             }
             if (i < Indices::size()) {
                 parameters[i].type = types[i];
@@ -162,8 +162,8 @@ template <class Class, class... Types, HRESULT (STDMETHODCALLTYPE Class::*method
 //     NXMethod<&CNXString::Mid>(0x60020005, L"Mid", L"nStart", L"nLength")
 //     NXPut<&CNXString::put_Value>(0x60020007, L"Value") // a new value has no name
 //
-// The function is the one in the vtable. Where that departs from the general rules of automation, the class has another
-// one for late-bound callers.
+// The function is the one in the vtable, unless the class has another one for late-bound callers, because the one in
+// the vtable breaks a general rule of automation.
 
 template <auto method> consteval CNXMember NXMethod(DISPID id, std::wstring_view name, auto... parameters) {
     return nxdispatch::Function<method>::Describe(DISPATCH_METHOD, id, name, {CNXParameter(parameters)...});
@@ -175,12 +175,12 @@ template <auto method> consteval CNXMember NXPut(DISPID id, std::wstring_view na
     return nxdispatch::Function<method>::Describe(DISPATCH_PROPERTYPUT, id, name, {CNXParameter(parameters)...});
 }
 
-/// IDispatch::GetIDsOfNames of an interface with these members. The first name is a member's, the others are those of
-/// its parameters; upper and lower case of ASCII letters are the same.
+/// IDispatch::GetIDsOfNames of an interface with these members. The first name is the member's, the others are its
+/// parameters'. ASCII letters are compared without case.
 HRESULT NXGetIDsOfNames(std::span<const CNXMember> members, LPOLESTR* rgszNames, UINT cNames,
                         DISPID* rgdispid) noexcept;
 
-/// IDispatch::Invoke of `object`, whose interface has these members. docs/architecture.md has the rules.
+/// IDispatch::Invoke of `object`, whose interface has these members. See the rules in docs/architecture.md.
 HRESULT NXInvoke(std::span<const CNXMember> members, IDispatch* object, DISPID dispidMember, REFIID riid, LCID lcid,
                  WORD wFlags, const DISPPARAMS* pdispparams, VARIANT* pvarResult, EXCEPINFO* pexcepinfo,
                  UINT* puArgErr) noexcept;

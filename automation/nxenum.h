@@ -7,7 +7,7 @@
 
 #include "automation/nxexceptions.h"
 
-/// Copies a core string into a VT_BSTR that the caller owns; a null string gives a null BSTR.
+/// Copies a core string to a VT_BSTR that the caller owns; a null string to a null BSTR.
 template <class String> class _CopyVARIANTFromString {
   public:
     static void init(VARIANT* p) noexcept { *p = {}; }
@@ -21,12 +21,12 @@ template <class String> class _CopyVARIANTFromString {
     static void destroy(VARIANT* p) noexcept { VariantClear(p); }
 };
 
-/// Copies a held interface into a VT_DISPATCH with a reference of its own; a null entry gives a null VT_DISPATCH.
+/// Copies an interface pointer to a VT_DISPATCH with a reference of its own; null to a null VT_DISPATCH.
 template <class Adapted> class _CopyVARIANTFromInterface {
   public:
     static void init(VARIANT* p) noexcept { *p = {}; }
     static HRESULT copy(VARIANT* to, const Adapted* from) noexcept {
-        // A reference of its own: the query runs the element's code, which may take the element out of its container.
+        // Holds a reference, since QueryInterface runs the element's code, which may remove it from the container.
         const auto element = from->m_T;
         IDispatch* dispatch = nullptr;
         if (element != nullptr) {
@@ -45,18 +45,18 @@ template <class Adapted> class _CopyVARIANTFromInterface {
 template <class Copy, class Container>
 using CNXEnum = CComEnumOnSTL<IEnumVARIANT, &IID_IEnumVARIANT, VARIANT, Copy, Container, CComSingleThreadModel>;
 
-/// Walks a container of core strings; elements are VT_BSTR.
+/// Enumerates a container of core strings as VT_BSTR.
 template <class Container> using CNXStringEnum = CNXEnum<_CopyVARIANTFromString<CNKString>, Container>;
-/// A list of automation objects: one counted reference per entry, null allowed.
+/// A list of automation objects: one counted reference per entry, may be null.
 template <class Interface> using CNXInterfaceList = std::vector<CAdapt<CComPtr<Interface>>>;
-/// Walks a list of automation objects; elements are VT_DISPATCH, the same objects.
+/// Enumerates a list of automation objects as VT_DISPATCH.
 template <class Interface>
 using CNXInterfaceEnum = CNXEnum<_CopyVARIANTFromInterface<CAdapt<CComPtr<Interface>>>, CNXInterfaceList<Interface>>;
-/// Walks a list of VARIANTs, or of a class derived from it that has a _Copy of its own; elements are copies.
+/// Enumerates a list of VARIANTs, or of a derived class with its own _Copy, as copies.
 template <class Container> using CNXVariantEnum = CNXEnum<_Copy<typename Container::value_type>, Container>;
 
-/// Creates an enumerator over `container`, which lives as long as `owner` has references, and gives it to the caller
-/// in *ppEnum. On failure *ppEnum is null.
+/// Creates an enumerator over `container`, which must live as long as `owner` has references. On failure *ppEnum is
+/// null.
 template <class Enum, class Container>
 HRESULT CreateEnum(IUnknown* owner, Container& container, IUnknown** ppEnum) noexcept {
     *ppEnum = nullptr;

@@ -1,8 +1,8 @@
-/// Strings for callers that take failures as HRESULTs.
+/// Calls to the core that return an HRESULT instead of raising an exception.
 #pragma once
 
 #include "core/nkstring.h"
 
-/// Gives the caller a copy of `text` in *pbsCopy, byte for byte, null for a null string. When memory runs out, the
-/// result is E_OUTOFMEMORY and *pbsCopy stays as it was.
+/// Stores a copy of `text`, byte for byte, in *pbsCopy; null for a null string. The caller frees it. If out of memory,
+/// returns E_OUTOFMEMORY and leaves *pbsCopy unchanged.
 HRESULT CopyToBstr(const CNKString& text, BSTR* pbsCopy) noexcept;

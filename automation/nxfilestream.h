@@ -4,39 +4,37 @@
 #include "automation/nxobject.h"
 #include "core/nkfilestream.h"
 
-/// A text file that clients read and write line by line; CNKFileStream tells the rules. The file is closed when the
-/// object's last reference goes.
+/// A text file, read and written line by line. CNKFileStream has the rules. The last Release closes the file.
 ///
-/// No member returns an error or tests its out-pointer. Booleans are VARIANT_TRUE or VARIANT_FALSE. BSTR arguments stay
-/// the caller's and count up to their first NUL. When memory runs out, fileName returns E_OUTOFMEMORY, and the others
-/// raise the exception (late-bound, Invoke returns its HRESULT).
+/// Members return no errors and do not check out-pointers. BSTR arguments are used up to their first NUL. If out of
+/// memory, fileName returns E_OUTOFMEMORY and the others raise an exception (late-bound, Invoke returns its HRESULT).
 class CNXFileStream : public CNXObject<CNXFileStream, INXFileStream, &CLSID_NXFileStream, &IID_INXFileStream> {
   public:
     static std::span<const CNXMember> Members() noexcept; ///< for late-bound callers
 
-    /// Empties the file on disk, or creates it, and leaves the stream closed.
+    /// Closes the stream, and creates or empties its file.
     HRESULT STDMETHODCALLTYPE Clear() override;
     HRESULT STDMETHODCALLTYPE Close() override;
     /// False when closed.
     HRESULT STDMETHODCALLTYPE Flush(VARIANT_BOOL* pbFlushed) override;
-    /// Whether a line is blank (null too) or begins with ";" or "#". Does not touch the file.
+    /// Whether a line is blank, null or begins with ";" or "#".
     HRESULT STDMETHODCALLTYPE IsCommentLine(BSTR line, VARIANT_BOOL* pbComment) override;
     /// True when closed.
     HRESULT STDMETHODCALLTYPE IsEOF(VARIANT_BOOL* pbEOF) override;
     HRESULT STDMETHODCALLTYPE IsOpen(VARIANT_BOOL* pbOpen) override;
-    /// Reads a line. *pbsLine is the stream's own string: not to be freed, and valid until the stream's next call that
-    /// reads, opens or clears, or its end. When closed or at the end of the file it is the same one again; null before
-    /// the first read.
+    /// Reads a line. *pbsLine belongs to the stream: the caller must not free it, and it is valid until the next call
+    /// that reads, opens or clears. When closed or at the end of the file it is the last line again; null before the
+    /// first read.
     HRESULT STDMETHODCALLTYPE ReadNextLine(BSTR* pbsLine) override;
-    /// ReadNextLine for late-bound callers, which free what they receive: the caller owns *pbsLine.
+    /// ReadNextLine for late-bound callers, which free results: the caller owns *pbsLine.
     HRESULT CopyNextLine(BSTR* pbsLine);
-    /// Opens an existing file, in binary mode when `binary` is not zero. The name is stored even when that fails.
+    /// Opens an existing file, in binary mode if `binary` is not zero. Stores the name even if that fails.
     HRESULT STDMETHODCALLTYPE Open(BSTR fileName, VARIANT_BOOL binary, VARIANT_BOOL* pbOpen) override;
-    /// Steps back over the line read last. False when the position was not moved.
+    /// Moves back over the last line. False if the position was not moved.
     HRESULT STDMETHODCALLTYPE UngetLine(VARIANT_BOOL* pbMoved) override;
     /// Writes a line and a line end. False when closed.
     HRESULT STDMETHODCALLTYPE WriteLine(BSTR line, VARIANT_BOOL* pbWritten) override;
-    /// A copy of the name given last, which the caller owns; null when there never was one.
+    /// A copy of the stored name, which the caller owns; null if there is none.
     HRESULT STDMETHODCALLTYPE get_fileName(BSTR* pVal) override;
 
   private:

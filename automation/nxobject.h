@@ -1,4 +1,4 @@
-/// The frame that all automation classes share.
+/// The base class of all automation classes.
 #pragma once
 
 #include <atlcom.h>
@@ -7,18 +7,16 @@
 #include "automation/nxdispatch.h"
 #include "automation/nxexceptions.h"
 
-/// Base of every automation class: the object root, creation and error reporting under *pclsid, ISupportErrorInfo for
-/// its one interface, and dual dispatch of that interface. A class adds the table of its members, its core member and
-/// its methods:
+/// Base of an automation class: object root, creation and error reporting for *pclsid, ISupportErrorInfo and IDispatch
+/// for its interface. The class adds the table of its members, the core object and the methods:
 ///
 ///     class CNXString : public CNXObject<CNXString, INXString, &CLSID_NXString, &IID_INXString> {
 ///         static std::span<const CNXMember> Members() noexcept;
 ///         HRESULT STDMETHODCALLTYPE Clear() override;
 ///     };
 ///
-/// A client that calls through the vtable gets the contract to the letter, exceptions included. A late-bound caller
-/// knows only the general rules of automation: for it, Members names another function where a method departs from
-/// those, and no exception leaves Invoke.
+/// Methods called through the vtable may raise exceptions; Invoke does not. Where a method breaks a general rule of
+/// automation, which late-bound callers rely on, Members lists another function.
 template <class Class, class Interface, const CLSID* pclsid, const IID* piid>
 class CNXObject : public CComObjectRootEx<CComSingleThreadModel>,
                   public CComCoClass<Class, pclsid>,
@@ -44,20 +42,19 @@ class CNXObject : public CComObjectRootEx<CComSingleThreadModel>,
   protected:
     static VARIANT_BOOL VariantBool(bool value) noexcept { return value ? VARIANT_TRUE : VARIANT_FALSE; }
 
-    /// Whether `index` is one of the container's. Indices are signed 32-bit numbers, and the count that they are
-    /// compared with is taken as one.
+    /// Whether the container has an element `index`. The size is compared as a signed 32-bit number, like the index.
     template <class Container> [[nodiscard]] static bool IsIndexOf(long index, const Container& container) noexcept {
         return index >= 0 && index < static_cast<long>(container.size());
     }
 
-    /// Empties a container from FinalRelease, while the object is still whole: an element may call back when it goes,
-    /// and even add others.
+    /// Empties a container. For FinalRelease, when the object is still complete: an element may call back while it is
+    /// released, and even add others.
     template <class Container> static void ReleaseAll(Container& container) noexcept {
         while (!container.empty()) {
-            const Container leaving = std::exchange(container, {});
+            const Container released = std::exchange(container, {});
         }
     }
 
-    /// Refuses an index: leaves the error record that says so and returns E_FAIL.
+    /// Sets the error record for an invalid index and returns E_FAIL.
     static HRESULT ReportIndexError() noexcept { return Class::Error(L"Index out of bounds!", *piid, E_FAIL); }
 };

@@ -1,28 +1,27 @@
-/// The frame that the lists of automation objects share.
+/// The base class of the lists of automation objects.
 #pragma once
 
 #include "automation/nxenum.h"
 #include "automation/nxobject.h"
 
-/// Base of an automation class that is an ordered, 0-based list of objects of the class `Element`. It holds references,
-/// not copies: an object may be in several lists or several times in one, and null entries are allowed.
+/// Base of an automation class that is a 0-based list of objects of the class `Element`. It holds references: an object
+/// may be in several lists or several times in one. Entries may be null.
 ///
-/// An index outside the list is refused with E_FAIL and the error record "Index out of bounds!"; the list is then
-/// unchanged. No member here tests its out-pointer. When memory for an entry runs out, std::bad_alloc is raised (called
-/// late-bound, Invoke returns E_OUTOFMEMORY).
+/// An invalid index returns E_FAIL with the error record "Index out of bounds!" and changes nothing. Out-pointers are
+/// not checked. Out of memory raises std::bad_alloc (late-bound, Invoke returns E_OUTOFMEMORY).
 ///
-/// To take, release or query a reference runs the object's own code, which may change the list again. So every member
-/// finishes changing the list, and holds a reference to the object, before it calls the object.
+/// AddRef, Release and QueryInterface of an entry run its own code, which may change the list. So members finish
+/// changing the list, and hold a reference to the entry, before they call it.
 ///
-/// What the contracts of the lists do not share (the type of Remove's index, what may be put where, who owns what
-/// AddNew creates) is left to the class.
+/// The derived class adds what differs: the type of Remove's index, where put_Item appends, and who owns the result of
+/// AddNew.
 template <class Class, class Interface, const CLSID* pclsid, const IID* piid, class Element, class ElementInterface>
 class CNXObjectList : public CNXObject<Class, Interface, pclsid, piid> {
   public:
     void FinalRelease() noexcept { this->ReleaseAll(m_entries); }
 
-    /// Creates an object, appends it and gives the caller a reference. If it cannot be created, the result says so, and
-    /// a null entry is appended all the same.
+    /// Creates and appends an object, with a reference for the caller. If it cannot be created, appends null and
+    /// returns the error.
     HRESULT STDMETHODCALLTYPE get_New(ElementInterface** pVal) override {
         CComPtr<ElementInterface> created;
         *pVal = nullptr;
@@ -31,7 +30,7 @@ class CNXObjectList : public CNXObject<Class, Interface, pclsid, piid> {
         *pVal = created.Detach();
         return hr;
     }
-    /// Appends, as Add does.
+    /// The same as Add.
     HRESULT STDMETHODCALLTYPE put_New(ElementInterface* newVal) override { return Add(newVal); }
 
     /// Entry `index` with a reference for the caller; null for a null entry.
@@ -39,14 +38,14 @@ class CNXObjectList : public CNXObject<Class, Interface, pclsid, piid> {
         if (!this->IsIndexOf(index, m_entries)) {
             return this->ReportIndexError();
         }
-        const CComPtr<ElementInterface> entry = EntryAt(index); // asking it for an interface runs its code
+        const CComPtr<ElementInterface> entry = EntryAt(index); // QueryInterface runs its code
         *pVal = nullptr;
         if (entry != nullptr) {
             entry->QueryInterface(__uuidof(ElementInterface), reinterpret_cast<void**>(pVal));
         }
         return S_OK;
     }
-    /// Replaces entry `index`, which must be there.
+    /// Replaces entry `index`.
     HRESULT STDMETHODCALLTYPE put_Item(long index, ElementInterface* newVal) override {
         CComPtr<ElementInterface> entry(newVal);
         if (!this->IsIndexOf(index, m_entries)) {
@@ -55,7 +54,7 @@ class CNXObjectList : public CNXObject<Class, Interface, pclsid, piid> {
         std::swap(EntryAt(index).p, entry.p);
         return S_OK;
     }
-    /// As get_Item.
+    /// The same as get_Item.
     HRESULT STDMETHODCALLTYPE get__Item(long n, ElementInterface** pVal) override { return get_Item(n, pVal); }
 
     HRESULT STDMETHODCALLTYPE get_Count(long* pVal) override {
@@ -63,21 +62,21 @@ class CNXObjectList : public CNXObject<Class, Interface, pclsid, piid> {
         return S_OK;
     }
 
-    /// An IEnumVARIANT over the entries as they are while it walks, each a VT_DISPATCH. The caller owns it.
+    /// An IEnumVARIANT over the live list, as VT_DISPATCH. The caller owns it.
     HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** ppEnum) override {
         return CreateEnum<CNXInterfaceEnum<ElementInterface>>(static_cast<Class*>(this)->GetUnknown(), m_entries,
                                                               ppEnum);
     }
 
-    /// Appends an object, null too.
+    /// Appends an object or null.
     HRESULT STDMETHODCALLTYPE Add(ElementInterface* object) override {
-        CComPtr<ElementInterface> entry(object); // first: AddRef may be foreign code, which may use the list
+        CComPtr<ElementInterface> entry(object); // first, since AddRef may run foreign code that uses the list
         m_entries.emplace_back(std::move(entry));
         return S_OK;
     }
 
   protected:
-    /// Removes entry `index`; the later ones move down by one.
+    /// Removes entry `index`.
     HRESULT RemoveAt(long index) {
         if (!this->IsIndexOf(index, m_entries)) {
             return this->ReportIndexError();
@@ -87,7 +86,8 @@ class CNXObjectList : public CNXObject<Class, Interface, pclsid, piid> {
         return S_OK;
     }
 
-    /// Creates an object and appends it. On failure *ppCreated is null and the list unchanged.
+    /// Creates and appends an object, with a reference for the caller. On failure *ppCreated is null and the list
+    /// unchanged.
     HRESULT AppendNew(ElementInterface** ppCreated) {
         CComPtr<ElementInterface> created;
         *ppCreated = nullptr;
@@ -104,7 +104,7 @@ class CNXObjectList : public CNXObject<Class, Interface, pclsid, piid> {
   private:
     CComPtr<ElementInterface>& EntryAt(long index) noexcept { return m_entries[static_cast<std::size_t>(index)].m_T; }
 
-    /// Creates an object in this module, without a round trip through COM.
+    /// Creates an object without going through COM.
     static HRESULT Create(ElementInterface** ppCreated) noexcept {
         return Element::_CreatorClass::CreateInstance(nullptr, __uuidof(ElementInterface),
                                                       reinterpret_cast<void**>(ppCreated));

@@ -2,8 +2,7 @@
 
 namespace {
 
-/// Widens an automation length or position as the core takes it: by sign extension, so that a negative one becomes
-/// greater than any length.
+/// Converts an automation length or position to that of the core. A negative one becomes greater than any length.
 std::size_t SignExtend(int value) noexcept {
     return static_cast<std::size_t>(static_cast<std::ptrdiff_t>(value));
 }

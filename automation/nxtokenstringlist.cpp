@@ -42,7 +42,7 @@ HRESULT CNXTokenStringList::AddNew(INXTokenString** pVal) {
     INXTokenString*& created = pVal != nullptr ? *pVal : unwanted;
     const HRESULT hr = AppendNew(&created);
     if (SUCCEEDED(hr)) {
-        created->Release(); // the entry's own reference keeps the object
+        created->Release(); // the list's reference keeps the object alive
     }
     return hr;
 }

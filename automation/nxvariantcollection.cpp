@@ -3,7 +3,7 @@
 CNXVariantElement::CNXVariantElement(CNXVariant&& value) {
     if ((V_VT(&value) & VT_ARRAY) != 0) {
         const VARTYPE type = V_VT(&value);
-        V_VT(&value) = VT_EMPTY; // the pointer owns the array, also when it cannot be made
+        V_VT(&value) = VT_EMPTY; // m_array owns the array from now on, even if reset fails
         m_array.reset(V_ARRAY(&value), &SafeArrayDestroy);
         V_ARRAY(this) = m_array.get();
         V_VT(this) = type;
@@ -21,7 +21,7 @@ HRESULT CNXVariantElement::CopyTo(VARIANT& copy) const noexcept {
 
 std::span<const CNXMember> CNXVariantCollection::Members() noexcept {
     static constexpr CNXMember members[] = {
-        // the vtable's does not own what it adds
+        // the vtable's borrows its argument
         NXMethod<&CNXVariantCollection::AddOwned>(0x60020000, L"Add", L"Item", NXOptional(L"Position")),
         NXMethod<&CNXVariantCollection::Remove>(0x60020001, L"Remove", NXOptional(L"index")),
         NXGet<&CNXVariantCollection::get_Count>(0x60020002, L"Count"),
@@ -57,7 +57,7 @@ HRESULT CNXVariantCollection::Remove(long index) {
     if (!HasElement(index)) {
         return ReportIndexError();
     }
-    // Its destruction may call back, so it ends when the collection is in order again.
+    // Destroyed last, since that may call back.
     const CNXVariantElement removed = std::move(*IteratorAt(index));
     m_elements.erase(IteratorAt(index));
     return S_OK;
@@ -72,7 +72,7 @@ HRESULT CNXVariantCollection::get_Item(long index, VARIANT* pVal) {
     if (!HasElement(index)) {
         return ReportIndexError();
     }
-    // The copy comes first: what *pVal holds may be the very value stored here, or call back when it is released.
+    // Copy first: *pVal may hold the stored value itself, and clearing it may call back.
     VARIANT copy;
     VariantInit(&copy);
     IteratorAt(index)->CopyTo(copy); // Item succeeds even if this fails

@@ -8,14 +8,14 @@
 #include "automation/nxenum.h"
 #include "automation/nxobject.h"
 
-/// A value in a variant collection: one that the collection owns, or one that is only lent to it.
+/// An element of a variant collection: a VARIANT that the collection owns or has borrowed.
 class CNXVariantElement : public CNXVariant {
   public:
-    /// Holds `value` bit for bit. What it refers to stays the caller's.
+    /// Borrows `value`: copies it bit for bit and never clears it.
     explicit CNXVariantElement(const VARIANT& value) noexcept : m_borrowed(true) {
         static_cast<VARIANT&>(*this) = value;
     }
-    /// Owns `value`. Raises std::bad_alloc.
+    /// Takes ownership of `value`. May throw std::bad_alloc.
     explicit CNXVariantElement(CNXVariant&& value);
     CNXVariantElement(CNXVariantElement&&) noexcept = default;
     CNXVariantElement& operator=(CNXVariantElement&& other) noexcept {
@@ -30,13 +30,13 @@ class CNXVariantElement : public CNXVariant {
         }
     }
 
-    /// Copies the value into `copy`, which must be empty and belongs to the caller. Objects run their code on the way,
-    /// which may remove this element.
+    /// Copies the value to `copy`, which must be empty and is owned by the caller. This may run an object's code, which
+    /// may remove the element.
     HRESULT CopyTo(VARIANT& copy) const noexcept;
 
   private:
     bool m_borrowed = false;
-    /// An array that the collection owns is held here, because it must outlive its removal while it is being copied.
+    /// Owns the array, if it is one. Shared, so that the array survives if it is removed while it is being copied.
     std::shared_ptr<SAFEARRAY> m_array;
 };
 
@@ -45,15 +45,14 @@ template <> class _Copy<CNXVariantElement> : public _Copy<VARIANT> {
     static HRESULT copy(VARIANT* to, const CNXVariantElement* from) noexcept { return from->CopyTo(*to); }
 };
 
-/// An ordered collection of VARIANTs, numbered from 1; for Add and Remove, 0 means the end.
+/// A collection of VARIANTs, numbered from 1. For Add and Remove, 0 means the end.
 ///
-/// Values added through the vtable are stored bit for bit and never cleared: a string or an object in them must outlive
-/// its stay here. A late-bound caller cannot know that: what it adds is a copy, which the collection owns. Both kinds
-/// may be in one collection.
+/// A VARIANT added through the vtable is borrowed: it is never cleared, so its string or object must outlive the
+/// element. Late-bound callers cannot know this rule, so the collection owns a copy of what they add. A collection may
+/// have elements of both kinds.
 ///
-/// A number outside the collection is refused with E_FAIL and an error record; the collection is then unchanged. No
-/// member tests its out-pointer. When memory runs out, std::bad_alloc is raised (called late-bound, Invoke returns
-/// E_OUTOFMEMORY).
+/// An invalid number returns E_FAIL with an error record and changes nothing. Members do not check out-pointers. Out of
+/// memory raises std::bad_alloc (late-bound, Invoke returns E_OUTOFMEMORY).
 class CNXVariantCollection : public CNXObject<CNXVariantCollection, INXVariantCollection, &CLSID_NXVariantCollection,
                                               &IID_INXVariantCollection> {
   public:
@@ -61,29 +60,29 @@ class CNXVariantCollection : public CNXObject<CNXVariantCollection, INXVariantCo
 
     void FinalRelease() noexcept { ReleaseAll(m_elements); }
 
-    /// Inserts Item before element number Position; 0 appends. Any other Position: "Position invalid!".
+    /// Inserts Item before element number Position; 0 appends. Otherwise fails with "Position invalid!".
     HRESULT STDMETHODCALLTYPE Add(VARIANT Item, long Position) override;
-    /// Add for late-bound callers: the collection takes ownership of Item.
+    /// Add for late-bound callers: takes ownership of Item.
     HRESULT AddOwned(CNXVariant&& Item, long Position);
-    /// Removes element number `index`; 0 removes the last one, if any. Any other: "Index out of bounds!".
+    /// Removes element number `index`; 0 removes the last one, if any. Otherwise fails with "Index out of bounds!".
     HRESULT STDMETHODCALLTYPE Remove(long index) override;
     HRESULT STDMETHODCALLTYPE get_Count(long* pVal) override;
-    /// A copy of element number `index`, which the caller owns; what *pVal held is cleared. Any other index, 0 too:
-    /// "Index out of bounds!".
+    /// Clears *pVal and stores a copy of element number `index`, which the caller owns. Otherwise, also for 0, fails
+    /// with "Index out of bounds!".
     HRESULT STDMETHODCALLTYPE get_Item(long index, VARIANT* pVal) override;
-    /// An IEnumVARIANT over the elements as they are while it walks; it hands out copies. The caller owns it.
+    /// An IEnumVARIANT over the live collection, as copies. The caller owns it.
     HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** ppEnum) override;
 
   private:
     using Elements = std::vector<CNXVariantElement>;
 
-    /// Inserts `element` as Add does.
+    /// Inserts `element` like Add.
     HRESULT Insert(CNXVariantElement&& element, long position);
-    /// Whether there is an element of that number.
+    /// Whether there is an element with that number.
     [[nodiscard]] bool HasElement(long number) const noexcept {
         return number > 0 && IsIndexOf(number - 1, m_elements);
     }
-    /// Where the element of that number, which exists, is.
+    /// The element with that number, which must exist.
     [[nodiscard]] Elements::iterator IteratorAt(long number) noexcept { return m_elements.begin() + (number - 1); }
 
     Elements m_elements;
