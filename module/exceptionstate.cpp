@@ -1,10 +1,8 @@
-/// The state that the C++ run-time library keeps for each thread while it raises exceptions, in thread-local memory of
-/// the loader's.
+/// The C++ runtime's exception state of each thread, in thread-local storage of the loader.
 ///
-/// The run-time library's own version asks for memory, and for a thread-local index, when a thread raises its first
-/// exception in this DLL. Without memory that ends the process, so no thread could report that memory has run out; and
-/// the index stays behind when the DLL is unloaded. The loader reserves this memory with the thread, or when it loads
-/// the DLL, and frees it again.
+/// The runtime's own version allocates memory and a TLS index when a thread throws for the first time in this DLL. If
+/// out of memory, that ends the process; and the index leaks when the DLL is unloaded. The loader allocates this
+/// storage when it creates the thread or loads the DLL, and frees it.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,13 +11,13 @@
 #include <windows.h>
 
 extern "C" {
-extern ULONG _tls_index; // NOLINT(bugprone-reserved-identifier): the C run-time library's names
+extern ULONG _tls_index; // NOLINT(bugprone-reserved-identifier): the C runtime's names
 extern char* _tls_start; // NOLINT(bugprone-reserved-identifier)
 }
 
 namespace __cxxabiv1 {
 
-/// As the run-time library knows it.
+/// As in libstdc++.
 struct __cxa_eh_globals {
     void* caughtExceptions;
     unsigned int uncaughtExceptions;
@@ -27,13 +25,13 @@ struct __cxa_eh_globals {
 
 namespace {
 
-/// What each thread gets a copy of. Never touched itself.
+/// The initial value of each thread's copy.
 __attribute__((section(".tls$nuvolex"))) __cxa_eh_globals initialState = {};
 
 } // namespace
 
 extern "C" __cxa_eh_globals* __cxa_get_globals() noexcept {
-    // A thread's blocks of thread-local memory, one for each module. Compiled programs rely on where they are.
+    // The thread's TLS blocks, one per module. Their place in the TEB is part of the ABI.
     std::byte* const* blocks = nullptr;
     asm("movq %%gs:0x58, %0" : "=r"(blocks));
     const std::uintptr_t offset =

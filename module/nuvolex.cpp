@@ -15,14 +15,13 @@
 CComModule _Module;
 
 namespace __gnu_cxx {
-/// Frees what the run-time library, which is part of this DLL, reserved for exceptions when it was loaded. It does so
-/// only when told: with each unloading and loading of the DLL, a process would lose that memory again.
-void __freeres(); // NOLINT(bugprone-reserved-identifier): the library's name
+/// Frees libstdc++'s emergency memory for exceptions. It is linked statically and would leak with each unload.
+void __freeres(); // NOLINT(bugprone-reserved-identifier): libstdc++'s name
 } // namespace __gnu_cxx
 
 namespace {
 
-/// A creatable class together with the script that registers it. The classes themselves know no registry.
+/// A class with its registry script.
 template <class Class, UINT script> struct Registered : Class { DECLARE_REGISTRY_RESOURCEID(script) };
 
 using String = Registered<CNXString, IDR_NXSTRING>;

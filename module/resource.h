@@ -1,7 +1,7 @@
 /// Identifiers of the module's resources.
 #pragma once
 
-// Type library (TYPELIB). 1, because the platform looks for that one.
+// Type library (TYPELIB). LoadTypeLibEx loads resource 1.
 #define IDR_TYPELIB 1
 
 // Strings (German).

@@ -1,6 +1,5 @@
-/// The part of the platform's COM template library that this system uses: module object, object map, smart pointers,
-/// threading models. Names, parameters and behaviour are the documented ones, so that code written against these
-/// headers reads like any other that uses the library. Nothing is here that this system does not need.
+/// The part of ATL that this system uses: module object, object map, smart pointers, threading models. Names,
+/// parameters and behaviour are the documented ones.
 #pragma once
 
 #include <atomic>
@@ -12,12 +11,12 @@
 #include <oleauto.h>
 #include <windows.h>
 
-/// Holds one counted reference to an interface, or null.
+/// Owns a reference to an interface, or is null.
 template <class T> class CComPtr {
   public:
     CComPtr() noexcept = default;
-    /// Shares `other`: takes a reference of its own.
-    CComPtr(T* other) noexcept : p(other) { // NOLINT(google-explicit-constructor): a pointer is what it stands for
+    /// Adds a reference.
+    CComPtr(T* other) noexcept : p(other) { // NOLINT(google-explicit-constructor): documented
         if (p != nullptr) {
             p->AddRef();
         }
@@ -26,8 +25,7 @@ template <class T> class CComPtr {
     CComPtr(CComPtr&& other) noexcept : p(std::exchange(other.p, nullptr)) {}
     ~CComPtr() { Release(); }
 
-    /// Takes the new reference before the old one goes. The old one goes last, when this pointer already holds the
-    /// new value: its release may run foreign code.
+    /// Releases the old reference last, when this object holds the new one, since Release may run foreign code.
     CComPtr& operator=(CComPtr other) noexcept {
         std::swap(p, other.p);
         return *this;
@@ -42,14 +40,14 @@ template <class T> class CComPtr {
         return &p;
     }
 
-    /// Gives up the reference.
+    /// Releases the reference and sets the pointer to null.
     void Release() noexcept {
         if (T* const old = std::exchange(p, nullptr); old != nullptr) {
             old->Release();
         }
     }
 
-    /// Hands the reference over to the caller.
+    /// Transfers the reference to the caller.
     [[nodiscard]] T* Detach() noexcept { return std::exchange(p, nullptr); }
 
     T* p = nullptr;
@@ -73,28 +71,28 @@ class CComBSTR {
     BSTR m_str = nullptr;
 };
 
-/// Wraps a class that overloads operator& for use as a container's element.
+/// Wraps a class that overloads operator&, for use in containers.
 template <class T> class CAdapt {
   public:
     CAdapt() = default;
-    CAdapt(T value) noexcept : m_T(std::move(value)) {} // NOLINT(google-explicit-constructor): transparent on purpose
+    CAdapt(T value) noexcept : m_T(std::move(value)) {} // NOLINT(google-explicit-constructor): documented
 
     T m_T;
 };
 
-/// Reference counting of objects that stay on one thread.
+/// Reference counting for objects used by one thread.
 struct CComSingleThreadModel {
     static ULONG WINAPI Increment(LONG* p) noexcept { return static_cast<ULONG>(++*p); }
     static ULONG WINAPI Decrement(LONG* p) noexcept { return static_cast<ULONG>(--*p); }
 };
 
-/// Reference counting of objects that any thread may use.
+/// Reference counting for objects used by several threads.
 struct CComMultiThreadModel {
     static ULONG WINAPI Increment(LONG* p) noexcept { return static_cast<ULONG>(InterlockedIncrement(p)); }
     static ULONG WINAPI Decrement(LONG* p) noexcept { return static_cast<ULONG>(InterlockedDecrement(p)); }
 };
 
-/// A critical section that exists as long as its holder.
+/// A critical section, initialised by the constructor and deleted by the destructor.
 class CComAutoCriticalSection {
   public:
     CComAutoCriticalSection() noexcept { InitializeCriticalSection(&m_sec); }
@@ -109,7 +107,7 @@ class CComAutoCriticalSection {
     CRITICAL_SECTION m_sec;
 };
 
-/// Holds a lock to the end of the block.
+/// Holds a lock until the end of the scope.
 template <class TLock> class CComCritSecLock {
   public:
     explicit CComCritSecLock(TLock& lock) noexcept : m_lock(lock) { m_lock.Lock(); }
@@ -121,9 +119,9 @@ template <class TLock> class CComCritSecLock {
     TLock& m_lock;
 };
 
-/// Creates an object and answers its interface `riid`; `pv` is the outer unknown, or what the creator expects.
+/// Creates an object and returns its interface `riid`. `pv` is the outer unknown, or what the creator expects.
 using _ATL_CREATORFUNC = HRESULT WINAPI(void* pv, REFIID riid, void** ppv);
-/// Called when the module terminates.
+/// A function called when the module terminates.
 using _ATL_TERMFUNC = void WINAPI(DWORD_PTR dw);
 
 struct _ATL_CATMAP_ENTRY;
@@ -134,10 +132,10 @@ struct _ATL_OBJMAP_ENTRY {
     HRESULT(WINAPI* pfnUpdateRegistry)(BOOL bRegister); ///< runs the class's registry script
     _ATL_CREATORFUNC* pfnGetClassObject;                ///< creates the class factory
     _ATL_CREATORFUNC* pfnCreateInstance;                ///< creates an object; what the factory calls
-    IUnknown* pCF;                                      ///< the factory, once created; owned by the module
+    IUnknown* pCF;                                      ///< the cached factory or null; owned by the module
     LPCTSTR(WINAPI* pfnGetObjectDescription)();
     const _ATL_CATMAP_ENTRY* (*pfnGetCategoryMap)();
-    void(WINAPI* pfnObjectMain)(bool bStarting); ///< told when the module starts and when it ends
+    void(WINAPI* pfnObjectMain)(bool bStarting); ///< called when the module starts and ends
 };
 
 // clang-format off
@@ -149,43 +147,42 @@ struct _ATL_OBJMAP_ENTRY {
 #define END_OBJECT_MAP() {nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr}};
 // clang-format on
 
-/// The module object of a DLL: its object map, its lock count, its registration. There is one, named _Module.
+/// The module object of a DLL: object map, lock count, registration. The only one is _Module.
 class CComModule {
   public:
-    /// Takes the object map (which ends with an entry without a class), the DLL's handle and the identifier of its
-    /// type library.
+    /// Sets the object map, which ends with a null entry, the DLL's handle and the LIBID of its type library.
     HRESULT Init(_ATL_OBJMAP_ENTRY* p, HINSTANCE h, const GUID* plibid) noexcept;
-    /// Calls the termination functions and releases the cached class factories.
+    /// Releases the cached class factories and calls the termination functions.
     void Term() noexcept;
 
-    /// Counts one thing more (less) that keeps the DLL loaded. Both return the new count.
+    /// Increment and decrement the count of what keeps the DLL loaded. Return the new count.
     LONG Lock() noexcept { return ++m_nLockCnt; }
     LONG Unlock() noexcept { return --m_nLockCnt; }
     [[nodiscard]] LONG GetLockCount() const noexcept { return m_nLockCnt; }
 
     [[nodiscard]] HINSTANCE GetModuleInstance() const noexcept { return m_hInst; }
 
-    /// Has `pFunc` called with `dw` when the module terminates.
+    /// Adds a function to be called with `dw` when the module terminates.
     HRESULT AddTermFunc(_ATL_TERMFUNC* pFunc, DWORD_PTR dw) noexcept;
 
-    /// Answers the factory of class `rclsid`, which is created at the first request and then kept.
-    /// CLASS_E_CLASSNOTAVAILABLE: no such class here.
+    /// Returns the factory of class `rclsid`, which is created at the first request and cached.
+    /// CLASS_E_CLASSNOTAVAILABLE if the module has no such class.
     HRESULT GetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) noexcept;
 
-    /// Runs every class's registry script, then registers the type library too if asked; stops at the first failure
-    /// and returns it. What was written until then stays.
+    /// Runs the registry script of each class, then registers the type library if `bRegTypeLib`. Stops at the first
+    /// failure, without rollback.
     HRESULT RegisterServer(BOOL bRegTypeLib) noexcept;
-    /// The reverse. What is not registered is no failure.
+    /// The reverse. It is no failure if something is not registered.
     HRESULT UnregisterServer(BOOL bUnRegTypeLib) noexcept;
 
-    /// Runs the REGISTRY resource `nResID` of this module, in which %MODULE% stands for the DLL's full path.
+    /// Runs the REGISTRY resource `nResID` of the module. In it %MODULE% is the DLL's full path.
     HRESULT UpdateRegistryFromResource(UINT nResID, BOOL bRegister) noexcept;
 
-    /// Guards the object map's factories and whatever else is made once per module.
+    /// Guards cached factories and type information.
     CComAutoCriticalSection m_csObjMap;
 
   private:
-    /// A function to be called at the end, the one added last first.
+    /// A list of termination functions, last one first.
     struct TermFunc {
         _ATL_TERMFUNC* pFunc;
         DWORD_PTR dw;
@@ -201,7 +198,7 @@ class CComModule {
     std::unique_ptr<TermFunc> m_termFuncs;
 };
 
-/// The module that this code is linked into.
+/// The module object, defined by the program or DLL.
 extern CComModule _Module;
 
 /// Loads the type library in resource 1 of the module's file and returns it and the file's path. The caller owns both.

@@ -21,7 +21,7 @@ HRESULT CComClassFactory::LockServer(BOOL fLock) {
 }
 
 HRESULT WINAPI AtlReportError(REFCLSID clsid, LPCOLESTR lpszDesc, REFIID iid, HRESULT hRes) noexcept {
-    CComPtr<IErrorInfo> info; // stays null without memory: an older record must not be taken for this failure's
+    CComPtr<IErrorInfo> info; // null if out of memory: an older error record must not remain
     CComPtr<ICreateErrorInfo> record;
     if (SUCCEEDED(CreateErrorInfo(&record))) {
         record->SetGUID(iid);
@@ -38,14 +38,14 @@ HRESULT WINAPI AtlReportError(REFCLSID clsid, LPCOLESTR lpszDesc, REFIID iid, HR
 }
 
 HRESULT CComTypeInfoHolder::LoadTI(ITypeInfo** ppInfo) const noexcept {
-    // The library is looked up in the one language it has: with the caller's, the lookup would fail.
+    // The library's only locale. With the caller's, the lookup may fail.
     constexpr LCID libraryLocale = MAKELCID(MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), SORT_DEFAULT);
     CComPtr<ITypeLib> registered;
     if (SUCCEEDED(LoadRegTypeLib(*m_plibid, m_wMajor, m_wMinor, libraryLocale, &registered)) &&
         SUCCEEDED(registered->GetTypeInfoOfGuid(*m_pguid, ppInfo))) {
         return S_OK;
     }
-    // Not registered, or damaged: the module carries the library itself.
+    // Not registered, or damaged: use the module's own resource.
     CComPtr<ITypeLib> own;
     CComBSTR path;
     const HRESULT hr = LoadModuleTypeLib(_Module.GetModuleInstance(), &path, &own);

@@ -1,5 +1,5 @@
-/// The part of the platform's COM template library that this system uses: object roots and wrappers, class factory,
-/// interface maps, type information, error records, enumerators. See atlbase.h.
+/// The part of ATL that this system uses: object roots and wrappers, class factory, interface maps, type information,
+/// error records, enumerators. See atlbase.h.
 #pragma once
 
 #include <climits>
@@ -12,25 +12,24 @@
 // ---------------------------------------------------------------------------------------------------------------------
 // Object roots and interface maps
 
-/// One interface of an object: its identifier, and the cast that leads from the object to it.
+/// An interface of an object: its IID, and the cast from the object to it.
 struct _ATL_INTMAP_ENTRY {
     const IID* piid;
     IUnknown* (*pfnCast)(void* pThis) noexcept;
 };
 
-/// What every object has: the count of its references and the lookup of its interfaces.
+/// The reference count of an object, and the lookup of its interfaces.
 class CComObjectRootBase {
   public:
-    /// Called after construction and before destruction; a class with something to do there declares its own.
+    /// Called after construction and before destruction. Derived classes may hide them.
     HRESULT FinalConstruct() noexcept { return S_OK; }
     void FinalRelease() noexcept {}
-    /// Takes what a creator was given besides the class; only class factories want it.
+    /// Receives the creator's `pv`. Only class factories use it.
     void SetVoid(void* /*pv*/) noexcept {}
 
     static void WINAPI ObjectMain(bool /*bStarting*/) noexcept {}
 
-    /// Answers interface `iid` of the object `pThis` with a reference for the caller. IUnknown is the first of the
-    /// map. E_NOINTERFACE: not in the map. E_POINTER: no `ppvObject`.
+    /// QueryInterface of the object `pThis`. Its IUnknown is the first entry of the map.
     static HRESULT InternalQueryInterface(void* pThis, std::span<const _ATL_INTMAP_ENTRY> entries, REFIID iid,
                                           void** ppvObject) noexcept {
         if (ppvObject == nullptr) {
@@ -40,9 +39,9 @@ class CComObjectRootBase {
         const bool wantsUnknown = iid == IID_IUnknown;
         for (const _ATL_INTMAP_ENTRY& entry : entries) {
             if (wantsUnknown || iid == *entry.piid) {
-                IUnknown* const answer = entry.pfnCast(pThis);
-                answer->AddRef();
-                *ppvObject = answer;
+                IUnknown* const found = entry.pfnCast(pThis);
+                found->AddRef();
+                *ppvObject = found;
                 return S_OK;
             }
         }
@@ -53,7 +52,7 @@ class CComObjectRootBase {
     LONG m_dwRef = 0;
 };
 
-/// The object root with counting for `ThreadModel`.
+/// The object root with the reference counting of `ThreadModel`.
 template <class ThreadModel> class CComObjectRootEx : public CComObjectRootBase {
   public:
     using _ThreadModel = ThreadModel;
@@ -63,7 +62,7 @@ template <class ThreadModel> class CComObjectRootEx : public CComObjectRootBase 
 };
 
 // clang-format off
-/// The interfaces of class x, in the order in which they are looked up; the first also answers for IUnknown.
+/// The interfaces of class x, in the order of lookup. The first one is also its IUnknown.
 #define BEGIN_COM_MAP(x)                                                                                               \
   public:                                                                                                              \
     using _ComMapClass = x;                                                                                            \
@@ -85,7 +84,7 @@ template <class ThreadModel> class CComObjectRootEx : public CComObjectRootBase 
 // clang-format on
 
 // ---------------------------------------------------------------------------------------------------------------------
-// Object wrappers: each completes a class with IUnknown for one way of living
+// Object wrappers: each adds IUnknown to a class, for one kind of lifetime
 
 /// Keeps the module loaded. A wrapper's first base, so that the lock is released after everything else is destroyed.
 struct ModuleLock {
@@ -195,8 +194,8 @@ class CComAggObject final : private ModuleLock,
 // ---------------------------------------------------------------------------------------------------------------------
 // Creation
 
-/// Makes a T, complete but without a reference, which belongs to the caller; null on failure, with the reason in `hr`.
-/// Constructors must not throw: what can fail belongs into final construction.
+/// Creates a T with a reference count of 0, which the caller owns. On failure returns null and sets `hr`. Constructors
+/// must not throw; what can fail belongs in FinalConstruct.
 template <class T> T* ConstructObject(void* pv, HRESULT& hr) noexcept {
     T* const object = new (std::nothrow) T(pv);
     if (object == nullptr) {
@@ -204,7 +203,7 @@ template <class T> T* ConstructObject(void* pv, HRESULT& hr) noexcept {
         return nullptr;
     }
     object->SetVoid(pv);
-    object->InternalAddRef(); // final construction may hand the object around
+    object->InternalAddRef(); // FinalConstruct may add and release references
     hr = object->FinalConstruct();
     object->InternalRelease();
     if (SUCCEEDED(hr)) {
@@ -223,7 +222,7 @@ template <class Base> HRESULT WINAPI CComObject<Base>::CreateInstance(CComObject
     return hr;
 }
 
-/// Creates a T and answers its interface `riid`.
+/// Creates a T and returns its interface `riid`.
 template <class T> struct CComCreator {
     static HRESULT WINAPI CreateInstance(void* pv, REFIID riid, void** ppv) noexcept {
         if (ppv == nullptr) {
@@ -250,7 +249,7 @@ template <class T1, class T2> struct CComCreator2 {
     }
 };
 
-/// The class factory of every class. What it creates is decided by the instance creator that SetVoid hands it.
+/// The class factory of every class. SetVoid receives the function that creates the objects.
 class CComClassFactory : public IClassFactory, public CComObjectRootEx<CComMultiThreadModel> {
   public:
     BEGIN_COM_MAP(CComClassFactory)
@@ -259,7 +258,8 @@ class CComClassFactory : public IClassFactory, public CComObjectRootEx<CComMulti
 
     void SetVoid(void* pv) noexcept { m_pfnCreateInstance = reinterpret_cast<_ATL_CREATORFUNC*>(pv); }
 
-    /// CLASS_E_NOAGGREGATION: an outer object must ask for IUnknown, the only interface it can control.
+    /// CLASS_E_NOAGGREGATION if there is an outer object and `riid` is not IUnknown, as the rules of aggregation
+    /// demand.
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* pUnkOuter, REFIID riid, void** ppvObj) override;
     HRESULT STDMETHODCALLTYPE LockServer(BOOL fLock) override;
 
@@ -275,11 +275,11 @@ class CComClassFactory : public IClassFactory, public CComObjectRootEx<CComMulti
         return _Module.UpdateRegistryFromResource(x, bRegister);                                                       \
     }
 
-/// Leaves an error record for the calling thread and returns `hRes` (DISP_E_EXCEPTION for 0). The record's source is
-/// the program identifier registered for `clsid`, or empty.
+/// Sets the calling thread's error record and returns `hRes`, or DISP_E_EXCEPTION if that is 0. The record's source is
+/// the ProgID registered for `clsid`, or empty.
 HRESULT WINAPI AtlReportError(REFCLSID clsid, LPCOLESTR lpszDesc, REFIID iid, HRESULT hRes) noexcept;
 
-/// What makes a class creatable from outside: its identifier, factory, aggregation and error reporting.
+/// Makes a class creatable: class factory, aggregation and error reporting.
 template <class T, const CLSID* pclsid> class CComCoClass {
   public:
     DECLARE_CLASSFACTORY()
@@ -293,7 +293,7 @@ template <class T, const CLSID* pclsid> class CComCoClass {
     }
 };
 
-/// ISupportErrorInfo of an object with the one interface *piid.
+/// ISupportErrorInfo of an object with the interface *piid.
 template <const IID* piid> class ISupportErrorInfoImpl : public ISupportErrorInfo {
   public:
     HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID riid) override {
@@ -304,13 +304,13 @@ template <const IID* piid> class ISupportErrorInfoImpl : public ISupportErrorInf
 // ---------------------------------------------------------------------------------------------------------------------
 // Dual dispatch
 
-/// The type information of one interface: loaded when first used, kept until the module terminates.
+/// The type information of an interface, loaded at first use and cached until the module terminates.
 class CComTypeInfoHolder {
   public:
     constexpr CComTypeInfoHolder(const GUID* pguid, const GUID* plibid, WORD wMajor, WORD wMinor) noexcept
         : m_pguid(pguid), m_plibid(plibid), m_wMajor(wMajor), m_wMinor(wMinor) {}
 
-    /// Answers the type information with a reference for the caller.
+    /// Returns the type information with a reference for the caller.
     HRESULT GetTypeInfo(UINT itinfo, LCID lcid, ITypeInfo** pptinfo) noexcept;
 
   private:
@@ -324,7 +324,7 @@ class CComTypeInfoHolder {
     ITypeInfo* m_pInfo = nullptr; ///< guarded by the module's lock
 };
 
-/// IDispatch of the dual interface T: the part that answers from the type library. The rest is left to the class.
+/// GetTypeInfo and GetTypeInfoCount of the dual interface T. The derived class has GetIDsOfNames and Invoke.
 template <class T, const IID* piid, const GUID* plibid, WORD wMajor, WORD wMinor> class IDispatchImpl : public T {
   public:
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* pctinfo) override {
@@ -345,7 +345,7 @@ template <class T, const IID* piid, const GUID* plibid, WORD wMajor, WORD wMinor
 // ---------------------------------------------------------------------------------------------------------------------
 // Enumerators
 
-/// How an enumerator copies elements of type T out to the caller, and takes a copy back.
+/// How an enumerator copies elements of type T to the caller.
 template <class T> class _Copy;
 
 template <> class _Copy<VARIANT> {
@@ -358,10 +358,11 @@ template <> class _Copy<VARIANT> {
     static void destroy(VARIANT* p) noexcept { VariantClear(p); }
 };
 
-/// The enumerator Base (identifier *piid, elements T) over the live container of another object, which it keeps alive.
+/// The enumerator Base (IID *piid, elements of type T) over the live container of another object, which it keeps alive.
+/// `Copy` copies an element of the container to a T.
 ///
-/// The position is an index, checked against the container before every step: whatever happens to the container
-/// meanwhile, the enumerator goes on with what is there, or is at the end. `Copy` turns a container's element into a T.
+/// The position is an index, compared with the container's size at every step. So if the container changes, the
+/// enumerator continues with what is there or ends.
 template <class Base, const IID* piid, class T, class Copy, class CollType, class ThreadModel>
 class CComEnumOnSTL : public Base, public CComObjectRootEx<ThreadModel> {
   public:
@@ -369,7 +370,7 @@ class CComEnumOnSTL : public Base, public CComObjectRootEx<ThreadModel> {
         COM_INTERFACE_ENTRY_IID(*piid, Base)
     END_COM_MAP()
 
-    /// Starts at the first element of `collection`, which lives as long as `pUnkForRelease` has references.
+    /// Starts at the first element of `collection`, which must live as long as `pUnkForRelease` has references.
     HRESULT Init(IUnknown* pUnkForRelease, CollType& collection) noexcept {
         m_spUnk = pUnkForRelease;
         m_pcollection = &collection;
@@ -377,8 +378,8 @@ class CComEnumOnSTL : public Base, public CComObjectRootEx<ThreadModel> {
         return S_OK;
     }
 
-    /// Copies up to `celt` elements to the caller, who owns them; `rgelt` may be at an odd address. S_FALSE: fewer were
-    /// left. If a copy fails, the caller gets none and the position is at the element that failed.
+    /// Copies up to `celt` elements to the caller, who owns them. `rgelt` may be misaligned. S_FALSE if there are
+    /// fewer. If a copy fails, clears the others and stays at the element that failed.
     HRESULT STDMETHODCALLTYPE Next(ULONG celt, T* rgelt, ULONG* pceltFetched) override {
         if (rgelt == nullptr || (celt > 1 && pceltFetched == nullptr)) {
             return E_POINTER;
@@ -412,7 +413,7 @@ class CComEnumOnSTL : public Base, public CComObjectRootEx<ThreadModel> {
         return fetched == celt ? S_OK : S_FALSE;
     }
 
-    /// Steps over `celt` elements, or to the end with S_FALSE.
+    /// Skips `celt` elements. S_FALSE if there are fewer.
     HRESULT STDMETHODCALLTYPE Skip(ULONG celt) override {
         if (m_pcollection == nullptr) {
             return E_FAIL;
@@ -435,7 +436,7 @@ class CComEnumOnSTL : public Base, public CComObjectRootEx<ThreadModel> {
         return S_OK;
     }
 
-    /// A second enumerator over the same container at the same position; its reference belongs to the caller.
+    /// Creates an enumerator over the same container at the same position.
     HRESULT STDMETHODCALLTYPE Clone(Base** ppEnum) override {
         if (ppEnum == nullptr) {
             return E_POINTER;

@@ -10,14 +10,14 @@
 
 namespace {
 
-// What this file allocates, it allocates without exceptions: they would need memory themselves.
+// This file allocates without exceptions, since its functions return HRESULTs.
 using WideBuffer = std::unique_ptr<wchar_t[]>;
 
 WideBuffer NewBuffer(std::size_t capacity) noexcept {
     return WideBuffer(new (std::nothrow) wchar_t[capacity]);
 }
 
-/// The full path of a module's file, however long.
+/// The full path of a module's file, of any length.
 HRESULT ModulePath(HINSTANCE module, WideBuffer& path) noexcept {
     for (DWORD capacity = MAX_PATH;; capacity *= 2) {
         path = NewBuffer(capacity);
@@ -34,7 +34,7 @@ HRESULT ModulePath(HINSTANCE module, WideBuffer& path) noexcept {
     }
 }
 
-/// `text` as it has to stand between the quotes of a registry script: with every apostrophe doubled. Null: no memory.
+/// `text` for a quoted string in a registry script: with every apostrophe doubled. Null if out of memory.
 WideBuffer EscapeForScript(const wchar_t* text) noexcept {
     WideBuffer quoted = NewBuffer(2 * std::wcslen(text) + 1);
     if (quoted != nullptr) {
@@ -50,10 +50,10 @@ WideBuffer EscapeForScript(const wchar_t* text) noexcept {
     return quoted;
 }
 
-/// Registers a type library and the folder of its file, `path`, as its help folder. If there is no help folder in the
-/// call, the platform keeps that of an earlier registration, which may have been from elsewhere.
+/// Registers a type library, with the folder of its file as help folder. Without one, RegisterTypeLib would keep the
+/// help folder of an earlier registration, perhaps from elsewhere.
 HRESULT RegisterTypeLibOfFile(ITypeLib* library, BSTR path) noexcept {
-    const auto folderLength = static_cast<UINT>(std::wcsrchr(path, L'\\') - path); // the path is a full one
+    const auto folderLength = static_cast<UINT>(std::wcsrchr(path, L'\\') - path); // a full path
     CComBSTR folder;
     folder.m_str = SysAllocStringLen(path, folderLength);
     return folder != nullptr ? RegisterTypeLib(library, path, folder) : E_OUTOFMEMORY;
@@ -66,7 +66,7 @@ HRESULT RegisterModuleTypeLib(HINSTANCE module) noexcept {
     return FAILED(hr) ? hr : RegisterTypeLibOfFile(library, path);
 }
 
-/// Whether HKEY_CLASSES_ROOT has the key parent\{guid}child. A key that cannot be opened exists.
+/// Whether HKEY_CLASSES_ROOT has the key parent\{guid}child. A key that cannot be opened counts as existing.
 bool KeyExists(const wchar_t* parent, REFGUID guid, const wchar_t* child) noexcept {
     std::array<wchar_t, 39> guidText = {};
     StringFromGUID2(guid, guidText.data(), static_cast<int>(guidText.size()));
@@ -119,7 +119,7 @@ HRESULT UnregisterModuleTypeLib(HINSTANCE module, REFGUID libid) noexcept {
         return S_OK; // nothing to remove
     }
     // UnRegisterTypeLib loads the registered file to find out what to remove. Register this one first: the entries may
-    // be incomplete, or name a file that has been moved or belongs to somebody else.
+    // be incomplete, or name a file that was moved or is another library.
     hr = RegisterTypeLibOfFile(library, path);
     return FAILED(hr) ? hr
                       : UnRegisterTypeLib(libid, attributes.wMajorVerNum, attributes.wMinorVerNum, attributes.lcid,
@@ -193,7 +193,7 @@ HRESULT CComModule::UpdateClasses(BOOL bRegister) noexcept {
     for (const _ATL_OBJMAP_ENTRY* entry = m_pObjMap; entry->pclsid != nullptr; ++entry) {
         assert(entry->pfnGetCategoryMap() == nullptr); // categories are not supported here
         if (entry->pfnGetObjectDescription() != nullptr) {
-            continue; // such a class is registered by other means
+            continue; // registered by other means
         }
         const HRESULT hr = entry->pfnUpdateRegistry(bRegister);
         if (FAILED(hr)) {

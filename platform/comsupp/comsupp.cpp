@@ -1,5 +1,5 @@
-// The conversions between ANSI text and BSTRs that the toolchain's <comutil.h> declares and that none of its libraries
-// defines. Both raise _com_error: E_OUTOFMEMORY, or what the system says about text that it cannot convert.
+// Conversions between ANSI text and BSTRs, which the toolchain's <comutil.h> declares and none of its libraries
+// defines. Both raise _com_error: E_OUTOFMEMORY, or the system's error for text that it cannot convert.
 
 #include <comdef.h>
 
@@ -11,12 +11,12 @@
 
 namespace {
 
-/// Every ANSI code page has ASCII as its first half, so that ASCII text needs no conversion.
+/// ASCII is a subset of every ANSI code page and needs no conversion.
 template <class Character> bool IsAscii(const Character* text, std::size_t length) noexcept {
     return std::all_of(text, text + length, [](Character c) { return c >= 0 && c < 0x80; });
 }
 
-/// Passes on the size that a conversion function returned unless it failed.
+/// Checks the size that a conversion function returned.
 int ThrowIfZero(int size) {
     if (size == 0) {
         _com_issue_error(HRESULT_FROM_WIN32(GetLastError()));
@@ -32,7 +32,7 @@ BSTR NewBstr(std::size_t length) {
     return text;
 }
 
-/// Narrow text of `length` characters and a NUL, to be freed with delete[].
+/// A buffer for `length` characters, with a NUL after them; to be freed with delete[].
 char* NewNarrow(std::size_t length) {
     char* const text = new (std::nothrow) char[length + 1];
     if (text == nullptr) {
@@ -47,7 +47,7 @@ char* NewNarrow(std::size_t length) {
 
 namespace _com_util {
 
-/// A BSTR with the text of `pSrc`, which the caller frees; null for null.
+/// Converts `pSrc` to a BSTR, which the caller frees; null to null.
 BSTR WINAPI ConvertStringToBSTR(const char* pSrc) {
     if (pSrc == nullptr) {
         return nullptr;
@@ -68,7 +68,7 @@ BSTR WINAPI ConvertStringToBSTR(const char* pSrc) {
     return text;
 }
 
-/// The whole text of `pSrc`, NULs included, and a NUL behind it; the caller frees it with delete[]. Null for null.
+/// Converts `pSrc`, NULs included, to ANSI text, which the caller frees with delete[]; null to null.
 char* WINAPI ConvertBSTRToString(BSTR pSrc) {
     if (pSrc == nullptr) {
         return nullptr;
