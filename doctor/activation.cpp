@@ -15,7 +15,7 @@ namespace doctor {
 
 namespace {
 
-/// Reads a member of a new object, late-bound. S_FALSE if it succeeds with another value than 0.
+/// Reads a member of a new object, late-bound. S_FALSE if the value is not 0.
 HRESULT CallMember(IDispatch& object, const wchar_t* member) {
     std::wstring name = member;
     OLECHAR* names = name.data();
@@ -37,8 +37,8 @@ HRESULT CallMember(IDispatch& object, const wchar_t* member) {
     return isZero ? S_OK : S_FALSE;
 }
 
-/// What is at the path of the type library. The system takes a path that leads to no file for the name of an object
-/// that it could create, so nothing but our own file is loaded.
+/// What is at the path of the type library. LoadTypeLibEx takes the path of a missing file for a moniker, so only our
+/// own file is loaded.
 LibraryFile KindOfLibraryFile(const std::wstring& path) {
     if (!IsFullPath(path)) {
         return LibraryFile::foreign;
@@ -53,7 +53,7 @@ LibraryFile KindOfLibraryFile(const std::wstring& path) {
     return file.isNuvolex ? LibraryFile::ours : LibraryFile::foreign;
 }
 
-/// The file that has the code of an object's first method.
+/// The file with the code of an object's first method.
 std::wstring FileOfCode(IUnknown* object) {
     const void* const* const vtable = *reinterpret_cast<const void* const* const*>(object);
     HMODULE module = nullptr;

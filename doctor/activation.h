@@ -1,11 +1,11 @@
-/// What COM does with the registration: it runs the registered code.
+/// Use of the registration through COM, which runs the registered code.
 #pragma once
 
 #include "doctor/facts.h"
 
 namespace doctor {
 
-/// Keeps COM ready on this thread, as a single-threaded apartment: objects of the library are then called directly.
+/// Initialises COM on this thread as a single-threaded apartment, so that objects are called directly.
 class ComApartment {
   public:
     ComApartment();
@@ -14,14 +14,14 @@ class ComApartment {
     ~ComApartment();
 };
 
-/// Loads a library as COM does, runs its start-up code and releases it. Returns the system's error code.
+/// Loads and frees a DLL as COM does, which runs its entry point. Returns the system's error code.
 [[nodiscard]] DWORD TryToLoad(const std::wstring& path);
 
-/// Looks up the type library by its identifier, and loads it if its file is ours.
+/// Looks up the type library by its LIBID, and loads it if the file is ours.
 [[nodiscard]] TypeLibraryFacts LoadTypeLibrary();
 
-/// Looks up the name of the class, as a script does, creates an object of the class and calls one member. If the name
-/// leads to another class, nothing is created.
+/// Looks up the class by name, as a script does, creates an object and calls a member. If the name leads to another
+/// class, nothing is created.
 [[nodiscard]] ClassFacts CreateAndCall(const ClassRow& row);
 
 /// Whether COM ignores the user's classes in this process: its integrity level is higher than medium.

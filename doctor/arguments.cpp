@@ -33,7 +33,7 @@ UsageError Unknown(const std::wstring& argument) {
     return {L"Unknown argument: " + argument};
 }
 
-/// "C:\folder\" on the command line ends with a quote here: the backslash escapes it.
+/// The last backslash of "C:\folder\" on the command line escapes the quote, which becomes part of the argument.
 std::wstring WithoutQuoteAtEnd(std::wstring path) {
     if (path.ends_with(L'"')) {
         path.pop_back();
@@ -41,7 +41,7 @@ std::wstring WithoutQuoteAtEnd(std::wstring path) {
     return path;
 }
 
-/// Reads what follows `register` and `unregister`.
+/// Parses what follows `register` or `unregister`.
 std::variant<Command, UsageError> ParseRegistration(Action action, const std::vector<std::wstring>& arguments) {
     Command command;
     command.action = action;

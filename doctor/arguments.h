@@ -15,14 +15,14 @@ struct Command {
     Action action = Action::diagnose;
     bool json = false;            ///< for diagnose
     Scope scope = Scope::machine; ///< for registerLibrary and unregisterLibrary
-    std::wstring path = {};       ///< for registerLibrary; empty for nuvolex.dll beside the program
+    std::wstring path = {};       ///< for registerLibrary; if empty, nuvolex.dll beside the program
 };
 
 struct UsageError {
     std::wstring message;
 };
 
-/// `arguments` are those after the program's name.
+/// Parses the arguments, without the program's name.
 [[nodiscard]] std::variant<Command, UsageError> ParseArguments(const std::vector<std::wstring>& arguments);
 
 extern const wchar_t* const helpText;

@@ -1,4 +1,4 @@
-/// The seven classes of nuvolex.dll, as far as their registration and a first call go.
+/// The seven classes of nuvolex.dll: what their registration has, and a member to call.
 #pragma once
 
 #include <array>
@@ -17,7 +17,7 @@ struct ClassRow {
     const wchar_t* description;
     const wchar_t* threadingModel;
     bool sparse;           ///< registered without CurVer, Programmable and TypeLib
-    const wchar_t* member; ///< takes no arguments, and returns 0 in a new object
+    const wchar_t* member; ///< takes no arguments and returns 0 in a new object
 
     [[nodiscard]] std::wstring ProgId() const { return std::wstring(L"Nuvolex.") + name; }
 };

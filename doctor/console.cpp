@@ -20,9 +20,9 @@ std::wstring WithCrLf(std::wstring_view text) {
 }
 
 bool WriteToConsole(HANDLE console, std::wstring_view text) {
-    constexpr std::size_t most = 8192; // consoles refuse large blocks
+    constexpr std::size_t maxBlock = 8192; // consoles refuse large blocks
     while (!text.empty()) {
-        const std::wstring_view block = text.substr(0, most);
+        const std::wstring_view block = text.substr(0, maxBlock);
         DWORD count = 0;
         if (WriteConsoleW(console, block.data(), static_cast<DWORD>(block.size()), &count, nullptr) == FALSE ||
             count == 0) {

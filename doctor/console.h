@@ -1,4 +1,4 @@
-/// Output of text that may have any letter in it.
+/// Output of Unicode text.
 #pragma once
 
 #include <string_view>
@@ -7,7 +7,7 @@
 
 namespace doctor {
 
-/// Writes to a console as it is, and to a file or pipe as UTF-8; LF becomes CR LF. Returns whether all was written.
+/// Writes UTF-16 to a console, UTF-8 to a file or pipe. LF becomes CR LF. Returns whether everything was written.
 bool Write(HANDLE output, std::wstring_view text);
 
 } // namespace doctor

@@ -20,7 +20,7 @@ void AddFiles(const ScopeFacts& scope, Facts& facts) {
     }
 }
 
-/// Whether the file of a class is surely this library, or the scope has no entry for it.
+/// Whether the registered file of a class is this library, or the scope has no entry for it.
 bool IsOursOrNone(const Facts& facts, Scope scope, std::size_t classIndex) {
     if (const std::optional<std::wstring>& path = facts.Of(scope).servers[classIndex]; path.has_value()) {
         const FileFacts* const file = facts.File(*path);
@@ -33,8 +33,8 @@ bool IsOursOrNone(const Facts& facts, Scope scope, std::size_t classIndex) {
     });
 }
 
-/// Whether a class may be created without running code of another library. COM's choice between the user's and the
-/// machine's entries is not foreseen here: both have to be ours.
+/// Whether a class may be created without running code of another library. Both the user's and the machine's entries
+/// must be ours, whichever COM uses.
 Trial MayTry(const Facts& facts, std::size_t classIndex) {
     for (const Scope scope : scopes) {
         if (facts.Of(scope).treatAs[classIndex]) {
@@ -47,7 +47,7 @@ Trial MayTry(const Facts& facts, std::size_t classIndex) {
     return Trial::done;
 }
 
-/// The loader may spell a path in another way than the registry, for example without short names.
+/// The loader may spell a path differently from the registry, for example without short names.
 void UseRegisteredSpelling(const std::vector<FileFacts>& files, std::wstring& path) {
     for (const FileFacts& file : files) {
         if (!path.empty() && IsSameFile(file.path, path)) {

@@ -7,7 +7,7 @@ namespace doctor {
 
 namespace {
 
-// The system's marshaler for interfaces that a type library describes.
+// The system's marshaler for interfaces described by a type library.
 constexpr const wchar_t* libraryMarshaler = L"{00020424-0000-0000-C000-000000000046}";
 
 std::wstring LibraryKey() {
@@ -44,7 +44,7 @@ void AddClass(const ClassRow& row, const std::wstring& path, std::vector<Entry>&
     }
 }
 
-/// The entries of an interface, below the key of a view: "" or view32. 64-bit programs need only those of their own.
+/// The entries of an interface in a view: "" or view32. Only those of the 64-bit view are required.
 void AddInterface(const ClassRow& row, const std::wstring& view, std::vector<Entry>& entries) {
     const std::wstring key = view + InterfaceKey(*row.iid);
     const bool required = view.empty();

@@ -1,5 +1,5 @@
-/// The registry entries of a registration, in one table: `register` writes them, `unregister` removes them, and the
-/// diagnosis compares the registry with them. Keys are relative to Software\Classes of the user or the machine.
+/// The table of registry entries. `register` writes them, `unregister` removes them, the diagnosis compares the
+/// registry with them. Keys are relative to Software\Classes of the user or the machine.
 #pragma once
 
 #include <array>
@@ -12,7 +12,7 @@
 
 namespace doctor {
 
-/// Whose classes: those of the current user (HKEY_CURRENT_USER), or those of the machine (HKEY_LOCAL_MACHINE).
+/// The registration of the current user (HKEY_CURRENT_USER) or of the machine (HKEY_LOCAL_MACHINE).
 enum class Scope { user, machine };
 
 inline constexpr std::array<Scope, 2> scopes = {Scope::user, Scope::machine};
@@ -22,11 +22,11 @@ inline constexpr std::array<Scope, 2> scopes = {Scope::user, Scope::machine};
 
 inline constexpr const wchar_t* classesKey = L"Software\\Classes";
 
-/// What a value says, and so how the diagnosis checks it.
+/// What a value is, and so how the diagnosis checks it.
 enum class EntryKind {
-    text,        ///< always the same text, regardless of case
+    text,        ///< a fixed text, compared without case
     key,         ///< no value: the key itself is the entry
-    serverPath,  ///< the file of a class; one for each class, in the order of classRows
+    serverPath,  ///< the file of a class, in the order of classRows
     libraryPath, ///< the file of the type library
     detail,      ///< depends on the file or the system; not checked
 };
@@ -36,23 +36,23 @@ struct Entry {
     std::wstring name; ///< of the value; empty for the default value
     std::wstring value;
     EntryKind kind = EntryKind::text;
-    /// Whether the classes need it. What some systems write and others do not is not required.
+    /// Whether the classes need it. What only some systems write is not required.
     bool required = true;
 };
 
 /// All entries of the file at `path`. `libraryFlags` are those of its type library (TLIBATTR::wLibFlags).
 [[nodiscard]] std::vector<Entry> EntriesOf(const std::wstring& path, WORD libraryFlags);
 
-/// The keys that belong to the registration alone and are removed with all that is below them.
+/// The keys that belong only to this registration. They are removed with everything below them.
 [[nodiscard]] std::vector<std::wstring> OwnedKeys();
 
 /// The key of a class: "CLSID\{...}".
 [[nodiscard]] std::wstring ClassKey(REFCLSID clsid);
 
-/// The value of a class, and the key below "AppID", with which 32-bit programs reach it.
+/// The AppID with which 32-bit programs use the classes: a value of each class, and a key below "AppID".
 inline constexpr const wchar_t* surrogateAppId = NUVOLEX_SURROGATE_APPID;
 
-/// "Wow6432Node\": below it are the entries that 32-bit programs see.
+/// "Wow6432Node\", the key of the entries that 32-bit programs see.
 inline constexpr const wchar_t* view32 = L"Wow6432Node\\";
 
 } // namespace doctor

@@ -8,9 +8,9 @@
 namespace doctor {
 
 bool EntryFact::IsChanged() const noexcept {
-    const bool unreadable = status != ERROR_SUCCESS && !IsMissing() && !IsDenied(); // a value of another type
+    const bool unreadable = status != ERROR_SUCCESS && !IsMissing() && !IsDenied(); // a value of the wrong type
     if (entry.kind == EntryKind::serverPath && status == ERROR_SUCCESS) {
-        return !IsFullPath(value); // COM would search for it
+        return !IsFullPath(value); // the loader would search for it
     }
     return unreadable || (entry.kind == EntryKind::text && status == ERROR_SUCCESS && !EqualNoCase(value, entry.value));
 }

@@ -23,7 +23,7 @@ constexpr std::array<MachineRow, 3> machineRows = {{
     {0xAA64, 64, L"ARM64"}, // IMAGE_FILE_MACHINE_ARM64
 }};
 
-/// Reads a structure at an offset of a file; none if the file ends before.
+/// Reads a structure at an offset of a file; none if the file is too short.
 template <class Structure> std::optional<Structure> ReadAt(HANDLE file, LONGLONG offset) {
     LARGE_INTEGER position = {};
     position.QuadPart = offset;
@@ -56,7 +56,7 @@ void ReadMachine(HANDLE file, FileFacts& facts) {
     }
 }
 
-/// Part of a version resource; null if it has no such part.
+/// Returns part of a version resource; null if there is none.
 template <class Part> const Part* QueryVersion(const std::vector<BYTE>& resource, const std::wstring& name) {
     void* part = nullptr;
     UINT size = 0;
@@ -64,7 +64,7 @@ template <class Part> const Part* QueryVersion(const std::vector<BYTE>& resource
     return found ? static_cast<const Part*>(part) : nullptr;
 }
 
-/// A string of the version resource, in the language that the resource names first.
+/// A string of the version resource, in its first language.
 std::wstring VersionString(const std::vector<BYTE>& resource, const wchar_t* name) {
     struct Translation {
         WORD language;
@@ -100,14 +100,14 @@ void ReadVersion(FileFacts& facts) {
     facts.isNuvolex = EqualNoCase(VersionString(resource, L"OriginalFilename"), L"nuvolex.dll");
 }
 
-/// Opens an existing file; null if that fails, with the reason as the thread's last error.
+/// Opens an existing file; on failure returns null, with the reason in GetLastError().
 HandleOwner OpenFile(const std::wstring& path, DWORD access) {
     constexpr DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     HANDLE const opened = CreateFileW(path.c_str(), access, shareAll, nullptr, OPEN_EXISTING, 0, nullptr);
     return HandleOwner(opened != INVALID_HANDLE_VALUE ? opened : nullptr);
 }
 
-/// What identifies a file as long as it is open.
+/// Identifies an open file.
 std::optional<std::array<DWORD, 3>> IdentityOf(HANDLE file) {
     BY_HANDLE_FILE_INFORMATION info = {};
     if (file == nullptr || GetFileInformationByHandle(file, &info) == FALSE) {

@@ -1,4 +1,4 @@
-/// Program files: their machine and their version resource.
+/// Program files: machine and version resource.
 #pragma once
 
 #include <string>
@@ -8,17 +8,17 @@
 
 namespace doctor {
 
-/// Whether a path leads everybody to the same file: it has a drive or a share, and an extension. The loader searches
-/// for other paths in several folders, and appends an extension to those without one.
+/// Whether a path has a drive or a share, and an extension. For other paths the loader searches several folders, and it
+/// appends an extension to those without one.
 [[nodiscard]] bool IsFullPath(std::wstring_view path) noexcept;
 
-/// Reads the headers and the version resource of a file. Runs none of its code.
+/// Reads the headers and the version resource of a file, without running its code.
 [[nodiscard]] FileFacts ReadFile(const std::wstring& path);
 
-/// Whether two paths lead to the same file. False if one of them cannot be opened.
+/// Whether two paths lead to the same file. False if one cannot be opened.
 [[nodiscard]] bool IsSameFile(const std::wstring& left, const std::wstring& right);
 
-/// The full path of a module of this process; null for the program itself.
+/// The full path of a module of this process, or of the program if `module` is null.
 [[nodiscard]] std::wstring PathOfModule(HMODULE module);
 
 } // namespace doctor

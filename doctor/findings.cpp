@@ -11,7 +11,7 @@ namespace doctor {
 
 namespace {
 
-/// Collects the findings. The order of the calls in Judge matters: what a fault explains is not reported again.
+/// Collects the findings. The order of the calls in Judge matters: consequences of a fault are not reported.
 class Judgement {
   public:
     explicit Judgement(const Facts& facts) : m_facts(facts) {}
@@ -55,7 +55,7 @@ class Judgement {
     std::vector<Failure> m_failures;
     std::array<bool, scopes.size()> m_filesBroken = {};
     std::array<bool, scopes.size()> m_entriesBroken = {};
-    bool m_unseen = false; ///< the user's entries, in this elevated process
+    bool m_unseen = false; ///< the user's entries are ignored in this elevated process
 };
 
 bool IsFault(const EntryFact& fact) noexcept {
@@ -176,7 +176,7 @@ void Judgement::JudgeFiles(Scope scope) {
     }
 }
 
-/// Why the type library is not loaded.
+/// Why the type library does not load.
 std::wstring ReasonOf(const TypeLibraryFacts& library) {
     switch (library.file) {
     case LibraryFile::missing:
@@ -218,7 +218,7 @@ void Judgement::AddFailure(FindingId id, const std::wstring& detail, std::option
     failure.classes.push_back(classRows[classIndex].ProgId());
 }
 
-/// A file that is not ours has been reported already.
+/// A file that is not ours was reported before.
 void Judgement::JudgeUntried(std::size_t classIndex) {
     const Trial trial = m_facts.classes[classIndex].trial;
     if (trial == Trial::redirected) {

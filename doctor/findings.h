@@ -1,4 +1,4 @@
-/// Judges facts: what is wrong, why, and what to do. Pure functions; they ask nothing of the system.
+/// Finds out from the facts what is wrong, why, and what to do. Pure functions.
 #pragma once
 
 #include <optional>
@@ -11,7 +11,7 @@ namespace doctor {
 
 enum class Severity { error, note };
 
-/// The identifiers are part of the JSON output and never change; docs/doctor.md lists them.
+/// The names of the identifiers are part of the JSON output and never change. docs/doctor.md lists them.
 enum class FindingId {
     notRegistered,
     registeredFor32BitOnly,
@@ -42,13 +42,13 @@ struct Finding {
     FindingId id;
     std::string name; ///< of the identifier: "file-missing"
     Severity severity;
-    std::optional<Scope> scope; ///< whose entries it is about; none for all
-    std::wstring subject;       ///< the file, key or classes that it is about; may be empty
-    std::wstring text;          ///< what is wrong, in whole sentences
+    std::optional<Scope> scope; ///< of the entries; none for both
+    std::wstring subject;       ///< the file, key or classes; may be empty
+    std::wstring text;          ///< what is wrong
     std::wstring cure;          ///< what to do
 };
 
-/// Errors first, each group in the order of the identifiers. What follows from an error is not reported again.
+/// Errors first, then in the order of the identifiers. Consequences of an error are not reported.
 [[nodiscard]] std::vector<Finding> Judge(const Facts& facts);
 
 /// Whether any finding is an error.

@@ -105,7 +105,7 @@ constexpr std::array<FindingRow, 23> findingRows = {{
 }};
 // clang-format on
 
-/// The text for a name in braces.
+/// The text for a placeholder.
 std::wstring ValueOf(std::wstring_view name, const FindingDetails& details) {
     if (name == L"scope") {
         return details.scope.has_value() ? NameOf(*details.scope) : L"";
@@ -116,7 +116,7 @@ std::wstring ValueOf(std::wstring_view name, const FindingDetails& details) {
     return name == L"subject" ? details.subject : details.detail;
 }
 
-/// The pattern with its names replaced. Braces in what replaces them, in a path for example, stay as they are.
+/// Replaces the placeholders. Braces in the replacements, for example in a path, are kept.
 std::wstring Fill(std::wstring_view pattern, const FindingDetails& details) {
     std::wstring text;
     for (std::size_t from = 0; from < pattern.size();) {

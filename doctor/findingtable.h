@@ -1,4 +1,4 @@
-/// The texts of all findings.
+/// The table of findings, with their messages.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace doctor {
 
-/// What a finding is about. The texts of the table name its parts in braces.
+/// What a finding is about. The messages have its parts as placeholders.
 struct FindingDetails {
     std::optional<Scope> scope; ///< {scope}: "this user"; {option}: " --user", or nothing for the machine
     std::wstring subject;       ///< {subject}

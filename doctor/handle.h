@@ -1,4 +1,4 @@
-/// Ownership of Windows' handles.
+/// Ownership of Windows handles.
 #pragma once
 
 #include <memory>
@@ -11,7 +11,7 @@ namespace doctor {
 struct HandleCloser {
     void operator()(HANDLE handle) const noexcept { CloseHandle(handle); }
 };
-/// Closes a handle of which null means that there is none.
+/// Owns a handle that is null if there is none.
 using HandleOwner = std::unique_ptr<std::remove_pointer_t<HANDLE>, HandleCloser>;
 
 } // namespace doctor

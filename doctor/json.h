@@ -7,7 +7,7 @@
 
 namespace doctor {
 
-/// Builds a JSON value, indented by two blanks a level. Calls must be balanced:
+/// Builds a JSON value, indented by two blanks per level. Calls must be balanced:
 ///
 ///     JsonWriter json;
 ///     json.BeginObject();

@@ -10,7 +10,7 @@ void Member(JsonWriter& json, const wchar_t* name, const std::wstring& text) {
     json.Name(name).String(text);
 }
 
-/// A text that may not be known: null if it is empty.
+/// A string, or null if it is empty.
 void OptionalMember(JsonWriter& json, const wchar_t* name, const std::wstring& text) {
     json.Name(name);
     if (text.empty()) {
@@ -28,7 +28,7 @@ void ScopeMember(JsonWriter& json, const wchar_t* name, std::optional<Scope> sco
     OptionalMember(json, name, scope.has_value() ? IdOf(*scope) : L"");
 }
 
-/// Without any registration nothing is said to be missing.
+/// The names of entries; none without a registration.
 template <class Condition>
 void EntryNames(JsonWriter& json, const wchar_t* name, const ScopeFacts& scope, Condition condition) {
     json.Name(name).BeginArray();

@@ -21,7 +21,7 @@
 
 namespace {
 
-using namespace doctor; // NOLINT(google-build-using-namespace): this program is made of it
+using namespace doctor; // NOLINT(google-build-using-namespace): the whole program is in it
 
 enum ExitCode { exitOk = 0, exitFault = 1, exitUsage = 2 };
 
@@ -46,7 +46,7 @@ std::wstring PathBesideProgram() {
     return program.substr(0, program.find_last_of(L'\\') + 1) + L"nuvolex.dll";
 }
 
-/// Registers, and then diagnoses what programs find now: entries of the other scope may still be in the way.
+/// Registers and diagnoses: entries of the other scope may still take precedence.
 int Register(const Command& command) {
     const std::wstring path = command.path.empty() ? PathBesideProgram() : command.path;
     const Outcome outcome = RegisterLibrary(command.scope, path);
@@ -55,7 +55,7 @@ int Register(const Command& command) {
     }
     std::vector<Finding> findings = Judge(GatherFacts());
     if (command.scope == Scope::user) {
-        // That this elevated program does not see the new entries is no fault of theirs.
+        // Not a fault: only elevated programs such as this one ignore the new entries.
         for (Finding& finding : findings) {
             finding.severity = finding.id == FindingId::userEntriesUnseen ? Severity::note : finding.severity;
         }

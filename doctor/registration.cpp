@@ -46,7 +46,7 @@ std::wstring Refusal(const FileFacts& file) {
     return file.machine != L"x64" ? L"This is not the library for 64-bit programs (x64): " + file.path : L"";
 }
 
-/// Gets the flags of the type library in a file. TYPE_E_UNSUPFORMAT if it is not that of Nuvolex.
+/// Gets the flags of the type library in a file. TYPE_E_UNSUPFORMAT if it is another library.
 HRESULT GetLibraryFlags(const std::wstring& path, WORD& flags) {
     CComPtr<ITypeLib> library;
     TLIBATTR* attributes = nullptr;
@@ -78,7 +78,7 @@ Outcome Failed(LSTATUS status, Scope scope, const wchar_t* what, const std::wstr
     return {false, message};
 }
 
-/// Adds the entries with which 32-bit programs reach the classes, as far as they are there.
+/// Adds the existing entries with which 32-bit programs use the classes.
 void AddKeptEntries(Scope scope, std::vector<Entry>& entries) {
     for (const ClassRow& row : classRows) {
         const std::wstring key = ClassKey(*row.clsid);
@@ -88,7 +88,7 @@ void AddKeptEntries(Scope scope, std::vector<Entry>& entries) {
     }
 }
 
-/// Removes what would otherwise stay behind below the keys of the classes, such as entries of another library.
+/// Removes what may be left below the keys of the classes, such as entries of another library.
 Outcome RemoveClassKeys(Scope scope) {
     for (const ClassRow& row : classRows) {
         const std::wstring key = ClassKey(*row.clsid);

@@ -1,4 +1,4 @@
-/// Writes and removes the registration of one scope, and touches nothing of the other.
+/// Writes and removes the registration of one scope.
 #pragma once
 
 #include <string>
@@ -9,15 +9,14 @@ namespace doctor {
 
 struct Outcome {
     bool succeeded = false;
-    std::wstring message; ///< what was done; or what failed, and what to do
+    std::wstring message; ///< what was done, or what failed and what to do
 };
 
-/// Registers the library at `path`. Whatever else is below the keys of its classes is removed,
-/// except what lets 32-bit programs use them through the surrogate process. If the file is not this
-/// library for 64-bit programs, nothing is written.
+/// Registers the library at `path`. Removes everything else below the keys of its classes, except the entries of the
+/// surrogate process for 32-bit programs. If the file is not Nuvolex for x64, writes nothing.
 [[nodiscard]] Outcome RegisterLibrary(Scope scope, const std::wstring& path);
 
-/// Removes all entries. Needs no file: it may have been deleted already.
+/// Removes all entries. The file need not exist any more.
 [[nodiscard]] Outcome UnregisterLibrary(Scope scope);
 
 } // namespace doctor

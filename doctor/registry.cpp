@@ -25,7 +25,7 @@ LSTATUS Open(Scope scope, const std::wstring& key, REGSAM rights, KeyOwner& open
     return status;
 }
 
-/// The system has several words for a key or value that is not there.
+/// The system has two error codes for a missing key or value.
 LSTATUS NormalizeMissing(LSTATUS status) noexcept {
     return status == ERROR_PATH_NOT_FOUND ? LSTATUS{ERROR_FILE_NOT_FOUND} : status;
 }

@@ -10,7 +10,7 @@
 
 namespace doctor {
 
-/// A value as it was read. Environment variables in it are expanded.
+/// A value, with environment variables expanded.
 struct RegistryValue {
     LSTATUS status = ERROR_FILE_NOT_FOUND;
     std::wstring text;
@@ -18,19 +18,19 @@ struct RegistryValue {
 
 [[nodiscard]] RegistryValue ReadValue(Scope scope, const std::wstring& key, const std::wstring& name);
 
-/// Whether there is such a key, or one that may not be read.
+/// Whether the key exists, readable or not.
 [[nodiscard]] bool HasKey(Scope scope, const std::wstring& key);
 
-/// Reads what is there of all entries.
+/// Reads all entries.
 [[nodiscard]] ScopeFacts ReadScope(Scope scope);
 
-/// Writes an entry, and creates its key.
+/// Creates the key of an entry and writes the value.
 [[nodiscard]] LSTATUS WriteEntry(Scope scope, const Entry& entry);
 
-/// Removes a key and what is below it. A key that is not there is no error.
+/// Removes a key and everything below it. A missing key is no error.
 [[nodiscard]] LSTATUS RemoveTree(Scope scope, const std::wstring& key);
 
-/// Removes a key if nothing is in it. A key that is not empty, or not there, is no error.
+/// Removes a key if it is empty. A missing key is no error.
 [[nodiscard]] LSTATUS RemoveIfEmpty(Scope scope, const std::wstring& key);
 
 } // namespace doctor

@@ -1,4 +1,4 @@
-/// The diagnosis as text for people and as JSON for programs.
+/// The diagnosis as text and as JSON.
 #pragma once
 
 #include <string>
@@ -9,13 +9,13 @@
 
 namespace doctor {
 
-/// Lines that end with LF.
+/// The report for people. Lines end with LF.
 [[nodiscard]] std::wstring TextReport(const Facts& facts, const std::vector<Finding>& findings);
 
-/// The findings alone, each with its cure; empty if there are none.
+/// Only the findings and their cures; empty if there are none.
 [[nodiscard]] std::wstring TextOfFindings(const std::vector<Finding>& findings);
 
-/// One JSON object and LF. docs/doctor.md describes its members.
+/// A JSON object and LF. docs/doctor.md describes its members.
 [[nodiscard]] std::wstring JsonReport(const Facts& facts, const std::vector<Finding>& findings);
 
 } // namespace doctor

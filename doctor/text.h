@@ -18,13 +18,13 @@ namespace doctor {
 /// "0x80040154".
 [[nodiscard]] std::wstring FormatResult(HRESULT result);
 
-/// FormatResult and, for the results that users meet, what they mean: "0x80040154 (class not registered)".
+/// FormatResult and, for common results, the meaning: "0x80040154 (class not registered)".
 [[nodiscard]] std::wstring DescribeResult(HRESULT result);
 
 /// Join({L"a", L"b"}, L", ") is L"a, b".
 [[nodiscard]] std::wstring Join(const std::vector<std::wstring>& parts, std::wstring_view separator);
 
-/// Whether both are the same without regard to case: registry names, GUIDs and paths.
+/// Compares registry names, GUIDs or paths without regard to case.
 [[nodiscard]] bool EqualNoCase(std::wstring_view left, std::wstring_view right) noexcept;
 
 } // namespace doctor
