@@ -11,8 +11,7 @@ std::span<const CNXMember> CNXTokenStringList::Members() noexcept {
         NXGet<&CNXTokenStringList::get_Count>(0x60020006, L"Count"),
         NXGet<&CNXTokenStringList::GetItemWithoutErrorInfo>(DISPID_VALUE, L"_Item", L"n"),
         NXGet<&CNXTokenStringList::get__NewEnum>(DISPID_NEWENUM, L"_NewEnum"),
-        NXMethod<&CNXTokenStringList::AppendNew>(0x60020009,
-                                                 L"AddNew"), // the vtable's AddNew returns an uncounted pointer
+        NXMethod<&CNXTokenStringList::AppendNew>(0x60020009, L"AddNew"), // the vtable's lends its result
     };
     return members;
 }
