@@ -53,8 +53,8 @@ class CNKString : public _bstr_t {
     /// Copies `length` code units from `text`, NULs included. If `text` is null, their values are unspecified.
     CNKString(const wchar_t* text, std::size_t length);
 
-    /// A BSTR of `length` code units, which the caller fills in and frees.
-    [[nodiscard]] static BSTR AllocateBstr(std::size_t length);
+    /// A BSTR with a copy of `length` code units of `text`, or uninitialised if `text` is null. The caller frees it.
+    [[nodiscard]] static BSTR AllocateBstr(const wchar_t* text, std::size_t length);
 
     /// Repeats a character `count` times. A char is sign-extended: 0xE4 becomes U+FFE4.
     CNKString(wchar_t character, std::size_t count);

@@ -18,7 +18,7 @@ BSTR Join(const CNKStringList& strings, std::wstring_view joiner) {
     for (const CNKString& string : strings) {
         length += string.GetLength();
     }
-    const BSTR joined = CNKString::AllocateBstr(length);
+    const BSTR joined = CNKString::AllocateBstr(nullptr, length);
     wchar_t* to = joined;
     for (const CNKString& string : strings) {
         if (&string != &strings.front()) {
