@@ -1,8 +1,8 @@
-# What is generated from the automation contract, module/nuvolex.idl:
+# Generates from the automation contract, module/nuvolex.idl:
 #   generated/nuvolex.h     interfaces and class identifiers for C++ clients
 #   generated/nuvolex_i.c   the GUIDs themselves
 #   generated/nuvolex.tlb   the type library that the DLL carries
-# Targets: nuvolex_contract (header and GUIDs), NUVOLEX_TYPELIB (path of the type library).
+# Defines the target nuvolex_contract (header and GUIDs) and NUVOLEX_TYPELIB, the path of the type library.
 
 find_program(WIDL NAMES x86_64-w64-mingw32-widl widl REQUIRED)
 find_program(PERL NAMES perl REQUIRED)
@@ -31,7 +31,7 @@ set_source_files_properties("${NUVOLEX_GENERATED_DIR}/nuvolex_i.c" PROPERTIES LA
 add_library(nuvolex_contract STATIC "${NUVOLEX_GENERATED_DIR}/nuvolex_i.c" "${NUVOLEX_GENERATED_DIR}/nuvolex.h")
 target_include_directories(nuvolex_contract SYSTEM INTERFACE "${NUVOLEX_GENERATED_DIR}")
 
-# Sets `out` to the GUID that stands in the contract before `declaration`, for example "coclass NXString".
+# nuvolex_contract_guid(OUT DECLARATION): the GUID of a declaration in the contract, such as "coclass NXString".
 function(nuvolex_contract_guid out declaration)
   file(READ "${NUVOLEX_IDL}" idl)
   string(REGEX MATCH "uuid\\(([-0-9A-F]+)\\)[^]]*\\][ \r\n\t]*${declaration}[ \r\n\t]" match "${idl}")
@@ -46,7 +46,7 @@ set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${NUVOLEX_IDL}")
 set(NUVOLEX_CLASSES
   NXString NXTokenString NXStringList NXFileStream NXTokenStringList NXFileStreamList NXVariantCollection)
 
-# nuvolex_class_description(OUT CLASS): what the registry and the manifest call a class. Clients have come to rely on the
+# nuvolex_class_description(OUT CLASS): the description of a class in the registry and the manifest. Clients rely on the
 # one that differs.
 function(nuvolex_class_description out class)
   set(${out} "${class} Class" PARENT_SCOPE)
@@ -55,5 +55,5 @@ function(nuvolex_class_description out class)
   endif()
 endfunction()
 
-# Identifies Nuvolex where the system's surrogate process serves 32-bit programs.
+# The AppID with which the system's surrogate process serves 32-bit programs.
 set(NUVOLEX_SURROGATE_APPID "{A57D3BCE-C244-40C6-8164-1A7005B670A0}")

@@ -1,4 +1,4 @@
-# Compile and link options that every target of this project shares.
+# Compile and link options of all targets.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -8,7 +8,7 @@ set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g1 -D_GLIBCXX_ASSERTIONS")
 set(CMAKE_CXX_FLAGS_COVERAGE "-O0 -DNDEBUG")
 
-# Options for our own sources (not for third-party sources built along).
+# For our own sources, not for third-party sources built with them.
 add_library(nuvolex_options INTERFACE)
 target_include_directories(nuvolex_options INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(nuvolex_options INTERFACE
@@ -18,23 +18,22 @@ target_compile_options(nuvolex_options INTERFACE
   # comutil.h tests what its operator new returns; GCC keeps that test only with -fcheck-new.
   $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fcheck-new>
   -ffunction-sections -fdata-sections
-  # The name of a source in a message is the same wherever it was built.
+  # File names in messages do not depend on the build folder.
   "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/="
-  # Sanitizers cannot report on this target, so undefined behaviour stops the program where it happens.
+  # Sanitizers cannot report on this target, so undefined behaviour traps.
   $<$<CONFIG:Debug>:-fsanitize=undefined;-fsanitize-undefined-trap-on-error>)
 target_compile_definitions(nuvolex_options INTERFACE WINVER=0x0A00 _WIN32_WINNT=0x0A00)
-# tools/coverage: the tests are counted, too, for what they compile of the product's headers. Threads run at the same
-# time, so the counters are atomic.
+# For tools/coverage. Tests are counted too, since they compile the product's headers. Counters are atomic, for threads.
 target_compile_options(nuvolex_options INTERFACE "$<$<CONFIG:Coverage>:--coverage;-fprofile-update=atomic>")
 
-# The product's code is optimised as a whole when the DLL is linked: calls between the layers are as short as those
-# within one. Programs that link the libraries themselves, as the tests do, take the ordinary code.
+# Link-time optimisation of the product, so that calls between the layers are inlined. The objects also have ordinary
+# code, for programs that link the libraries, such as the tests.
 add_library(nuvolex_whole INTERFACE)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(nuvolex_whole INTERFACE $<$<CONFIG:Release>:-flto=auto;-ffat-lto-objects>)
 endif()
 
-# Link options of every program and DLL: no run-time library beside the system's, hardened, reproducible.
+# Link options of every program and DLL: static runtimes, hardening, reproducible output.
 add_library(nuvolex_link INTERFACE)
 target_link_options(nuvolex_link INTERFACE
   -static -static-libgcc -static-libstdc++

@@ -1,5 +1,5 @@
-# Cross toolchain: 64-bit Windows programs from Debian's MinGW-w64, run by Wine. Its posix flavour compiles everything,
-# since GoogleTest needs std::mutex; the win32 flavour links the DLL (module/CMakeLists.txt says why).
+# Cross toolchain: Debian's MinGW-w64 for 64-bit Windows, and Wine. The posix flavour compiles everything, since
+# GoogleTest needs std::mutex; the win32 flavour links the DLL (module/CMakeLists.txt has the reason).
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 

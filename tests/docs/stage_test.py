@@ -67,8 +67,8 @@ class Staging(unittest.TestCase):
         self.assert_error('README.md is listed .* missing', **{'docs/howto/README.md': None, 'docs/README.md': '# F\n'})
         self.assert_error('lists docs/howto/c.md', **{'docs/howto/c.md': '# C\n'})
         self.assert_error('lists docs/d.md', **{'docs/d.md': '# D\n'})
-        self.assert_error(r'docs/howto/a.md, line 3: c.md leads nowhere', **{'docs/howto/a.md': '# A\n\n[c](c.md)\n'})
-        self.assert_error('leads nowhere', **{'docs/howto/a.md': '# A\n\n[c](../../../x)\n'})
+        self.assert_error(r'docs/howto/a.md, line 3: dead link: c.md', **{'docs/howto/a.md': '# A\n\n[c](c.md)\n'})
+        self.assert_error('dead link', **{'docs/howto/a.md': '# A\n\n[c](../../../x)\n'})
 
 
 if __name__ == '__main__':

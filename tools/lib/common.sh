@@ -1,12 +1,12 @@
-# Shared by the tools: sourced, not run. Sets `root` and leaves the shell there.
+# Sourced by the tools. Sets `root` to the repository and changes to it.
 set -eu
 root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd)
 cd "$root"
 
-# Says what happens next.
+# Announces the next step.
 step() { printf '\n== %s\n' "$*"; }
 
-# Ends with a message.
+# Prints an error message and exits.
 die() {
     printf '%s: %s\n' "$(basename -- "$0")" "$*" >&2
     exit 1

@@ -1,4 +1,4 @@
-"""How Sphinx makes the manual, for tools/docs. stage.py prepares the pages."""
+"""Sphinx configuration of the manual. stage.py prepares the pages."""
 import os
 import pathlib
 import re
@@ -40,7 +40,7 @@ html_use_index = False
 html_copy_source = False
 html_show_copyright = False
 html_show_sphinx = False
-# It would read the pages, which browsers forbid for local files.
+# Summaries need to read the pages, which browsers forbid for local files.
 html_show_search_summary = False
 pygments_style = 'friendly'
 pygments_dark_style = 'github-dark'
@@ -51,7 +51,7 @@ UNUSED_SCRIPTS = ('_static/jquery.js', '_static/underscore.js', '_static/_sphinx
 
 
 class VbaLexer(VbNetLexer):
-    """Visual Basic for Applications, and declarations as object browsers show them: not all of it is VB.NET."""
+    """Visual Basic for Applications and declarations in object browser style: VB.NET with unknown tokens allowed."""
     name = 'VBA'
 
     def get_tokens_unprocessed(self, text, *arguments):
@@ -60,7 +60,7 @@ class VbaLexer(VbNetLexer):
 
 
 def use_anchors(app, document):
-    """Headings get the identifiers by which links of code hosts name them."""
+    """Gives headings the anchors that code hosts use in links."""
     domain = app.env.get_domain('std')
     for section in document.findall(nodes.section):
         if label := section.get('myst-anchor'):
@@ -71,7 +71,7 @@ def use_anchors(app, document):
 
 
 def leave_out_scripts(app, page, template, context, document):
-    """Sphinx adds libraries for extensions that need them; ours do not."""
+    """Removes libraries that Sphinx adds for extensions we do not use."""
     context['script_files'] = [script for script in context['script_files']
                                if getattr(script, 'filename', script) not in UNUSED_SCRIPTS]
 

@@ -1,6 +1,5 @@
 #!/usr/bin/python3
-"""Makes of the pages that Sphinx has made with Debian's Furo ones that are complete and work as local files:
-finish.py SITE"""
+"""Completes the HTML that Sphinx made with Debian's Furo, so that it works as local files: finish.py SITE"""
 import pathlib
 import re
 import sys
@@ -11,10 +10,10 @@ NORMALIZE = pathlib.Path('/usr/share/javascript/normalize.css/normalize.min.css'
 
 
 def replaced(text: str, pattern: str, replacement: str) -> str:
-    """The text with the one place that matches replaced."""
+    """Replaces the only match of `pattern`."""
     text, count = re.subn(pattern, lambda _: replacement, text, flags=re.DOTALL)
     if count != 1:
-        sys.exit(f'finish.py: Furo is not as it was: {pattern} is there {count} times')
+        sys.exit(f'finish.py: Furo has changed: {pattern} matches {count} times')
     return text
 
 
@@ -23,8 +22,8 @@ def main() -> None:
     for name in UNUSED:
         (site / name).unlink()
 
-    # The style sheet imports another one from a web server's root, and lacks what makes pages dark for readers whose
-    # system is.
+    # The style sheet imports another one from a web server's root, and lacks the rule that follows the system's dark
+    # mode.
     path = site / '_static/styles/furo.css'
     style = path.read_text(encoding='utf-8')
     dark = re.search(r'  body\[data-theme="dark"\] \{(.*?)\}', style, re.DOTALL)[1]
@@ -32,7 +31,7 @@ def main() -> None:
     style += f'\n@media screen and (prefers-color-scheme: dark) {{\n  body:not([data-theme="light"]) {{{dark}}} }}\n'
     path.write_text(style, encoding='utf-8')
 
-    # The script is a module, which browsers do not load from files, and imports another one.
+    # The script is a module that imports another one; browsers do not load modules from files.
     path = site / '_static/scripts/furo.js'
     imported = path.with_name('gumshoe-patched.js')
     script = replaced(path.read_text(encoding='utf-8'), r'import Gumshoe from [^\n]*\n', '')

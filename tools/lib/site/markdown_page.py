@@ -1,4 +1,4 @@
-"""Reads the Markdown of the documentation: fenced blocks, headings and links, as a code host sees them."""
+"""Parses the Markdown of the documentation: fenced blocks, headings and links, as a code host sees them."""
 import bisect
 import dataclasses
 import pathlib
@@ -16,7 +16,7 @@ LINK = re.compile(r'(?<!\\)(!?)\[((?:[^\[\]]|\[[^\]]*\](?:\([^()\s]*\))?)*)\]'
 
 @dataclasses.dataclass
 class Block:
-    """A fenced block. `comments` are those on the lines above it, which blank lines may separate."""
+    """A fenced block. `comments` are those above it; blank lines may separate them."""
     line: int
     language: str
     comments: list[str]
@@ -26,7 +26,7 @@ class Block:
 
 @dataclasses.dataclass
 class Link:
-    """A link or an image; `start` and `end` are where its address is in the text."""
+    """A link or an image; `start` and `end` delimit its address in the text."""
     line: int
     image: bool
     address: str
@@ -46,7 +46,7 @@ class Page:
         self.prose = CODE_SPAN.sub(lambda span: _blank(span[0]), ''.join(self._read(text)))
 
     def _read(self, text: str) -> Iterator[str]:
-        """Takes the blocks and headings from the text, and gives its lines, blank where they are no prose."""
+        """Collects blocks and headings, and yields the lines, blanked out where they are not prose."""
         comments: list[tuple[int, str]] = []
         fence, indent = '', 0
         for number, whole_line in enumerate(text.splitlines(keepends=True), 1):
@@ -77,7 +77,7 @@ class Page:
         return bisect.bisect(self._starts, offset)
 
     def anchors(self) -> list[str]:
-        """What links to this page may name after '#'."""
+        """The anchors of this page."""
         return list(slugs(slug(plain(heading)) for heading in self.headings))
 
     def links(self) -> list[Link]:
@@ -89,7 +89,7 @@ class Page:
             yield Link(self.line_of(match.start()), bool(match[1]), urllib.parse.unquote(match[3]), *match.span(3))
 
     def with_links(self, address: Callable[[Link], str]) -> str:
-        """The text with other addresses in its links."""
+        """The text with the addresses of its links replaced."""
         text, end = '', 0
         for link in self.links():
             text += self.text[end:link.start] + urllib.parse.quote(address(link), safe='/:#?=&%+,;@~!$*\'')
@@ -106,7 +106,7 @@ def _blank(text: str) -> str:
 
 
 def plain(heading: str) -> str:
-    """What a reader sees of a heading."""
+    """The heading as displayed."""
     kept: list[str] = []
 
     def keep(span: re.Match[str]) -> str:
@@ -119,12 +119,12 @@ def plain(heading: str) -> str:
 
 
 def slug(title: str) -> str:
-    """The anchor that GitHub gives a heading: in lower case, without punctuation, with hyphens for blanks."""
+    """GitHub's anchor for a heading: lower case, without punctuation, with hyphens for blanks."""
     return re.sub(r'[^\w\- ]', '', title.strip().lower()).replace(' ', '-')
 
 
 def slugs(anchors: Iterable[str]) -> Iterator[str]:
-    """The anchors of a page's headings: one that is taken gets a number."""
+    """The anchors of a page's headings: repeated ones get a number."""
     used: dict[str, int] = {}
     for base in anchors:
         anchor = base

@@ -1,9 +1,8 @@
 #!/usr/bin/python3
-"""Puts the pages of the manual where Sphinx finds them: stage.py REPOSITORY OUTPUT
+"""Arranges the pages of the manual for Sphinx: stage.py REPOSITORY OUTPUT
 
-contents.toml lists the pages. docs/README.md becomes the front page. Links follow: those to other files of the
-repository lead to pages that show the file, or list the folder. What is listed and missing, or there and not listed, is
-an error, as is a link that leads nowhere.
+contents.toml lists the pages. docs/README.md becomes the front page. Links are rewritten; a link to another file or
+folder of the repository leads to a page that shows it. Missing and unlisted pages and dead links are errors.
 """
 import pathlib
 import posixpath
@@ -24,11 +23,11 @@ CONTENTS = 'tools/lib/site/contents.toml'
 
 
 class StageError(Exception):
-    """What is wrong with the pages."""
+    """An error in the pages."""
 
 
 def site_path(file: str) -> str:
-    """Where a page is in the site, without extension: docs/howto/README.md is howto/index."""
+    """The path of a page in the site, without extension: docs/howto/README.md becomes howto/index."""
     name = file.removesuffix('.md')
     if name.startswith('docs/'):
         return posixpath.join(posixpath.dirname(name[5:]), posixpath.basename(name).replace('README', 'index'))
@@ -46,19 +45,19 @@ class Stage:
         self.errors: list[str] = []
 
     def _listed(self) -> Iterator[str]:
-        """All pages, and complaints about those that are missing or not listed."""
+        """All pages. Raises StageError if one is missing or not listed."""
         listed = [FRONT, *(page['file'] for part in self.parts for page in part['pages'])]
         for file in list(listed):
             if not (self.source / file).is_file():
-                raise StageError(f'{file} is listed in contents.toml and missing')
+                raise StageError(f'{file} is listed in contents.toml but missing')
             listed += self.children(file)
         found = {path.relative_to(self.source).as_posix() for path in (self.source / 'docs').rglob('*.md')}
         if unlisted := sorted(found - set(listed)):
-            raise StageError(f'neither contents.toml nor its README.md lists {", ".join(unlisted)}')
+            raise StageError(f'not listed in contents.toml or a README.md: {", ".join(unlisted)}')
         yield from listed
 
     def children(self, file: str) -> list[str]:
-        """The pages in the folder of a README.md in the order in which it links to them."""
+        """The pages in the folder of a README.md, in the order of its links."""
         if file == FRONT or not (file.startswith('docs/') and file.endswith('/README.md')):
             return []
         folder = posixpath.dirname(file)
@@ -90,7 +89,7 @@ class Stage:
             return link.address
         target = posixpath.normpath(posixpath.join(posixpath.dirname(file), path))
         if target.startswith('..') or not (self.source / target).exists():
-            self.errors.append(f'{file}, line {link.line}: {link.address} leads nowhere')
+            self.errors.append(f'{file}, line {link.line}: dead link: {link.address}')
             return link.address
         if (readme := posixpath.join(target, 'README.md')) in self.pages:
             target = readme
@@ -105,7 +104,7 @@ class Stage:
         return posixpath.relpath(staged, posixpath.dirname(site_path(file)) or '.') + sign + anchor
 
     def _other_path(self, target: str) -> str:
-        """Where the page that shows a file or a folder is."""
+        """The path of the page that shows a file or folder."""
         return posixpath.join('files', target, *(['index'] if (self.source / target).is_dir() else []))
 
     def _add_other(self, target: str) -> None:
@@ -118,7 +117,7 @@ class Stage:
         return sorted(path for path in (self.source / folder).iterdir() if path.is_file() and path.name[0] != '.')
 
     def _write_other(self, target: str) -> None:
-        """A page for a file or a folder, out of reach of sidebar and search."""
+        """Writes a page that shows a file or folder, not in the sidebar or the search index."""
         path = self.source / target
         text = f'---\norphan: true\nnosearch: true\n---\n\n# `{target}`\n\n'
         if path.is_dir():
@@ -133,13 +132,13 @@ class Stage:
     def _write(self, name: str, text: str) -> None:
         path = self.output / (name + '.md')
         if path.exists():
-            raise StageError(f'two pages would be {name}.html')
+            raise StageError(f'two pages have the name {name}.html')
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_text(text, encoding='utf-8')
 
     def _copy(self, target: str, staged: str) -> None:
         if not target.endswith(IMAGES):
-            raise StageError(f'{target} is no image')
+            raise StageError(f'{target} is not an image')
         (self.output / staged).parent.mkdir(parents=True, exist_ok=True)
         shutil.copyfile(self.source / target, self.output / staged)
 
@@ -150,7 +149,7 @@ def toctree(caption: str, entries: list[str]) -> str:
 
 
 def fenced(path: pathlib.Path) -> str:
-    """A file as a block."""
+    """The file as a fenced block."""
     data = path.read_bytes()
     try:
         text = data.decode('utf-8')
