@@ -1,4 +1,4 @@
-/// Automation objects in benchmarks.
+/// Automation objects for benchmarks.
 #pragma once
 
 #include <comdef.h>
@@ -13,7 +13,7 @@
 
 namespace bench {
 
-/// (With `==`, which of the two is to be converted would be open.)
+/// (`==` is ambiguous in C++20.)
 inline bool AreEqual(const _variant_t& one, const _variant_t& other) {
     return one.operator==(other);
 }
@@ -30,16 +30,16 @@ template <class Interface> [[nodiscard]] CComPtr<Interface> Create(REFCLSID clsi
     return Create<IDispatch>(ClassOf(progId));
 }
 
-/// The identifier of an object's member.
+/// The DISPID of a member.
 [[nodiscard]] DISPID IdOf(IDispatch* object, const wchar_t* member);
 
-/// How script engines ask for a value: they cannot tell a method from a property.
+/// The flags that script engines pass to read a value, since they cannot distinguish methods from properties.
 inline constexpr WORD valueFlags = DISPATCH_METHOD | DISPATCH_PROPERTYGET;
 
-/// The arguments of a late-bound call as it takes them: the last one first.
+/// The arguments of a late-bound call, last one first.
 using Arguments = std::vector<_variant_t>;
 
-/// A late-bound call, made ready once and repeated, as a script engine does it in a loop.
+/// A late-bound call, prepared once and repeated, as by a script engine in a loop.
 class Call {
   public:
     Call(CComPtr<IDispatch> object, DISPID member, WORD flags)
@@ -47,7 +47,7 @@ class Call {
     Call(const CComPtr<IDispatch>& object, const wchar_t* member, WORD flags)
         : Call(object, IdOf(object, member), flags) {}
 
-    /// Calls; *result, if it is wanted, holds nothing before and belongs to the caller afterwards.
+    /// Calls the member. *result must be empty before; the caller owns it afterwards.
     void operator()(Arguments& arguments, VARIANT* result = nullptr) const {
         DISPPARAMS parameters = {arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
         EXCEPINFO exception = {};
@@ -68,8 +68,7 @@ class Call {
     LCID m_locale;
 };
 
-/// Walks a collection of strings by its enumerator, `batch` elements at a time, and frees each; returns how many there
-/// were.
+/// Enumerates a collection of strings, `batch` elements at a time, and frees them. Returns their number.
 [[nodiscard]] std::size_t Walk(const CComPtr<IDispatch>& collection, std::size_t batch);
 
 } // namespace bench

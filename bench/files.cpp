@@ -1,4 +1,4 @@
-/// Lines of files: late-bound beside FileSystemObject's TextStream, and the text library's reader beside the standard
+/// Lines of files: late-bound against FileSystemObject's TextStream, and the core's line reader against the standard
 /// library's.
 #include <algorithm>
 #include <fstream>
@@ -21,7 +21,7 @@ std::string_view SameLine(std::size_t) {
     return line;
 }
 
-/// A class of line files, as scripts use it.
+/// A line file class, as scripts use it.
 struct LineFileClass {
     CComPtr<IDispatch> (*open)(const wchar_t* name, bool toWrite);
     const wchar_t* atEnd;

@@ -1,4 +1,4 @@
-/// Late-bound calls, as scripts make them: a string list beside Scripting.Dictionary.
+/// Late-bound calls, as from scripts: a string list against Scripting.Dictionary.
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -13,16 +13,16 @@ namespace bench {
 
 namespace {
 
-/// A class of collections of strings.
+/// A collection class for strings.
 struct Collection {
     const wchar_t* progId;
     /// The arguments that add string `i`.
     Arguments (*adding)(std::size_t i);
-    /// Those that get it.
+    /// The arguments that read it.
     Arguments (*getting)(std::size_t i);
 };
 
-/// The string with number `i`: 11 characters, different for each.
+/// String number `i`: 11 characters, all different.
 _variant_t Text(std::size_t i) {
     wchar_t text[12];
     std::swprintf(text, std::size(text), L"%011u", static_cast<unsigned int>(i));
@@ -34,7 +34,7 @@ const Collection list = {
     [](std::size_t i) { return Arguments{Text(i)}; },
     [](std::size_t i) { return Arguments{static_cast<long>(i)}; },
 };
-/// Each string is its own key. (Wine's dictionary takes some whole numbers for equal, so they are no keys for it.)
+/// Each string is its own key. (Wine's dictionary considers some different integers equal, so they cannot be keys.)
 const Collection dictionary = {
     L"Scripting.Dictionary",
     [](std::size_t i) {
@@ -69,7 +69,7 @@ void CheckCount(const CComPtr<IDispatch>& object, std::size_t count) {
     Check(AreEqual(Call(object, L"Count", valueFlags).Value(), static_cast<long>(count)));
 }
 
-/// `calls` reads of a value, each with the next of the argument lists.
+/// Reads a value `calls` times, with each of the argument lists in turn.
 Round Read(const Call& read, std::vector<Arguments> arguments, std::size_t calls) {
     return [read, calls, arguments = std::move(arguments)]() mutable {
         return Time([&] {
@@ -141,7 +141,7 @@ Side ItemAt(const _variant_t& index) {
     };
 }
 
-/// Adds a value of any type to a new list, again and again; the list holds it as this string.
+/// Adds a value of any type to a new list repeatedly; the list stores it as this string.
 Side AddOf(const _variant_t& value, const _variant_t& string) {
     return [=](std::size_t count) {
         return [=] {
@@ -160,7 +160,7 @@ Side AddOf(const _variant_t& value, const _variant_t& string) {
     };
 }
 
-/// Converts a value with VariantChangeTypeEx to the type of `expected`, again and again into the same variable.
+/// Converts a value with VariantChangeTypeEx to the type of `expected`, repeatedly into the same variable.
 Side Convert(const _variant_t& value, const _variant_t& expected) {
     return [=](std::size_t count) {
         return [=] {
@@ -172,13 +172,13 @@ Side Convert(const _variant_t& value, const _variant_t& expected) {
                     Check(VariantChangeTypeEx(&converted, &source, locale, 0, V_VT(&expected)));
                 }
             });
-            Check(AreEqual(converted, expected)); // the types too
+            Check(AreEqual(converted, expected)); // also the types
             return time;
         };
     };
 }
 
-/// The time of `one` plus `factor` times that of `other`; each round measures both.
+/// The time of `one` plus `factor` times the time of `other`; each round measures both.
 Side Sum(const Side& one, double factor, const Side& other) {
     return [=](std::size_t elements) {
         return [factor, one = one(elements), other = other(elements)] {
@@ -188,8 +188,8 @@ Side Sum(const Side& one, double factor, const Side& other) {
     };
 }
 
-/// A call that must convert its argument, beside the same call with nothing to convert and 1.5 times the conversion by
-/// itself; then what the conversion adds to the call, beside the conversion by itself.
+/// A call that must convert its argument, against the same call without conversion plus 1.5 times the conversion alone;
+/// then the time that the conversion adds to the call, against the conversion alone.
 std::vector<Case> ConversionCases() {
     constexpr std::size_t calls = 10'000;
     const Side item = ItemAt(1.0);

@@ -1,9 +1,7 @@
-/// Measures the registered library against what a user would pick instead:
+/// Measures the registered library against alternatives: nuvolex_bench [--quick] [--json FILE] [NAME...]
 ///
-///     nuvolex_bench [--quick] [--json FILE] [NAME...]
-///
-/// runs the benchmarks whose names begin so, or all. A benchmark that does not work ends the program with 1; a slow one
-/// does not.
+/// Runs the benchmarks whose names start with a NAME, or all. Exit code 1 means that a benchmark failed, not that one
+/// was slow.
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -29,7 +27,7 @@ namespace bench {
 namespace {
 
 constexpr Effort fullEffort = {.time = 3e9, .minRounds = 5, .maxRounds = 301};
-/// Starting a process takes a varying time, so scripts are measured for longer.
+/// Longer, since the time to start a process varies.
 constexpr Effort scriptEffort = {.time = 9e9, .minRounds = 5, .maxRounds = 301};
 constexpr Effort quickEffort = {.time = 1e8, .minRounds = 1, .maxRounds = 301};
 
@@ -73,7 +71,7 @@ const Side& SideOf(const Growth& growth, bool ours) {
     return ours ? growth.ours : growth.floor;
 }
 
-/// In a process of its own: prints how much memory one round takes at the most.
+/// Run as a child process: prints the peak memory of one round.
 void PrintPeak(std::string_view name, bool ours, std::size_t elements) {
     for (const Growth& growth : AllGrowths()) {
         if (growth.name == name) {
@@ -84,8 +82,8 @@ void PrintPeak(std::string_view name, bool ours, std::size_t elements) {
     }
 }
 
-/// In a process of its own: prints how long the first use of a class takes: loading its DLL, creating an object,
-/// looking up the name of a member and calling it.
+/// Run as a child process: prints the time of the first use of a class: loading its DLL, creating an object, looking up
+/// the name of a member and calling it.
 void PrintFirstObjectTime(const std::string& progId) {
     const CLSID clsid = ClassOf(_bstr_t(progId.c_str()));
     CComPtr<IDispatch> object; // outlives the measurement, like a script's
@@ -119,7 +117,7 @@ CaseResult MeasureCase(const Case& what, const Effort& effort) {
     return {what, Measure(what.ours(what.elements), what.theirs(what.elements), what.elements, effort)};
 }
 
-/// The benchmarks whose names begin with one of those asked for; all when nothing was asked for.
+/// Selects the benchmarks whose names start with a given one; all if none is given.
 class Selection {
   public:
     explicit Selection(std::vector<std::string_view> wanted) : m_wanted(std::move(wanted)), m_unknown(m_wanted) {}
@@ -136,10 +134,10 @@ class Selection {
         return all;
     }
 
-    /// Throws when one of the names wanted has not selected anything.
+    /// Throws if a given name has selected nothing.
     void CheckNames() const {
         if (!m_unknown.empty()) {
-            throw std::runtime_error("no benchmark's name begins with " + std::string(m_unknown.front()));
+            throw std::runtime_error("no benchmark's name starts with " + std::string(m_unknown.front()));
         }
     }
 
@@ -148,12 +146,12 @@ class Selection {
     std::vector<std::string_view> m_unknown;
 };
 
-/// Runs benchmarks and tells on stderr how far it has come.
+/// Runs benchmarks and reports progress on stderr.
 class Runner {
   public:
     explicit Runner(std::size_t total) : m_total(total) {}
 
-    /// Returns what `measure` makes of each benchmark that works.
+    /// Returns the results of `measure` for the benchmarks that work.
     template <class Benchmark, class MeasureOne>
     auto Run(const std::vector<Benchmark>& benchmarks, MeasureOne measure) {
         std::vector<decltype(measure(benchmarks.front()))> results;
@@ -198,7 +196,7 @@ bool MeasureAll(const Options& options) {
         WriteJson(results, options.json);
     }
     if (runner.Failed() != 0) {
-        std::fprintf(stderr, "nuvolex_bench: %zu of the benchmarks did not work, see above\n", runner.Failed());
+        std::fprintf(stderr, "nuvolex_bench: %zu benchmarks failed, see above\n", runner.Failed());
     }
     return runner.Failed() == 0;
 }

@@ -29,8 +29,8 @@ Nanoseconds WallTime() {
     return static_cast<double>(ticks.QuadPart) * 1e9 / static_cast<double>(frequency.QuadPart);
 }
 
-/// The processor time of this thread, by a system call of the kernel below Wine; 0 if that fails. GetThreadTimes tells
-/// the same in steps of 10 ms, too coarse for a round, and Wine has no QueryThreadCycleTime.
+/// The processor time of this thread, from a Linux system call; 0 if that fails. GetThreadTimes has a resolution of 10
+/// ms, too coarse for a round, and Wine has no QueryThreadCycleTime.
 Nanoseconds LinuxThreadTime() {
     constexpr long long clockGettime = 228;
     constexpr long long threadCpuTime = 3;
@@ -46,7 +46,7 @@ Nanoseconds LinuxThreadTime() {
     return result == 0 ? static_cast<double>(time.seconds) * 1e9 + static_cast<double>(time.nanoseconds) : 0;
 }
 
-/// The value that this part of the sample lies below; the sample is sorted.
+/// A quantile of a sorted sample.
 double Quantile(const std::vector<double>& sorted, double part) {
     return sorted[static_cast<std::size_t>(std::lround(part * static_cast<double>(sorted.size() - 1)))];
 }
@@ -69,7 +69,7 @@ Measurement Measure(const Round& ours, const Round& theirs, std::size_t elements
     const Nanoseconds start = wallClock.now();
     while (ratios.size() < effort.minRounds ||
            (ratios.size() < effort.maxRounds && wallClock.now() - start < effort.time)) {
-        // Neither side always profits from what the other one has left in the caches.
+        // Alternate the order, so that neither side always finds the caches warm.
         const bool oursFirst = ratios.size() % 2 == 0;
         const double first = (oursFirst ? ours : theirs)();
         const double second = (oursFirst ? theirs : ours)();

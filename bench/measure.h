@@ -1,4 +1,4 @@
-/// What a benchmark is made of, and how it is measured.
+/// Benchmarks and their measurement.
 #pragma once
 
 #include <cstddef>
@@ -13,17 +13,17 @@
 
 namespace bench {
 
-/// Throws std::runtime_error with the place in the source.
+/// Throws std::runtime_error with the source location.
 [[noreturn]] void Fail(const std::string& what, const char* file, int line);
 [[noreturn]] void Fail(HRESULT hr, const char* file, int line);
 
-/// Fails unless the result is right: figures of wrong work are worthless.
+/// Fails unless the result is right: the time of wrong work is meaningless.
 inline void Check(bool right, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
     if (!right) {
         Fail("wrong result", file, line);
     }
 }
-/// The same for a call that has to end with S_OK. Costs nothing worth measuring.
+/// The same for a call that must return S_OK. The cost is not measurable.
 inline void Check(HRESULT hr, const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
     if (hr != S_OK) {
         Fail(hr, file, line);
@@ -32,18 +32,18 @@ inline void Check(HRESULT hr, const char* file = __builtin_FILE(), int line = __
 
 using Nanoseconds = double;
 
-/// A clock, and what a report calls it.
+/// A clock and its name in reports.
 struct Clock {
     Nanoseconds (*now)();
     const char* name;
 };
 
-/// For work that other processes do or take part in, such as Wine's server in that with files.
+/// For work in which other processes take part, such as Wine's server for files.
 extern const Clock wallClock;
-/// For work of this thread: its processor time, so that it does not matter what else the machine does.
+/// For work of this thread: its processor time, which does not depend on the load of the machine.
 [[nodiscard]] const Clock& ThreadClock();
 
-/// How long `work` takes.
+/// The time that `work` takes.
 template <class Work> [[nodiscard]] Nanoseconds Time(const Clock& clock, Work&& work) {
     const Nanoseconds start = clock.now();
     std::forward<Work>(work)();
@@ -53,15 +53,15 @@ template <class Work> [[nodiscard]] Nanoseconds Time(Work&& work) {
     return Time(ThreadClock(), std::forward<Work>(work));
 }
 
-/// Does its work once, checks what came of it, and returns what the work alone took, in the benchmark's unit.
+/// Does the work once, checks the result, and returns the time of the work alone, in the benchmark's unit.
 using Round = std::function<double()>;
-/// Gets ready for rounds of that many elements.
+/// Prepares rounds of that many elements.
 using Side = std::function<Round(std::size_t elements)>;
 
-/// Ours against a peer on the same work.
+/// The same work done by us and by a peer.
 struct Case {
     std::string_view name;
-    std::string_view peer; ///< what we are measured against, in words
+    std::string_view peer; ///< description of the peer
     Side ours;
     Side theirs;
     std::optional<double> mark = std::nullopt; ///< the ratio to reach
@@ -69,14 +69,14 @@ struct Case {
     std::string_view unit = "ns";
 };
 
-/// Work whose time per element is to grow no faster than that of the plainest way to do it, the floor.
+/// Work whose time per element should grow no faster than that of the simplest implementation, the floor.
 struct Growth {
     std::string_view name;
     Side ours;
     Side floor;
 };
 
-/// How long to measure: as many rounds as fit into the time, but no fewer and no more than these.
+/// How long to measure: as many rounds as fit into the time, within these limits.
 struct Effort {
     Nanoseconds time;
     std::size_t minRounds;
@@ -85,13 +85,13 @@ struct Effort {
 
 struct Measurement {
     double ours = 0;   ///< median, per element
-    double peer = 0;   ///< likewise
+    double peer = 0;   ///< the same
     double ratio = 0;  ///< median of the rounds' ratios; below 1 ours is faster
-    double spread = 0; ///< half of what the middle half of these ratios spans
+    double spread = 0; ///< half of the interquartile range of these ratios
     std::size_t rounds = 0;
 };
 
-/// Measures turn by turn, so that whatever else the machine does hits both sides alike.
+/// Alternates between the two sides, so that other load on the machine affects both.
 [[nodiscard]] Measurement Measure(const Round& ours, const Round& theirs, std::size_t elements, const Effort& effort);
 
 // The benchmarks, by subject.

@@ -1,4 +1,4 @@
-/// The DLL itself: its size, and what its first object costs a program.
+/// The DLL: its size, and the time for the first object in a process.
 #include <filesystem>
 #include <string>
 
@@ -16,7 +16,7 @@ Side FirstObject(const std::wstring& progId) {
     return [=](std::size_t) { return [=] { return AskChild(L"--first-object " + progId); }; };
 }
 
-/// The size of the DLL that is registered, in bytes.
+/// The size of the registered DLL in bytes.
 Round DllSize(std::size_t) {
     const auto object = Create(ourClass);
     wchar_t path[MAX_PATH];

@@ -39,7 +39,7 @@ Ended Run(std::wstring commandLine) {
                              &started) != FALSE);
         const Handle process(started.hProcess);
         const Handle thread(started.hThread);
-        input.reset(); // the process has it now; the pipe ends when the process does
+        input.reset(); // the process has its own; the pipe ends with it
         char bytes[4096];
         for (DWORD count = 0; ReadFile(read, bytes, sizeof(bytes), &count, nullptr) != FALSE && count != 0;) {
             ended.output.append(bytes, count);

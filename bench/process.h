@@ -1,4 +1,4 @@
-/// Child processes: for what only a new process can tell.
+/// Child processes, for what needs a new process.
 #pragma once
 
 #include <cstddef>
@@ -14,14 +14,14 @@ struct Ended {
     Nanoseconds time;   ///< from its start to its end
 };
 
-/// Runs a program to its end; throws std::runtime_error when it cannot be started or fails.
+/// Runs a program to its end. Throws std::runtime_error if it cannot be started or fails.
 [[nodiscard]] Ended Run(std::wstring commandLine);
 
 /// Runs this program with other arguments and returns the number that it prints.
 [[nodiscard]] double AskChild(const std::wstring& arguments);
 
-/// The most memory that this process has held so far, and what it holds now, in bytes of working set. (Its private
-/// bytes would be the better word for it, but not every system counts them.)
+/// The peak and current working set of this process, in bytes. (Private bytes would be better, but not every system
+/// counts them.)
 struct Memory {
     std::size_t peak;
     std::size_t now;

@@ -37,7 +37,7 @@ void PrintCases(const char* title, const std::vector<CaseResult>& cases) {
     }
 }
 
-/// One side's line of the table of growth.
+/// A line of the growth table.
 template <class Side> void PrintGrowthSide(const char* name, const GrowthResult& result, Side side) {
     std::printf("%-20s", name);
     for (const Measurement& measured : result.measured) {
@@ -65,7 +65,7 @@ void PrintGrowths(const std::vector<GrowthResult>& growths) {
     }
 }
 
-// Names and the like need no escapes in JSON: they are ours, and plain.
+// Our names need no escapes in JSON.
 
 void WriteMeasurement(std::FILE* out, const Measurement& measured, std::string_view unit = "ns") {
     std::fprintf(out, R"("ours_%s": %.2f, "peer_%s": %.2f, "ratio": %.4f, "spread": %.4f, "rounds": %zu)", unit.data(),
@@ -99,7 +99,7 @@ void WriteGrowth(std::FILE* out, const GrowthResult& result) {
     std::fputs("}", out);
 }
 
-/// An array, one line for each of `rows`.
+/// Writes an array, one row per line.
 template <class Row>
 void WriteRows(std::FILE* out, const char* name, const std::vector<Row>& rows,
                void (*write)(std::FILE* out, const Row& row)) {

@@ -1,4 +1,4 @@
-/// What was measured, as tables and as JSON.
+/// Reports the results as tables and as JSON.
 #pragma once
 
 #include <array>
@@ -17,18 +17,18 @@ struct CaseResult {
 };
 
 inline constexpr std::array<std::size_t, 4> growthSizes = {1'000, 10'000, 100'000, 1'000'000};
-/// How much faster than its floor a work may grow from the second of these sizes to the last.
+/// How much faster than its floor the time per element may grow from the second of these sizes to the last.
 inline constexpr double growthMark = 1.3;
 
 struct GrowthResult {
     std::string_view name;
     std::array<Measurement, growthSizes.size()> measured = {};
-    double ourBytes = 0;   ///< peak memory per element at the last size, with what the work starts from and leaves
-    double floorBytes = 0; ///< likewise
+    double ourBytes = 0;   ///< peak memory per element at the last size, including input and result
+    double floorBytes = 0; ///< the same
 
     [[nodiscard]] double Ours() const { return measured.back().ours / measured[1].ours; }
     [[nodiscard]] double Floor() const { return measured.back().peer / measured[1].peer; }
-    /// Our growth against the floor's.
+    /// Our growth divided by the floor's.
     [[nodiscard]] double Ratio() const { return measured.back().ratio / measured[1].ratio; }
 };
 
@@ -39,9 +39,9 @@ struct Results {
     std::vector<CaseResult> scripts = {};
 };
 
-/// Prints tables of what there is.
+/// Prints a table for each kind of results.
 void Print(const Results& results);
-/// Throws std::runtime_error when the file cannot be written.
+/// Throws std::runtime_error if the file cannot be written.
 void WriteJson(const Results& results, const std::string& path);
 
 } // namespace bench

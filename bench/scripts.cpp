@@ -1,9 +1,9 @@
-/// Jobs as scripts, once with our classes and once with what the engine itself has to offer.
+/// Scripts for the same job, with our classes and with the engine's own means: bench/scripts/JOB_ours.vbs and
+/// JOB_engine.vbs, or .js. The current directory is the repository's root.
 ///
-/// They are bench/scripts/JOB_ours.vbs and JOB_engine.vbs, or .js; the current directory is the repository's root. Each
-/// takes the number of rounds as its first argument, and prints at the end how many milliseconds these have taken, and
-/// the result. Both of a pair declare the variables that they share first and in the same order: Wine's VBScript looks
-/// through all of them, from the first one on, for each name.
+/// Each takes the number of rounds as its first argument, and finally prints the milliseconds they took and the result.
+/// Both scripts of a pair declare their common variables first and in the same order, since Wine's VBScript searches
+/// variables linearly.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -23,21 +23,21 @@ std::wstring Widen(std::string_view ascii) {
     return {ascii.begin(), ascii.end()};
 }
 
-/// Runs bench/scripts/`file` with arguments. A script engine tells nobody that a script has failed, so the last line
-/// must be the job's result.
+/// Runs bench/scripts/`file` with arguments. The engine does not report a failed script, so the last line must be the
+/// job's result.
 Ended RunScript(const std::string& file, const std::wstring& arguments, std::string_view result) {
     Ended ended = Run(L"cscript //nologo bench\\scripts\\" + Widen(file) + L' ' + arguments);
     Check(ended.output.ends_with("Done: " + std::string(result) + "\r\n"));
     return ended;
 }
 
-/// Milliseconds of a whole run, starting the engine included.
+/// Milliseconds of a whole run, including the start of the engine.
 Side WholeRun(const std::string& file, std::string_view result) {
     return
         [=](std::size_t rounds) { return [=] { return RunScript(file, std::to_wstring(rounds), result).time / 1e6; }; };
 }
 
-/// The milliseconds that a script has taken for its rounds, by its own clock.
+/// The milliseconds that a script measured for its rounds.
 double TimeTold(const std::string& output) {
     constexpr std::string_view label = "Time: ";
     const std::size_t found = output.find(label);
@@ -52,11 +52,11 @@ Side Inside(const std::string& file, std::string_view result) {
 }
 
 struct Job {
-    std::string_view name;     ///< of the benchmark: "script." and the scripts'
-    std::string_view loopName; ///< likewise, and ".loop"; empty when there is no loop
+    std::string_view name;     ///< of the benchmark: "script." and the name of the scripts
+    std::string_view loopName; ///< the same with ".loop"; empty if there is no loop
     std::string_view peer;
     std::string_view result;
-    std::size_t rounds; ///< in the loop: about half a second
+    std::size_t rounds; ///< of the loop; about half a second
 };
 
 constexpr std::array jobs = {
@@ -67,7 +67,7 @@ constexpr std::array jobs = {
     Job{"script.lines", "script.lines.loop", "TextStream: WriteLine, ReadLine", "34000", 40},
 };
 
-// A table with a line for each of many orders, and a report of three of its six columns.
+// A table of orders, one per line, and a report of three of its six columns.
 
 constexpr std::array<std::string_view, 4> regions = {"north", "east", "south", "west"};
 
@@ -89,7 +89,7 @@ std::size_t TotalQuantity(std::size_t orders) {
     return total;
 }
 
-/// Reads a table of `orders` lines and writes the report, as often as there are elements.
+/// Reads a table of `orders` lines and writes the report, once per element.
 Side Report(const std::string& file, std::size_t orders) {
     return [=](std::size_t rounds) {
         return [=, table = std::make_shared<const TextFile>(orders, TableLine), report = std::make_shared<TextFile>()] {

@@ -1,4 +1,4 @@
-/// Tokens and lists of strings, each beside its floor: the same work with nothing but BSTRs in a plain array.
+/// Tokens and lists of strings, each against its floor: the same work with BSTRs in a plain array.
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -41,7 +41,7 @@ std::wstring_view View(BSTR text) {
     return {text, SysStringLen(text)};
 }
 
-/// `count` tokens, all different, with separators between them: "0000000000,0000000001,...".
+/// `count` different tokens with separators: "0000000000,0000000001,...".
 _bstr_t TokenText(std::size_t count) {
     const std::size_t length = count * (tokenLength + 1) - 1;
     _bstr_t text(SysAllocStringLen(nullptr, static_cast<UINT>(length)), false);
@@ -91,7 +91,7 @@ CComPtr<INXTokenString> NewTokenString() {
     return tokens;
 }
 
-/// The tokens must be those of TokenText(count), as far as the number and the last one tell.
+/// Compares the number of tokens and the last one with TokenText(count).
 void CheckTokens(INXTokenString* tokens, std::size_t count, const _bstr_t& value) {
     long actual = 0;
     Check(tokens->get_Count(&actual));
@@ -120,8 +120,8 @@ Round SplitFloor(std::size_t count) {
     };
 }
 
-/// The same, and a block of memory for each token, as large as the record that counts the references to a text: what a
-/// token costs at least that is a string of the library.
+/// The same plus a memory block per token, as large as a string's reference-counted record: the least that a token
+/// costs as a string of the library.
 Round SplitRecordsFloor(std::size_t count) {
     using Record = std::array<char, 24>;
     return [value = TokenText(count), count] {
@@ -258,7 +258,7 @@ Round MidFloor(std::size_t count) {
     };
 }
 
-// A column out of each of many padded lines: the blanks around a line are counted and trimmed, then a part is cut out.
+// Cutting a column out of many padded lines: the blanks are counted and trimmed, then a part is copied.
 
 constexpr std::wstring_view paddedLine = L"    name    0123456789    ";
 constexpr std::wstring_view blanks = L" \t";

@@ -1,4 +1,4 @@
-/// Files that benchmarks read and write.
+/// Temporary files of benchmarks.
 #pragma once
 
 #include <cstddef>
@@ -8,12 +8,12 @@
 
 namespace bench {
 
-/// A file in the folder for temporary files. It goes with its owner.
+/// A temporary file, deleted by the destructor.
 class TextFile {
   public:
     /// An empty file.
     TextFile();
-    /// `lines` lines, the text of each made from its number, without an end to the last.
+    /// A file of `lines` lines; lineOf(i) returns line i. The last has no line end.
     template <class LineOf> TextFile(std::size_t lines, LineOf lineOf) : TextFile() {
         std::string text;
         for (std::size_t i = 0; i < lines; ++i) {

@@ -1,12 +1,10 @@
-# The manifest for clients that use the DLL without registration.
-#
-# It is made under two names. Windows looks for a dependency of a program's manifest under the name of the assembly:
-# Nuvolex.Automation.manifest. The assembly is not called nuvolex, since Windows would then find nuvolex.dll first, and
-# stop there because the DLL has no manifest inside. nuvolex.manifest is for those who pass a path to CreateActCtx.
+# The manifest for clients that use the DLL without registration, under two names. Windows looks for a dependency of a
+# program under the assembly's name: Nuvolex.Automation.manifest. The assembly is not called nuvolex, since Windows would then
+# find nuvolex.dll first and fail because that contains no manifest. nuvolex.manifest is for callers of CreateActCtx.
 
 set(NUVOLEX_ASSEMBLY Nuvolex.Automation)
 
-# One class has another threading model than the rest in its registry script (module/); the manifest repeats it.
+# One class has a different threading model in its registry script (module/), and so in the manifest.
 nuvolex_contract_guid(LIBID "library NUVOLEXLib")
 set(COM_CLASSES "")
 set(PROXIES "")
@@ -31,5 +29,5 @@ endforeach()
 foreach(NAME ${NUVOLEX_ASSEMBLY} nuvolex)
   configure_file(nuvolex.manifest.in "${PROJECT_BINARY_DIR}/${NAME}.manifest" @ONLY NEWLINE_STYLE WIN32)
 endforeach()
-# What a client's manifest depends on. Also a template for users.
+# The manifest of a client: a template for users.
 configure_file(client.manifest.in "${PROJECT_BINARY_DIR}/client.manifest" @ONLY NEWLINE_STYLE WIN32)

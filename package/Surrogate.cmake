@@ -1,5 +1,5 @@
-# The registry entries with which the system's surrogate process, dllhost.exe, hosts the classes for 32-bit programs, and
-# a file that removes them.
+# Registry files that let the system's surrogate process, dllhost.exe, host the classes for 32-bit programs, and that
+# remove these entries.
 
 set(CLASSES_KEY "HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes")
 set(APPID_KEY "${CLASSES_KEY}\\AppID\\${NUVOLEX_SURROGATE_APPID}")

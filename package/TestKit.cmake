@@ -1,5 +1,5 @@
-# The test kit: `cmake --install build/release --component testkit --prefix FOLDER` makes a folder with all tests, which
-# must have been built, and what runs them on Windows. stage.cmake takes the tests from CTest.
+# The test kit: `cmake --install build/release --component testkit --prefix FOLDER` makes a folder of all tests, which
+# must be built before, and the program that runs them on Windows. stage.cmake takes the tests from CTest.
 
 add_executable(nuvolex_testrunner
   testkit/machine.cpp testkit/outcome.cpp testkit/process.cpp testkit/redaction.cpp testkit/testrunner.cpp)

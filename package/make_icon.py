@@ -1,26 +1,26 @@
 #!/usr/bin/env python3
-"""Draws the icon of the installer: make_icon.py OUTPUT.ico
+"""Draws the icon of the installer and the manual: make_icon.py OUTPUT.ico
 
-A white N on a rounded blue square, in the sizes that Windows shows in lists, on the desktop and in large views.
+A white N on a rounded blue square, in the sizes that Windows displays.
 """
 import struct
 import sys
 
 SIZES = (16, 24, 32, 48, 64)
-SAMPLES = 4  # each way, for smooth edges
+SAMPLES = 4  # per pixel in each direction, for smooth edges
 BLUE = (0x1B, 0x4F, 0x8F)
 WHITE = (0xFF, 0xFF, 0xFF)
 
 
 def in_square(x, y, radius=0.18):
-    """Whether a point of the unit square is inside of the rounded one."""
+    """Whether a point of the unit square is inside the rounded square."""
     dx = max(radius - x, x - (1 - radius), 0)
     dy = max(radius - y, y - (1 - radius), 0)
     return dx * dx + dy * dy <= radius * radius
 
 
 def in_letter(x, y):
-    """Whether a point is on the N: two posts, and a slanting stroke from top left to bottom right."""
+    """Whether a point is on the N: two vertical strokes and a diagonal from top left to bottom right."""
     if not 0.22 <= y <= 0.78:
         return False
     slant = 0.25 + (y - 0.22) / 0.56 * 0.36
@@ -40,8 +40,7 @@ def pixel(column, row, size):
 
 
 def image(size):
-    """A 32-bit bitmap as icons hold it: rows from the bottom up, then a mask without a bit set, since the pixels have
-    their opacity."""
+    """A 32-bit bitmap in icon format: rows from the bottom up, then an empty mask, since the pixels have an opacity."""
     header = struct.pack('<IiiHHIIiiII', 40, size, 2 * size, 1, 32, 0, 0, 0, 0, 0, 0)
     pixels = b''.join(pixel(column, row, size) for row in reversed(range(size)) for column in range(size))
     mask_row = (size + 31) // 32 * 4

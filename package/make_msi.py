@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Makes the installer: make_msi.py --version VERSION --appid GUID --generated FOLDER --icon FILE STAGE OUTPUT
 
-STAGE holds the files as they will be in the installation folder, FOLDER the registry scripts that the build generated.
-SOURCE_DATE_EPOCH is the time that the installer notes as its own; the same input gives the same bytes.
+STAGE has the files of the installation folder, FOLDER the generated registry scripts. SOURCE_DATE_EPOCH is the creation
+time of the installer. The output is reproducible.
 """
 import argparse
 import hashlib
@@ -31,7 +31,7 @@ def guid(name):
 
 
 def run(*command, **options):
-    """Runs a tool that prints nothing when all is well; wixl and msibuild succeed with warnings, too."""
+    """Runs a tool. Output is an error: wixl and msibuild succeed in spite of warnings."""
     result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False,
                             **options)
     if result.returncode != 0 or result.stdout:
@@ -49,22 +49,22 @@ def file_version(path):
 
 
 def corrections(stage):
-    """What wixl cannot say, as queries."""
-    # Windows decides by the versions of files whether to replace one, by hashes only for files that have none.
+    """Queries that set what wixl cannot express."""
+    # Windows compares versions to decide whether to replace a file, and hashes only for files without a version.
     for path in sorted(stage.rglob('*')):
         version = path.is_file() and file_version(path)
         if version:
             name = msi_contents.file_id(path.relative_to(stage).as_posix())
             yield f"UPDATE `File` SET `Version`='{version}', `Language`='{LANGUAGE}' WHERE `File`='{name}'"
             yield f"DELETE FROM `MsiFileHash` WHERE `File_`='{name}'"
-    # The earlier version goes before anything is installed, and comes back if the installation fails. wixl removes it
-    # at the end, when a file may have been kept.
+    # Removes the earlier version first; it is restored if the installation fails. wixl removes it last, when a file may
+    # have been kept.
     yield "UPDATE `InstallExecuteSequence` SET `Sequence`=1501 WHERE `Action`='RemoveExistingProducts'"
-    # wixl puts it at the end of this sequence.
+    # wixl schedules it last.
     yield "UPDATE `InstallUISequence` SET `Sequence`=51 WHERE `Action`='UseInstalledDir'"
-    # Actions that set a property; wixl adds a flag that is for others.
+    # Actions that set a property; wixl adds an unsuitable flag.
     yield 'UPDATE `CustomAction` SET `Type`=51'
-    # These reach the part of the installation that has administrator rights.
+    # The properties that reach the elevated part of the installation.
     properties = 'INSTALLDIR;INSTALLEDDIR;WIX_DOWNGRADE_DETECTED;WIX_UPGRADE_DETECTED'
     yield f"UPDATE `Property` SET `Value`='{properties}' WHERE `Property`='SecureCustomProperties'"
 
@@ -98,14 +98,14 @@ def main():
         contents.write_text(msi_contents.make_fragment(stage, IDL, sorted(arguments.generated.glob('*.rgs')),
                                                        arguments.appid), encoding='utf-8')
         draft, table = work / 'draft.msi', work / 'summary.idt'
-        # In the stage: wixl finds files by relative paths only.
+        # In the stage, since wixl only finds files by relative paths.
         run('wixl', '--arch', 'x64', '--output', str(draft), '-D', f'Version={arguments.version}',
             '-D', f'ProductCode={guid(f"product {arguments.version}")}',
             '-D', f'Icon={os.path.relpath(arguments.icon, stage)}',
             str(SOURCES / 'nuvolex.wxs'), str(contents), cwd=stage)
         for query in corrections(stage):
             run('msibuild', str(draft), '-q', query)
-        # The package code tells packages apart, so it is derived from all other bytes. wixl would take a random one.
+        # The package code identifies the package, so it is derived from all other bytes. wixl's is random.
         table.write_text(summary(arguments.version, guid(''), seconds), encoding='ascii')
         run('msibuild', str(draft), '-i', str(table))
         package_code = guid('package ' + hashlib.sha256(draft.read_bytes()).hexdigest())

@@ -1,18 +1,17 @@
 """Generates the installer's components: the files, and the registry entries that DllRegisterServer writes.
 
-The entries come from where DllRegisterServer has them: those of the classes from its registry scripts, those of the
-type library from the contract.
+Those of the classes are read from its registry scripts, those of the type library from the contract.
 """
 import re
 import uuid
 from xml.sax.saxutils import quoteattr
 
-# Component GUIDs follow from this one and a name, so that a file keeps its component from version to version.
+# Component GUIDs are derived from this one and a name, so that a file keeps its component in all versions.
 NAMESPACE = uuid.UUID('9ACCBD8B-A8A6-42B0-A4B2-F4AADC964B66')
 DLL = 'nuvolex.dll'
-# The system's proxy for interfaces that are described by a type library.
+# The system's proxy for interfaces described by a type library.
 AUTOMATION_PROXY = '{00020424-0000-0000-C000-000000000046}'
-# As the name of a value: creates the key, and removes it with all that is in it.
+# As a value name: the key is created, and removed with everything in it.
 WHOLE_KEY = '*'
 
 
@@ -21,7 +20,7 @@ def component_guid(name):
 
 
 def identifier(prefix, name):
-    """A name for a row of the installer's tables: letters, digits, underscores and dots only."""
+    """A row name of the installer's tables: only letters, digits, underscores and dots."""
     return prefix + re.sub(r'[^A-Za-z0-9_.]', '_', name)
 
 
@@ -50,12 +49,12 @@ def read_script(text, module):
             elif line.startswith('ForceRemove'):
                 entries.append(('\\'.join([*path, key][1:]), WHOLE_KEY, ''))
         else:
-            raise ValueError(f'cannot read this line of a registry script: {line}')
+            raise ValueError(f'cannot parse this line of a registry script: {line}')
     return entries
 
 
 class Contract:
-    """What the contract says of the library and its interfaces."""
+    """The library and the interfaces of the contract."""
 
     def __init__(self, path):
         text = path.read_text(encoding='utf-8')
@@ -68,13 +67,13 @@ class Contract:
         self.title = re.search(r'helpstring\("(.*)"\)', attributes)[1]
 
     def library_entries(self, module, folder):
-        """What RegisterTypeLib writes of the library itself."""
+        """What RegisterTypeLib writes for the library."""
         key = f'TypeLib\\{self.library}\\{self.version}'
         return [(key, '', self.title), (f'{key}\\FLAGS', '', '0'), (f'{key}\\{self.lcid}\\win64', '', module),
                 (f'{key}\\HELPDIR', '', folder)]
 
     def interface_entries(self):
-        """What RegisterTypeLib writes of the interfaces, in the registry's 64-bit view and in its 32-bit view."""
+        """What RegisterTypeLib writes for the interfaces, in the 64-bit and the 32-bit view of the registry."""
         return [entry for name, iid in self.interfaces.items() for entry in (
             (f'Interface\\{iid}', '', name),
             (f'Interface\\{iid}\\ProxyStubClsid', '', AUTOMATION_PROXY),
@@ -84,8 +83,8 @@ class Contract:
 
 
 def surrogate_entries(class_entries, appid):
-    """What makes the system load the DLL into a process of its own for programs that cannot. Only the registry's 64-bit
-    view has it: the system then starts the 64-bit surrogate."""
+    """The entries with which the system loads the DLL into a surrogate process. Only in the 64-bit view, so that the
+    system starts the 64-bit surrogate."""
     classes = [(key, 'AppID', appid) for key, name, _ in class_entries
                if re.fullmatch(r'CLSID\\\{[^\\]*\}', key) and not name]
     return [(f'AppID\\{appid}', '', 'Nuvolex'), (f'AppID\\{appid}', 'DllSurrogate', ''), *classes]
@@ -111,7 +110,7 @@ class Fragment:
                        '</Component>']
 
     def add_folder(self, folder, root, dll_entries):
-        """A component for each file, in the folders that they have below `root`. The DLL's has its entries, too."""
+        """A component for each file, in its folder below `root`. The DLL's has the registry entries too."""
         for path in sorted(folder.iterdir()):
             relative = path.relative_to(root).as_posix()
             if path.is_dir():
@@ -138,8 +137,7 @@ class Fragment:
 def make_fragment(stage, idl, scripts, appid):
     """The fragment for the files below `stage`, with paths relative to it.
 
-    `idl` is the contract, `scripts` the registry scripts, `appid` the identifier under which the system's surrogate
-    process serves 32-bit programs.
+    `idl` is the contract, `scripts` the registry scripts, `appid` the AppID of the surrogate process.
     """
     contract = Contract(idl)
     module = f'[#{file_id(DLL)}]'
@@ -150,7 +148,7 @@ def make_fragment(stage, idl, scripts, appid):
 
     fragment = Fragment()
     fragment.add_folder(stage, stage, classes + library + interfaces)
-    # Components without a file. The one that is not Win64 writes to the registry's 32-bit view.
+    # Components without a file. The one that is not Win64 writes to the 32-bit view.
     fragment.add_component('Files', 'interfaces_32', 'interfaces, 32-bit', registry_values(interfaces), 'no')
     fragment.add_component('Surrogate', 'surrogate', 'surrogate', registry_values(surrogate))
     return fragment.text()

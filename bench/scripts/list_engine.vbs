@@ -1,4 +1,4 @@
-' Collects 10,000 strings, reads each by its key, and walks over all.
+' Collects 10,000 strings, reads each by its key, and enumerates them.
 Option Explicit
 
 Dim dictionary, text, length, start, round, i

@@ -1,4 +1,4 @@
-' Collects 10,000 strings, reads each by its place, and walks over all.
+' Collects 10,000 strings, reads each by its index, and enumerates them.
 Option Explicit
 
 Dim list, text, length, start, round, i

@@ -1,4 +1,4 @@
-' The least that a script with a dictionary can do.
+' The minimal script with a dictionary.
 Option Explicit
 
 Dim dictionary

@@ -1,4 +1,4 @@
-' The least that a script with our classes can do: what loading the library costs.
+' The minimal script with our classes: the cost of loading the library.
 Option Explicit
 
 Dim list

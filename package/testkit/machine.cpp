@@ -18,7 +18,7 @@ auto* VersionOfWine() noexcept {
     return FunctionOfNtdll<const char*()>("wine_get_version");
 }
 
-/// The real version: GetVersionEx would tell a program without a manifest an older one.
+/// The real version. GetVersionEx returns an older one to a program without a manifest.
 std::string SystemVersion() {
     RTL_OSVERSIONINFOW version = {};
     version.dwOSVersionInfoSize = sizeof(version);

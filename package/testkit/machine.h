@@ -1,4 +1,4 @@
-/// What a test log says about the computer and the user: no names of either.
+/// Describes the computer for the test log, without names of computer or user.
 #pragma once
 
 #include <string>
@@ -10,5 +10,5 @@
 /// Whether this process has administrator rights.
 [[nodiscard]] bool IsElevated() noexcept;
 
-/// One line each: time, version of Windows, locale, code pages, rights.
+/// Lines with time, version of Windows, locale, code pages and rights.
 [[nodiscard]] std::vector<std::string> DescribeMachine();

@@ -1,4 +1,4 @@
-/// How a test of the kit went.
+/// The outcome of a test.
 #pragma once
 
 #include <string>
@@ -16,12 +16,12 @@ struct Outcome {
     int skipped = 0;
 };
 
-// What the exit code and the output of a test mean: these functions fill in the counts and, if it failed, the reason.
+// These functions interpret the output of a test. They set the counts and, if it failed, the reason.
 
 /// A GoogleTest program.
 void JudgeProgram(const std::string& output, Outcome& outcome);
-/// A script that prints how many of its checks passed, of which it has at least `leastChecks`. The exit code does not
-/// tell: the script's host ends with 0 even when the script fails.
+/// A script that prints how many of its checks passed; it has at least `leastChecks`. The exit code does not matter: it
+/// is 0 even if the script fails.
 void JudgeScript(const std::string& output, int leastChecks, Outcome& outcome);
 /// A script that prints `expected`.
 void JudgeExample(const std::string& output, const std::string& expected, Outcome& outcome);

@@ -22,12 +22,12 @@ Handle MakeJob() {
     limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
     if (job == nullptr ||
         SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof(limits)) == FALSE) {
-        ThrowLastError("there is no job object");
+        ThrowLastError("cannot create a job object");
     }
     return job;
 }
 
-/// Starts a process in the job, with its output going to `file`.
+/// Starts a process in the job with `file` as its output.
 Handle Start(std::wstring command, const std::filesystem::path& folder, HANDLE file, HANDLE job) {
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
@@ -36,7 +36,7 @@ Handle Start(std::wstring command, const std::filesystem::path& folder, HANDLE f
     startup.hStdOutput = file;
     startup.hStdError = file;
     PROCESS_INFORMATION information = {};
-    // It runs only once it is in the job, so that none of its children can be outside.
+    // Suspended until it is in the job, so that its children are in the job too.
     if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED, nullptr, folder.c_str(),
                        &startup, &information) == FALSE) {
         ThrowLastError("cannot be started");
@@ -61,7 +61,7 @@ std::optional<DWORD> Run(std::wstring command, const std::filesystem::path& fold
     HANDLE const opened =
         CreateFileW(output.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS, 0, nullptr);
     if (opened == INVALID_HANDLE_VALUE) {
-        ThrowLastError("its output cannot be written");
+        ThrowLastError("cannot write its output");
     }
     const Handle file(opened);
     const Handle job = MakeJob();

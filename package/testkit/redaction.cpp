@@ -121,7 +121,7 @@ void Redaction::AddRules(const std::wstring& text, const std::string& placeholde
     // The comparison folds the case of ASCII letters only.
     for (const std::wstring& form : {text, InLowerCase(text), InUpperCase(text)}) {
         for (const UINT codePage : {static_cast<UINT>(CP_UTF8), GetACP(), GetOEMCP()}) {
-            // A path is printed with "?" for what the code page lacks. Of a name, that may leave nothing else.
+            // Paths are printed with "?" for characters missing in the code page. A name might become only "?".
             Rule rule = {Narrow(form, codePage, !isName), placeholder, isName};
             std::transform(rule.text.begin(), rule.text.end(), rule.text.begin(), AsciiLower);
             const bool isKnown =

@@ -1,4 +1,4 @@
-/// Keeps names of users and computers out of the test log.
+/// Removes names of users and computers from the test log.
 #pragma once
 
 #include <filesystem>
@@ -9,9 +9,8 @@
 ///
 ///     Redaction(kit).Apply("C:\\Users\\jane\\kit\\bin\\a.exe, of Jane") // "<kit>\\bin\\a.exe, of <user>"
 ///
-/// It finds them in any case, with slashes of either kind, single or doubled, with long or short file names, and in
-/// UTF-8, the ANSI and the OEM code page. Names are replaced as whole words only. Text in which letters are escaped in
-/// other ways is not recognised.
+/// Finds them in any case, with either kind of slash, single or doubled, as long or short file names, and in UTF-8, the
+/// ANSI and the OEM code page. Names are replaced only as whole words. Other kinds of escaped text are not recognised.
 class Redaction {
   public:
     explicit Redaction(const std::filesystem::path& kit);
@@ -29,7 +28,7 @@ class Redaction {
     void AddName(const std::wstring& name, const std::string& placeholder);
     void AddRules(const std::wstring& text, const std::string& placeholder, bool isName);
 
-    /// The length of what the rule matches at `position`, or 0.
+    /// The length of the rule's match at `position`, or 0.
     [[nodiscard]] static std::size_t Match(const Rule& rule, const std::string& text, std::size_t position) noexcept;
 
     std::vector<Rule> m_rules; // longest first

@@ -1,16 +1,16 @@
-# Puts the tests that CTest knows into the kit, and writes tests.txt, which testrunner.cpp describes.
+# Copies CTest's tests into the kit and writes tests.txt; testrunner.cpp has its format.
 #
-# In: TITLE, CTEST, SOURCE_DIR, BINARY_DIR. A test is taken by the way it is run; each other one has to be listed here.
+# In: TITLE, CTEST, SOURCE_DIR, BINARY_DIR. How a test is run decides how it is copied; the others must be listed here.
 
-# About this build, its sources or its tools, or run on Debian by nature.
+# Tests of this build, its sources or its tools, or that run on Debian only.
 set(NOT_ON_WINDOWS
   "^(register|register_.*|script_runner|page_runner|docs_.*|typelib_reproducible_test|generated_paths_test|example_.*|bench_quick|soak_short|lint_.*|package|package_.*|testkit_.*|doctor_(console|documented|imports)_test)$")
 
 set(KIT "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
-set(FIRST "")      # the lines of tests.txt: tests that want nothing registered,
-set(REGISTERED "") # and those that want the DLL registered
+set(FIRST "")      # the lines of tests.txt for tests that need nothing registered,
+set(REGISTERED "") # and for those that need the DLL registered
 
-# Copies a file or a folder of this computer into the kit, and sets `out` to its name there.
+# Copies a file or folder into the kit and sets `out` to its name there.
 function(put_in_kit path out)
   cmake_path(GET path FILENAME name)
   set(folder files)
@@ -21,7 +21,7 @@ function(put_in_kit path out)
   set(${out} "@/${folder}/${name}" PARENT_SCOPE)
 endfunction()
 
-# A test program. One that brings its own copy of the assembly is taken with its folder.
+# Copies a test program; one with its own copy of the assembly with its folder.
 function(put_program_in_kit path out)
   if(NOT EXISTS "${path}")
     message(FATAL_ERROR "${path} is missing: build the preset first")
@@ -39,7 +39,7 @@ function(put_program_in_kit path out)
   endif()
 endfunction()
 
-# A script test, with what follows it in each run (tests/scripts/run), and how many checks are written in it.
+# Copies a script test, with what tests/scripts/run appends, and counts the checks in its source.
 function(put_script_in_kit path out number)
   cmake_path(GET path FILENAME name)
   cmake_path(GET path EXTENSION LAST_ONLY extension)
@@ -52,8 +52,8 @@ function(put_script_in_kit path out number)
   set(${number} ${count} PARENT_SCOPE)
 endfunction()
 
-# The scripts of a page of the documentation, what runs them, and what they print (tests/docs/run_page.py). `out` becomes
-# empty if none of them can run.
+# Stages the scripts of a page, a batch file that runs them, and their output (tests/docs/run_page.py). `out` becomes
+# empty if none can run.
 function(put_page_in_kit runner path name out)
   execute_process(COMMAND "${runner}" --stage "${KIT}/pages/${name}" "${path}"
     OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE result)
@@ -65,7 +65,7 @@ function(put_page_in_kit runner path name out)
   endif()
 endfunction()
 
-# Sets `out` to a property of a test in CTest's list; a list's elements are separated by tabs.
+# Sets `out` to a property of a test in CTest's list, with tabs between the elements of a list.
 function(get_test_property_of test property out)
   set(${out} "" PARENT_SCOPE)
   string(JSON count LENGTH "${test}" properties)
@@ -90,9 +90,9 @@ function(get_test_property_of test property out)
   endforeach()
 endfunction()
 
-# Sets `out` to the fields VARIABLE=VALUE of a test, with paths of this computer replaced by those in the kit. Two are
-# left out: NUVOLEX_TEST is for Wine's runner, and a GTEST_FILTER that begins with "-" excludes tests that are slow here
-# or need another code page, which they check themselves. Any other GTEST_FILTER selects what the test is about.
+# Sets `out` to the fields VARIABLE=VALUE of a test, with paths replaced by those in the kit. Omits NUVOLEX_TEST, which
+# is for tools/lib/wine, and a GTEST_FILTER that starts with "-": it excludes tests that are slow here or that check the
+# code page themselves. Any other GTEST_FILTER defines the test.
 function(variables_of test out)
   get_test_property_of("${test}" ENVIRONMENT variables)
   set(fields "")
@@ -110,7 +110,7 @@ function(variables_of test out)
   set(${out} "${fields}" PARENT_SCOPE)
 endfunction()
 
-# Where a test may run: what it finds registered in its Wine prefix here is what it wants on Windows.
+# The PLACE of a test: it needs the same registration on Windows as in its Wine prefix here.
 function(place_of test prefix out)
   get_test_property_of("${test}" FIXTURES_REQUIRED fixtures)
   get_test_property_of("${test}" LABELS labels)
@@ -119,15 +119,15 @@ function(place_of test prefix out)
   elseif(labels MATCHES "unprivileged" OR prefix STREQUAL "${BINARY_DIR}/wine" OR prefix MATCHES "/wine-unregistered$")
     set(${out} anywhere PARENT_SCOPE)
   else()
-    set(${out} clean PARENT_SCOPE) # it has a prefix of its own because it changes the registry
+    set(${out} clean PARENT_SCOPE) # it has its own prefix because it changes the registry
   endif()
 endfunction()
 
-# Puts a test of CTest's list into the kit.
+# Copies a test of CTest's list into the kit.
 function(put_test_in_kit test)
   string(JSON name GET "${test}" name)
   get_test_property_of("${test}" ENVIRONMENT variables)
-  if(name MATCHES "${NOT_ON_WINDOWS}" OR variables MATCHES "NUVOLEX_LOCALE=") # the locale there is Windows' own
+  if(name MATCHES "${NOT_ON_WINDOWS}" OR variables MATCHES "NUVOLEX_LOCALE=") # Windows has its own locale
     return()
   endif()
   string(JSON runner GET "${test}" command 0)
@@ -151,8 +151,8 @@ function(put_test_in_kit test)
       return()
     endif()
   else()
-    message(FATAL_ERROR "The test ${name} is run in a way that the kit does not know: teach ${CMAKE_CURRENT_LIST_FILE} "
-      "to take it, or list it there as not for Windows.")
+    message(FATAL_ERROR "The test ${name} is run in an unknown way: support it in "
+      "${CMAKE_CURRENT_LIST_FILE}, or list it there in NOT_ON_WINDOWS.")
   endif()
   place_of("${test}" "${prefix}" place)
   get_test_property_of("${test}" TIMEOUT timeout)

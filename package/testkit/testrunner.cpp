@@ -5,10 +5,10 @@
 //     NAME  KIND  PLACE  SECONDS  NUMBER  COMMAND  VARIABLE=VALUE...
 //
 // KIND is "gtest" for a GoogleTest program, "script" for a script that prints how many checks passed (NUMBER is the
-// least), "example" for a script, or a batch file that runs scripts, whose output is in COMMAND.expected. PLACE is
-// "anywhere" for a test that needs no administrator rights, "clean" for one that changes the machine's registry and
-// wants nothing registered, or "registered"; those stand last. "@" at the beginning of COMMAND or a value is FOLDER. A
-// test has SECONDS until it is ended, with all processes that it started.
+// minimum), "example" for a script or batch file whose output must equal COMMAND.expected. PLACE is "anywhere" for a
+// test that needs no administrator rights, "clean" for one that changes the machine's registry and needs nothing
+// registered, or "registered"; those come last. "@" at the start of COMMAND or a value is FOLDER. After SECONDS, a test
+// is terminated with its child processes.
 
 #include <algorithm>
 #include <array>
@@ -53,7 +53,7 @@ struct Test {
     std::map<std::wstring, std::wstring> variables;
 };
 
-/// Set when the user presses Ctrl+C: the tests end, and the DLL is still unregistered.
+/// Set by Ctrl+C: the tests stop, and the DLL is unregistered.
 volatile LONG interrupted = 0;
 
 BOOL WINAPI OnControl(DWORD /*event*/) {
@@ -68,13 +68,13 @@ std::string Slurp(const fs::path& path) {
     return text;
 }
 
-/// `text`, with "@" at its beginning replaced by `folder`.
+/// `text` with a leading "@" replaced by `folder`.
 std::wstring Expanded(const fs::path& folder, const std::string& text) {
     return text.starts_with('@') ? (folder / fs::path(Widen(text.substr(2)))).make_preferred().wstring() : Widen(text);
 }
 
-/// The kit's folder as tests see it, which run two folders below. Test programs read variables as narrow strings, in
-/// which the absolute path may not be expressible.
+/// The kit's folder as seen by tests, which run two levels below. Relative, since test programs read variables as
+/// narrow strings, which may be unable to represent the absolute path.
 const fs::path kitOfTests = L"..\\..";
 
 Test ParsedLine(const fs::path& kit, const std::string& line) {
@@ -84,7 +84,7 @@ Test ParsedLine(const fs::path& kit, const std::string& line) {
         fields.push_back(field);
     }
     if (fields.size() < 6) {
-        throw std::runtime_error("tests.txt has a line that is none: " + line);
+        throw std::runtime_error("tests.txt has an invalid line: " + line);
     }
     Test test = {fields[0],
                  fields[1],
@@ -107,7 +107,7 @@ std::string TitleOf(const fs::path& kit) {
     return line.substr(std::min<std::size_t>(line.size(), 2));
 }
 
-/// The tests of the kit with these names, or all if there are none.
+/// The tests with these names, or all if none are given.
 std::vector<Test> ReadTests(const fs::path& kit, const std::set<std::string>& names) {
     std::vector<Test> tests;
     std::set<std::string> unknown = names;
@@ -122,7 +122,7 @@ std::vector<Test> ReadTests(const fs::path& kit, const std::set<std::string>& na
         }
     }
     if (!unknown.empty()) {
-        throw std::runtime_error("there is no such test: " + *unknown.begin());
+        throw std::runtime_error("no such test: " + *unknown.begin());
     }
     if (tests.empty()) {
         throw std::runtime_error("tests.txt is missing or empty");
@@ -130,7 +130,7 @@ std::vector<Test> ReadTests(const fs::path& kit, const std::set<std::string>& na
     return tests;
 }
 
-/// Variables of the environment, set as long as this lives.
+/// Sets environment variables for its lifetime.
 class Variables {
   public:
     explicit Variables(const std::map<std::wstring, std::wstring>& variables) : m_variables(variables) {
@@ -192,7 +192,7 @@ std::wstring CommandLineOf(const Test& test) {
     return engine.empty() ? file : L"cscript.exe //nologo " + (IsWine() ? L"" : L"//E:" + engine + L" ") + file;
 }
 
-/// Runs a test. `output` is what it printed.
+/// Runs a test and returns its output in `output`.
 Outcome RunTest(const Test& test, const fs::path& kit, std::string& output) {
     const WorkFolder work(kit);
     const fs::path folder = work.Path() / "work";
@@ -217,12 +217,12 @@ Outcome RunTest(const Test& test, const fs::path& kit, std::string& output) {
     return outcome;
 }
 
-/// The DLL of the kit, registered for the machine as long as this lives.
+/// Registers the kit's DLL for the machine for its lifetime.
 class Registration {
   public:
     explicit Registration(const fs::path& dll) : m_dll(LoadLibraryW(dll.c_str())) {
         if (m_dll == nullptr || FAILED(Call("DllRegisterServer"))) {
-            throw std::runtime_error("the DLL cannot be registered");
+            throw std::runtime_error("cannot register the DLL");
         }
     }
     Registration(const Registration&) = delete;
@@ -246,12 +246,12 @@ class Registration {
 /// Prints to the console and to the log.
 class Report {
   public:
-    /// The log is in the kit. With and without administrator rights there is one each.
+    /// The log is in the kit's folder, with separate names for runs with and without administrator rights.
     explicit Report(const fs::path& kit)
         : m_redaction(kit),
           m_log(kit / (IsElevated() ? "nuvolex-tests.log" : "nuvolex-tests-user.log"), std::ios::binary) {
         if (!m_log) {
-            throw std::runtime_error("the log cannot be written into the kit's folder");
+            throw std::runtime_error("cannot write the log to the kit's folder");
         }
     }
 
@@ -260,7 +260,7 @@ class Report {
         std::fflush(stdout);
         m_log << line << '\n' << std::flush;
     }
-    /// What a test printed, for the log only.
+    /// Writes a test's output to the log only.
     void Note(const std::string& output) { m_log << m_redaction.Apply(output) << '\n' << std::flush; }
 
     void Add(const Test& test, const Outcome& outcome) {
@@ -276,7 +276,7 @@ class Report {
         Say(outcome.reason.empty() ? line : std::string(line) + " (" + m_redaction.Apply(outcome.reason) + ")");
     }
 
-    /// The last line. Returns the program's exit code.
+    /// Prints the summary and returns the program's exit code.
     int Finish() {
         Say("");
         Say("Cases and checks within them: " + Summary(m_cases));
@@ -298,7 +298,7 @@ class Report {
     Counts m_cases = {};
 };
 
-/// Runs a test and reports it, registering the DLL before the first that wants it.
+/// Runs a test and reports it. Registers the DLL before the first test that needs it.
 void RunAndReport(const Test& test, const fs::path& kit, std::unique_ptr<Registration>& registration, Report& report) {
     Outcome outcome;
     std::string output;

@@ -6,12 +6,12 @@
 
 #include <windows.h>
 
-/// `text` in a code page. If it has characters that are missing there: with "?" for each (`lossy`), or empty.
+/// `text` in a code page. If that lacks characters, the result has "?" for each (`lossy`) or is empty.
 [[nodiscard]] inline std::string Narrow(std::wstring_view text, UINT codePage, bool lossy = false) {
     const int size = static_cast<int>(text.size());
     BOOL isIncomplete = FALSE;
     BOOL* const flag = codePage == CP_UTF8 ? nullptr : &isIncomplete; // must be null with UTF-8
-    std::string narrow(text.size() * 4, '\0');                        // the most that one takes in any code page
+    std::string narrow(text.size() * 4, '\0');                        // the maximum of all code pages
     const int written = text.empty() ? 0
                                      : WideCharToMultiByte(codePage, 0, text.data(), size, narrow.data(),
                                                            static_cast<int>(narrow.size()), nullptr, flag);
