@@ -61,7 +61,7 @@ class JoinedScripts(RunPage):
     def test_a_missing_claim_fails(self):
         self.fails('+2', vbscript("WScript.Echo 1 ' -> 1", 'WScript.Echo 2'))
 
-    def test_output_that_does_not_come_fails(self):
+    def test_missing_output_line_fails(self):
         self.fails('-2', vbscript("WScript.Echo 1 ' -> 1", "' -> 2"))
 
     def test_a_script_that_stops_fails(self):

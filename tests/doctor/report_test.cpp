@@ -189,7 +189,7 @@ TEST(Arguments, Unregister_TakesUser) {
     EXPECT_EQ(CommandOf({L"unregister", L"--user"}).action, Action::unregisterLibrary);
 }
 
-TEST(Arguments, Help_WinsOverAllElse) {
+TEST(Arguments, Help_HasPrecedence) {
     EXPECT_EQ(CommandOf({L"--help"}).action, Action::help);
     EXPECT_EQ(CommandOf({L"register", L"--help"}).action, Action::help);
     for (const wchar_t* const word : {L"-h", L"/?", L"help"}) {

@@ -135,7 +135,7 @@ TEST_F(Scopes, AppIdOfAnotherLibrary_IsRemovedByRegister) {
     ExpectSame(LinesOf(Scope::machine), wanted);
 }
 
-TEST_F(Scopes, RegisterOfAFolder_SaysThatItIsOne) {
+TEST_F(Scopes, RegisterOfAFolder_SaysThatItIsAFolder) {
     for (const std::wstring& path : {m_folder.wstring(), m_folder.wstring() + L"\\", std::wstring(L".")}) {
         const Report run = Doctor(L"register \"" + path + L"\"");
         EXPECT_EQ(run.exitCode, 1u);
@@ -143,7 +143,7 @@ TEST_F(Scopes, RegisterOfAFolder_SaysThatItIsOne) {
     }
 }
 
-TEST_F(Scopes, RegisterOfALongPath_GivesTheResultAndNoGuess) {
+TEST_F(Scopes, RegisterOfALongPath_ReportsTheResultWithoutGuessing) {
     const std::wstring copy = Copy(std::wstring(120, L'a') + L"\\" + std::wstring(120, L'b'));
     ASSERT_GT(copy.size(), std::size_t{MAX_PATH});
     const Report run = Doctor(L"register \"" + copy + L"\"");
@@ -216,7 +216,7 @@ TEST_F(Scopes, RegisteredForTheUserOnly_IsSeenByProgramsThatAreNotElevated) {
     EXPECT_EQ(json["facts"]["classes"][0]["works"].truth, !elevated);
 }
 
-TEST_F(Scopes, RegisteredForBoth_SaysWhoWins) {
+TEST_F(Scopes, RegisteredForBoth_SaysWhichIsUsed) {
     const std::wstring copy = Copy(L"user's");
     ASSERT_EQ(Doctor(L"register").exitCode, 0u);
     ASSERT_EQ(Doctor(L"register --user \"" + copy + L"\"").exitCode, 0u);

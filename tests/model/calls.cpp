@@ -6,7 +6,7 @@
 namespace model {
 namespace {
 
-/// A number in hexadecimal digits, with at least as many.
+/// A number in hexadecimal, with at least that many digits.
 std::string Hex(unsigned long number, int digits) {
     char text[20];
     std::snprintf(text, sizeof(text), "%0*lx", digits, number);

@@ -1,4 +1,4 @@
-// Late-bound calls: how they are made, and what the rules say of each before it reaches its member.
+// Late-bound calls: how they are made, and their results by the rules before they reach the member.
 
 #include <algorithm>
 #include <cstring>
@@ -19,7 +19,7 @@ std::string Differs(const char* what, const std::string& is, const std::string& 
     return std::string(what) + "\n    is: " + is + "\nwanted: " + wanted;
 }
 
-/// Whether a caller can have a variable of the type, for a VT_BYREF to it.
+/// Whether there are variables of the type, for a VT_BYREF.
 bool HasReferences(VARTYPE type) {
     return type != VT_EMPTY && type != VT_NULL && (type & VT_BYREF) == 0;
 }
@@ -28,7 +28,7 @@ bool IsObject(VARTYPE type) {
     return type == VT_DISPATCH || type == VT_UNKNOWN;
 }
 
-/// Puts a value that converts, or one that does not, in the place of the one that is wanted. False: it does not suit.
+/// Replaces a value with one that converts to it, or with one that does not. Returns false if there is none.
 bool Replace(Pass pass, VARTYPE parameter, const Value& given, VARIANT& value) {
     const bool isNumber = parameter == VT_I4 || parameter == VT_BOOL;
     const auto set = [&](const Value& other) {
@@ -67,7 +67,7 @@ bool Replace(Pass pass, VARTYPE parameter, const Value& given, VARIANT& value) {
     }
 }
 
-/// What the conversion to a parameter's type gives. The platform's conversion is the rule.
+/// The result of the conversion to a parameter's type, by the platform's rules.
 HRESULT Convert(const Member& member, std::size_t i, LCID locale, VARIANT& value, const Ref& object, Value& converted) {
     const VARTYPE type = member.parameters[i];
     if (type == VT_VARIANT || V_VT(&value) == type) {
@@ -85,7 +85,7 @@ HRESULT Convert(const Member& member, std::size_t i, LCID locale, VARIANT& value
     if (V_VT(&value) == type) {
         return S_OK;
     }
-    if (object != nullptr) { // none of the classes has a default property without parameters
+    if (object != nullptr) { // no class has a default property without parameters
         return DISP_E_TYPEMISMATCH;
     }
     Variant changed;
@@ -94,7 +94,7 @@ HRESULT Convert(const Member& member, std::size_t i, LCID locale, VARIANT& value
     return hr == S_OK || hr == DISP_E_OVERFLOW ? hr : DISP_E_TYPEMISMATCH;
 }
 
-/// The order in which a call passes its arguments: the parameter of each, and the name if it has one.
+/// The order in which a call passes its arguments: each one's parameter and, if any, name.
 struct Passed {
     std::size_t parameter;
     bool named;
@@ -137,7 +137,7 @@ WORD FlagsOf(const Call& call) {
                                                          : puts[which];
 }
 
-/// Whether the shape makes a difference for the member; if not, the call is as plain as any other.
+/// Whether the shape makes a difference for the member; if not, the call is an ordinary one.
 bool Suits(const Call& call) {
     const Member& member = *call.member;
     const auto hasPut = [&] {
@@ -168,7 +168,7 @@ void World::Pack(const Call& call, std::size_t i, const Value& value, Packed& pa
     const VARTYPE parameter = call.member->parameters[i];
     IDispatch* const object =
         argument.slot >= 0 ? m_slots[static_cast<std::size_t>(argument.slot)].Dispatch() : nullptr;
-    if (value.type == (VT_BYREF | VT_I4)) { // its value counts, whatever the pass
+    if (value.type == (VT_BYREF | VT_I4)) { // its value counts, however it is passed
         Fill(packed.sent, value, nullptr);
         Fill(packed.value, Value::Long(*V_I4REF(&packed.sent)), nullptr);
         return;
@@ -319,7 +319,7 @@ std::string World::CallLateBound(const Call& call, const Arguments& given) {
     std::memset(&info, 0xcc, sizeof(info));
     UINT badArgument = 99;
     const Ref self = ObjectIn(call.slot);
-    const CComPtr<IDispatch> real = SlotOf(call.slot).Dispatch(); // a result may take its place
+    const CComPtr<IDispatch> real = SlotOf(call.slot).Dispatch(); // the result may replace it
     SetErrorInfo(0, call.earlierError ? m_earlierError.p : nullptr);
     const HRESULT hr =
         real->Invoke(call.shape == Shape::UnknownMember ? noSuchMember : member.id,

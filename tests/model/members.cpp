@@ -35,7 +35,7 @@ template <class T> void StoreResult(T value, VARIANT& result) {
     // clang-format on
 }
 
-/// The results among the parameters' types. (A BSTR is a pointer, but no result.)
+/// The result types among the parameter types. (A BSTR is a pointer, but not a result.)
 template <class T> constexpr bool isResult = false;
 template <class T> constexpr bool isResult<T*> = !isObject<T*> && !std::is_same_v<T*, BSTR>;
 
@@ -89,7 +89,7 @@ template <class Class> Class& Self(const ModelCall& call) {
 long LongOf(const ModelCall& call, std::size_t i) {
     return static_cast<long>(call.arguments[i].bits);
 }
-/// An int as the core takes it: negative ones become very large.
+/// An int as converted by the core: negative ones become very large.
 std::uint64_t Widened(const ModelCall& call, std::size_t i) {
     return static_cast<std::uint64_t>(call.arguments[i].bits);
 }
@@ -170,7 +170,7 @@ Outcome AddObject(const ModelCall& call) {
     Self<Objects>(call).entries.push_back(call.arguments[0].object);
     return {};
 }
-/// `appends`: one past the end is an index, too.
+/// `appends`: one past the end is a valid index too.
 template <bool appends> Outcome PutObject(const ModelCall& call) {
     auto& entries = Self<Objects>(call).entries;
     if (!IsIndex(call, entries.size() + (appends ? 1 : 0))) {
@@ -354,7 +354,7 @@ const std::vector<Member>& Table() {
              &Vtable<&INXTokenStringList::get_Count>::Call, &Count},
             {Kind::TokensList, "_Item", DISPID_VALUE, get, VT_DISPATCH, {VT_I4}, {"n"}, 0, Kind::Tokens,
              &Vtable<&INXTokenStringList::get__Item>::Call,
-             [](const ModelCall& call) { // the one bad index without an error record
+             [](const ModelCall& call) { // the only invalid index without an error record
                  Outcome outcome = Item(call);
                  outcome.message = nullptr;
                  return outcome;

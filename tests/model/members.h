@@ -1,4 +1,4 @@
-/// The members of the seven interfaces: how a client calls each, and what the model makes of the call.
+/// The members of the seven interfaces: how to call each, and what the model does.
 #pragma once
 
 #include <array>
@@ -17,24 +17,24 @@ namespace model {
 
 using Arguments = std::vector<Value>;
 
-/// A call of a member as the model sees it.
+/// A call of a member in the model.
 struct ModelCall {
     const Ref& self;
     const Arguments& arguments; ///< of the parameters' types
     bool lateBound;
     const std::function<Ref()>& makeStream;
-    int file = notAFile;                  ///< the file that a file name stands for
+    int file = notAFile;                  ///< the file of a file name
     std::shared_ptr<Loan> loan = nullptr; ///< of a value added through the vtable
 };
 
-/// What a call through the vtable gave.
+/// The result of a call through the vtable.
 struct VtableReply {
     HRESULT hr = E_UNEXPECTED;
     bool untouched = false; ///< nothing was written to the out-parameter
 };
 
-/// A member as its interface declares it. Parameters and results have the types of the type library, but VT_I4 for
-/// int; an interface pointer is a VT_DISPATCH.
+/// A member as declared by its interface. Types are those of the type library, but VT_I4 for int and VT_DISPATCH for
+/// interface pointers.
 struct Member {
     Kind kind;
     const char* name;
@@ -43,21 +43,21 @@ struct Member {
     VARTYPE result; ///< VT_EMPTY: none
     std::vector<VARTYPE> parameters;
     std::vector<const char*> names; ///< of the parameters; a new value has none
-    std::size_t optional = 0;       ///< how many parameters at the end may be left out
-    Kind objects = Kind::Tokens;    ///< what a VT_DISPATCH parameter takes
-    /// Calls the member of `object`, which is a pointer to the class's own interface. Arguments are of the parameters'
-    /// very types; `result` holds what was there before when the result is a VARIANT.
+    std::size_t optional = 0;       ///< number of optional parameters, which are last
+    Kind objects = Kind::Tokens;    ///< the class of VT_DISPATCH parameters
+    /// Calls the member of `object`, a pointer to the class's own interface. Arguments have exactly the parameter
+    /// types; `result` is the previous value if the result is a VARIANT.
     VtableReply (*vtable)(IDispatch* object, VARIANT* arguments, VARIANT& result);
     Outcome (*model)(const ModelCall& call);
-    bool lends = false; ///< the result of a call through the vtable is not the caller's
+    bool lends = false; ///< the caller does not own the result of a vtable call
 };
 
-/// All of them, class by class.
+/// All members, by class.
 std::span<const Member> Members();
-/// Those of a class.
+/// The members of a class.
 std::span<const Member> MembersOf(Kind kind);
 
-/// What stands for a class in messages, and names it for COM: NXString.
+/// The name of a class in messages and for COM: NXString.
 const char* NameOf(Kind kind);
 const CLSID& ClsidOf(Kind kind);
 const IID& IidOf(Kind kind);

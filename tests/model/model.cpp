@@ -38,7 +38,7 @@ Text String::Mid(std::uint64_t start, std::uint64_t count) const {
 }
 
 Text String::Right(std::uint64_t count) const {
-    return Mid(Length() - count, count); // wraps around, and is then beyond the end
+    return Mid(Length() - count, count); // wraps around and is then past the end
 }
 
 // Token strings
@@ -94,7 +94,7 @@ void Tokens::SetSeparator(const Text& newSeparator, bool newWhole) {
 Value Collection::At(std::size_t index) const {
     Value value = elements[index].value;
     if (value.type == VT_BSTR && !value.text) {
-        // The copy is the platform's, and not every platform copies a null BSTR as one.
+        // The platform makes the copy, and not every platform copies a null BSTR as null.
         VARIANT null = {};
         V_VT(&null) = VT_BSTR;
         VARIANT copy = {};
@@ -137,7 +137,7 @@ void Stream::Clear() {
     }
 }
 
-/// What the standard's getline gives with room for 127 characters and the NUL.
+/// What std::istream::getline reads into a buffer of 127 characters and the NUL.
 std::string Stream::ReadPiece() {
     std::string piece;
     if (endOfFile || failed) {

@@ -1,5 +1,5 @@
-/// A plain model of the library's objects: what each member does, in the fewest words, with containers of the standard
-/// library. Nothing here is shared with the product, and nothing is fast.
+/// A plain model of the library's objects: what each member does, as simply as possible, with standard containers. It
+/// shares no code with the product.
 #pragma once
 
 #include <cstddef>
@@ -15,13 +15,13 @@
 
 namespace model {
 
-/// A BSTR; none: null, which is not the same as one of length zero.
+/// A BSTR; none for null, which differs from length zero.
 using Text = std::optional<std::wstring>;
 
 struct Object;
 using Ref = std::shared_ptr<Object>;
 
-/// What a VARIANT holds.
+/// The content of a VARIANT.
 struct Value {
     VARTYPE type = VT_EMPTY;
     std::int64_t bits = 0;        ///< of a number; of a reference, the address
@@ -37,24 +37,24 @@ struct Value {
 
 enum class Kind { String, Tokens, Strings, Stream, TokensList, StreamList, Collection, Enumerator };
 
-/// What a member answers.
+/// The result of a member.
 struct Outcome {
     HRESULT hr = S_OK;
     Value value = {};                 ///< VT_EMPTY: no result
-    const wchar_t* message = nullptr; ///< of the error record; null: there is none
+    const wchar_t* message = nullptr; ///< of the error record; null if there is none
 
     static Outcome Failed(const wchar_t* message) { return {E_FAIL, {}, message}; }
     static Outcome BadIndex() { return Failed(L"Index out of bounds!"); }
 };
 
-/// An object. The number of Refs to it is the number of references that the real one must have.
+/// An object. The number of Refs to it must be the real object's number of references.
 struct Object {
     explicit Object(Kind kindOfObject) : kind(kindOfObject) {}
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
     virtual ~Object() = default;
 
-    /// What an enumerator sees.
+    /// The elements for an enumerator.
     [[nodiscard]] virtual std::size_t Size() const { return 0; }
     [[nodiscard]] virtual Value At(std::size_t) const { return {}; }
 
@@ -62,7 +62,7 @@ struct Object {
     IUnknown* identity = nullptr; ///< the real object's; not a counted reference
 };
 
-/// The text up to its first NUL: what an object keeps of a BSTR.
+/// The text up to its first NUL, which an object stores of a BSTR.
 Text UpToNul(const Text& text);
 
 struct String final : Object {
@@ -88,7 +88,7 @@ struct Tokens final : Object {
 
     std::vector<Text> tokens;
     Text separator;
-    bool whole = false; ///< the separator is one, not each of its characters
+    bool whole = false; ///< the whole separator separates, not each of its characters
 };
 
 struct Strings final : Object {
@@ -108,7 +108,7 @@ struct Objects final : Object {
     std::vector<Ref> entries;
 };
 
-/// What a caller keeps alive as long as a collection refers to it.
+/// A value that its caller keeps alive while a collection refers to it.
 struct Loan {
     virtual ~Loan() = default;
 };
@@ -116,7 +116,7 @@ struct Loan {
 struct Collection final : Object {
     struct Element {
         Value value;
-        std::shared_ptr<Loan> loan; ///< null: the collection owns the value. Ends before `value`.
+        std::shared_ptr<Loan> loan; ///< null: the collection owns the value. Destroyed before `value`.
     };
 
     Collection() : Object(Kind::Collection) {}
@@ -126,10 +126,10 @@ struct Collection final : Object {
     std::vector<Element> elements;
 };
 
-/// The files: their bytes, by number; none: there is no such file.
+/// The bytes of the files, by number; none if the file does not exist.
 using Files = std::vector<std::optional<std::string>>;
 
-/// How a name is related to the files: one of their numbers, or this.
+/// The file number of a name that is not one of the files.
 constexpr int notAFile = -1;
 
 struct Stream final : Object {
@@ -145,7 +145,7 @@ struct Stream final : Object {
 
     Files& files;
     Text name;
-    int file = notAFile; ///< that the name stands for
+    int file = notAFile; ///< the file of the name
     bool isOpen = false;
     bool binary = false;
     std::size_t position = 0;
@@ -153,7 +153,7 @@ struct Stream final : Object {
     bool failed = false;
     Text lastLine;
     unsigned changes = 0; ///< how often lastLine has been written
-    // What the real stream has lent, and which of the changes that was.
+    // What the real stream has lent, and the number of changes at that time.
     const wchar_t* lent = nullptr;
     unsigned lentChange = 0;
 
@@ -172,14 +172,14 @@ struct Enumerator final : Object {
 
     /// The next elements, at most `count`.
     std::vector<Value> Next(std::size_t count);
-    /// False: fewer were left.
+    /// Returns false if fewer were left.
     bool Skip(std::size_t count);
 
     const Ref owner;
     std::size_t position;
 };
 
-/// Whether `object` refers to `other`, itself included.
+/// Whether `object` is or refers to `other`.
 bool Reaches(const Ref& object, const Object* other);
 
 } // namespace model

@@ -1,8 +1,8 @@
-// The whole system against a plain model: random calls of objects of all classes, through the vtable and late-bound.
+// The whole system against a plain model: random calls of all classes, through the vtable and late-bound:
+// model_tests [--calls N] [--seconds N] [--seed N]
 //
-//     model_tests [--calls N] [--seconds N] [--seed N]
-//
-// makes N calls (100,000), or goes on for N seconds. A difference prints the shortest sequence of calls that shows it.
+// Makes N calls (100,000), or runs for N seconds. For a difference, prints the shortest sequence of calls that shows
+// it.
 
 #include <array>
 #include <atomic>
@@ -41,7 +41,7 @@ Options options;
 /// Random calls in one world.
 constexpr int callsInWorld = 400;
 
-/// What is printed when the process crashes or hangs.
+/// Printed if the process crashes or hangs.
 struct Progress {
     unsigned seed = 0;
     const std::vector<Call>* calls = nullptr;
@@ -49,7 +49,7 @@ struct Progress {
 Progress progress;
 std::atomic<unsigned> callsBegun = 0;
 
-/// Makes random calls, which it records, until there is a difference.
+/// Makes and records random calls until there is a difference.
 std::string Explore(const support::TemporaryFolder& folder, unsigned seed, std::vector<Call>& calls,
                     std::size_t& callsMade) {
     progress = {seed, &calls};
@@ -66,7 +66,7 @@ std::string Explore(const support::TemporaryFolder& folder, unsigned seed, std::
     return difference.empty() ? world.End() : difference;
 }
 
-/// Makes the calls once more, with new objects.
+/// Makes the calls again, with new objects.
 std::string Replay(const support::TemporaryFolder& folder, const std::vector<Call>& calls) {
     World world(folder);
     std::string difference;
@@ -76,7 +76,7 @@ std::string Replay(const support::TemporaryFolder& folder, const std::vector<Cal
     return difference.empty() ? world.End() : difference;
 }
 
-/// The same, and also reports what has not been freed.
+/// The same, and also reports memory leaks.
 std::string ReplayAndCount(const support::TemporaryFolder& folder, const std::vector<Call>& calls) {
     const support::LiveAllocations before = support::CountLiveAllocations();
     std::string difference = Replay(folder, calls);
@@ -90,13 +90,13 @@ std::string ReplayAndCount(const support::TemporaryFolder& folder, const std::ve
     return difference;
 }
 
-/// Shrinks the calls that show a difference and prints the rest.
+/// Shrinks the calls that show a difference and prints them.
 void Report(const support::TemporaryFolder& folder, unsigned seed, const std::vector<Call>& calls,
             const std::string& difference) {
     const auto shows = [&](const std::vector<Call>& some) { return !ReplayAndCount(folder, some).empty(); };
     if (!shows(calls)) {
         ADD_FAILURE() << "seed " << seed << ", " << calls.size() << " calls: " << difference
-                      << "\nNot seen again when the calls are made once more.";
+                      << "\nNot reproduced by making the calls again.";
         return;
     }
     const std::vector<Call> fewest = Shrink(calls, shows);
@@ -104,7 +104,7 @@ void Report(const support::TemporaryFolder& folder, unsigned seed, const std::ve
                   << Printed(fewest) << ReplayAndCount(folder, fewest);
 }
 
-/// Makes random calls in a new world and checks that it leaves no allocation behind. Returns false for a difference.
+/// Makes random calls in a new world and checks for leaks. Returns false for a difference.
 bool ExploreWorld(const support::TemporaryFolder& folder, unsigned seed, std::size_t& callsMade) {
     const support::LiveAllocations before = support::CountLiveAllocations();
     {
@@ -127,7 +127,7 @@ bool ExploreWorld(const support::TemporaryFolder& folder, unsigned seed, std::si
     return false;
 }
 
-/// Prints what a process that crashes was doing.
+/// Prints what a crashing process was doing.
 LONG CALLBACK SayWhere(EXCEPTION_POINTERS* exception) {
     std::printf("exception 0x%08lx at %p\n", exception->ExceptionRecord->ExceptionCode,
                 exception->ExceptionRecord->ExceptionAddress);
@@ -139,8 +139,8 @@ LONG CALLBACK SayWhere(EXCEPTION_POINTERS* exception) {
     return EXCEPTION_CONTINUE_SEARCH;
 }
 
-/// Ends the process when no call has begun for a minute: a call that damages the heap may hang. Allocates nothing to
-/// print that.
+/// Ends the process if no call has started for a minute: a call that damages the heap may hang. Prints without
+/// allocating.
 void EndWhenNothingMoves() {
     unsigned last = callsBegun;
     for (;;) {
@@ -160,13 +160,13 @@ void EndWhenNothingMoves() {
 }
 
 TEST(Model, RandomCalls_GiveWhatTheModelGives) {
-    ASSERT_EQ(GetACP(), 1252u) << "The model of files is one of this code page.";
+    ASSERT_EQ(GetACP(), 1252u) << "The model assumes this code page for files.";
     ASSERT_HRESULT_SUCCEEDED(CoInitialize(nullptr));
     {
         const support::TemporaryFolder folder;
         static_cast<void>(support::CountLiveAllocations());
         std::size_t callsMade = 0;
-        std::vector<Call> warmUp; // what happens once in a process is not counted
+        std::vector<Call> warmUp; // one-time allocations of a process are not counted
         Explore(folder, 4711, warmUp, callsMade);
         support::FollowAllocations(support::LoadedDll());
         callsMade = 0;
@@ -211,7 +211,7 @@ TEST(Shrink, NothingNeeded_LeavesNothing) {
     EXPECT_EQ(Shrink(std::vector<int>{1, 2, 3}, [](const auto&) { return true; }), std::vector<int>());
 }
 
-/// Reads the options that are not GoogleTest's. Returns false when one is unknown or has no valid number.
+/// Parses the options that are not GoogleTest's. Returns false if one is unknown or has no valid number.
 bool ReadOptions(int argc, char** argv) {
     for (int i = 1; i < argc; i += 2) {
         if (i + 1 == argc) {

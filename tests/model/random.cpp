@@ -70,7 +70,7 @@ Call RandomCalls::MemberOf(const World& world, int slot, const Object& object) {
     const auto* const stream = dynamic_cast<const Stream*>(&object);
     call.member = &members[Below(members.size())];
     for (int again = 0; again < 3 && stream != nullptr; ++again) {
-        // Streams are for reading and writing, and soon closed.
+        // Streams are read and written, and closed soon.
         const std::string_view name = call.member->name;
         const bool dull = stream->isOpen ? name == "Clear" || name == "Close" || name == "Open" : name != "Open";
         if (dull && !Chance(1, 6)) {
@@ -106,7 +106,7 @@ void RandomCalls::MakeLateBound(const World& world, Call& call) {
         }
         auto pass = Chance(1, 2) ? static_cast<Pass>(1 + Below(3)) : static_cast<Pass>(Below(passes));
         if (argument.fileName >= 0 && pass > Pass::NullReference) {
-            pass = Pass::Direct; // a file name that is none of ours would be a file anywhere
+            pass = Pass::Direct; // any other file name might be any file
         }
         if (pass == Pass::OtherObject) {
             const int slot = AnySlot();
@@ -223,7 +223,7 @@ Text RandomCalls::AnyText() {
     }
     std::wstring text;
     for (unsigned length = Chance(1, 12) ? 0 : Chance(1, 30) ? 300 : Below(9); length > 0; --length) {
-        // The terminating NUL of the array is one of them: not often.
+        // Includes the terminating NUL of the array, which is rare enough.
         const unsigned unit = Below(std::size(units));
         text += units[unit] == L'\0' && !Chance(1, 3) ? L'c' : units[unit];
     }
@@ -244,7 +244,7 @@ Text RandomCalls::AnyLine() {
     return line;
 }
 
-/// Lines of text, many of a length at which something happens.
+/// Lines of text, many of critical lengths.
 std::string RandomCalls::AnyBytes() {
     static constexpr char rare[] = {'\r', '\n', '\0', '\x1a', '\xe4', '\xff', ' ', '\t', ';', '#'};
     std::string bytes;

@@ -1,4 +1,4 @@
-/// Random calls: every kind of call, mostly ones that lead somewhere.
+/// Random calls of every kind, mostly valid ones.
 #pragma once
 
 #include <random>
@@ -13,11 +13,11 @@ class RandomCalls {
   public:
     explicit RandomCalls(unsigned seed) : m_random(seed) {}
 
-    /// A call that suits the world as it is.
+    /// A call that fits the state of the world.
     Call Next(const World& world);
 
   private:
-    /// A number from 0 up to, but not including, `limit`.
+    /// A number from 0 to `limit` - 1.
     unsigned Below(std::size_t limit) { return static_cast<unsigned>(m_random() % limit); }
     bool Chance(unsigned one, unsigned in) { return Below(in) < one; }
 

@@ -1,4 +1,4 @@
-/// Makes a sequence that shows something as short as possible.
+/// Shrinks a sequence that shows a fault.
 #pragma once
 
 #include <algorithm>
@@ -7,8 +7,8 @@
 
 namespace model {
 
-/// Deletes parts of `sequence` as long as `shows(sequence)` stays true, and returns what is left: without any one of
-/// these elements, `shows` would be false. It must be true for the whole sequence.
+/// Removes parts of `sequence` while `shows(sequence)` stays true, and returns the rest: without any of these elements,
+/// `shows` would be false. It must be true for the whole sequence.
 template <class Element, class Shows> std::vector<Element> Shrink(std::vector<Element> sequence, Shows shows) {
     for (std::size_t part = std::max<std::size_t>(sequence.size() / 2, 1);;) {
         bool shorter = false;

@@ -13,7 +13,7 @@ bool IsObject(VARTYPE type) {
     return type == VT_DISPATCH || type == VT_UNKNOWN;
 }
 
-/// How many bytes of a VARIANT's value count.
+/// The number of significant bytes of a VARIANT's value.
 std::size_t SizeOf(VARTYPE type) {
     switch (type) {
     case VT_EMPTY:
@@ -94,7 +94,7 @@ Value ValueOf(const VARIANT& variant) {
             value.array.assign(numbers, numbers + array->rgsabound[0].cElements);
         }
     } else if (!IsObject(value.type)) {
-        // Only the bytes of the value: those beside it may be anything.
+        // Only the bytes of the value; the others are unspecified.
         const std::size_t size = SizeOf(value.type);
         const auto bits = static_cast<std::uint64_t>(V_I8(&variant));
         const auto shift = 8 * (8 - size);

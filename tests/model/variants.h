@@ -1,4 +1,4 @@
-/// VARIANTs of the model's values, and the other way round.
+/// Conversions between VARIANTs and the model's values.
 #pragma once
 
 #include <functional>
@@ -21,20 +21,20 @@ class Variant : public VARIANT {
     ~Variant() { VariantClear(this); }
 };
 
-/// A new BSTR; a null one for no text.
+/// A new BSTR; null for no text.
 BSTR MakeBstr(const Text& text);
 
-/// Fills an empty VARIANT, whose owner owns what is in it. `object` is what the value's object is in reality.
+/// Stores a value in an empty VARIANT, which owns it. `object` is the real object of the value.
 void Fill(VARIANT& variant, const Value& value, IDispatch* object);
 
-/// What a VARIANT holds that has no object.
+/// The value of a VARIANT without an object.
 Value ValueOf(const VARIANT& variant);
 
-/// Whether the VARIANT is what the model wants; if not, what it is. Objects of the model that have none yet get their
-/// identity.
+/// Compares a VARIANT with the model's value and describes a difference. Sets the identity of objects of the model that
+/// have none yet.
 std::string Difference(const VARIANT& actual, const Value& wanted);
 
-/// A value that a collection refers to and that its caller owns. `complain` is told when somebody else has freed it.
+/// A value that a collection refers to and the caller owns. Calls `complain` if somebody else has freed it.
 std::shared_ptr<Loan> Lend(VARIANT& variant, const Value& value, IDispatch* object,
                            std::function<void(const std::string&)> complain);
 

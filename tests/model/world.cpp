@@ -13,7 +13,7 @@ using support::PrintedHr;
 namespace model {
 namespace {
 
-/// What a result is before a call that must not touch it.
+/// The value of a result before a call that must not touch it.
 constexpr long untouched = 0x5a5a5a5a;
 
 std::string Differs(const char* what, const std::string& is, const std::string& wanted) {
@@ -37,7 +37,7 @@ std::wstring SourceOf(Kind kind) {
 
 World::World(const support::TemporaryFolder& folder)
     : m_folder(folder), m_objectsLeftBefore(support::LoadedDll() != nullptr && support::DllHoldsObjects()) {
-    static int worlds = 0; // what an earlier world has left open must not matter
+    static int worlds = 0; // files that an earlier world left open must not matter
     m_number = ++worlds;
     CComPtr<ICreateErrorInfo> error;
     CreateErrorInfo(&error);
@@ -114,7 +114,7 @@ std::string World::MakeAny(const Call& call) {
     }
 }
 
-/// A new object of the DLL. Most are not created through COM, which would look into the registry each time.
+/// A new object of the DLL. Most are created without COM, which would read the registry each time.
 HRESULT World::CreateReal(const Call& call, IUnknown** object) {
     const CLSID& clsid = ClsidOf(call.kind);
     auto** const result = reinterpret_cast<void**>(object);
@@ -328,7 +328,7 @@ std::string World::CallMember(const Call& call) {
     return difference.empty() && look ? CheckFile(stream->file) : difference;
 }
 
-/// Checks a result and keeps it if it is an object that the call has a target for. `lent`: the caller does not own it.
+/// Checks a result and keeps it if it is an object and the call has a target. `lent`: the caller does not own it.
 std::string World::TakeResult(const Call& call, VARIANT& result, const Value& wanted, bool lent) {
     std::string difference = Difference(result, wanted);
     const bool isObject = wanted.type == VT_DISPATCH || wanted.type == VT_UNKNOWN;
@@ -381,7 +381,7 @@ std::string World::CallVtable(const Call& call, const Arguments& given) {
     ++m_callsMade;
 
     const Ref self = ObjectIn(call.slot);
-    const CComPtr<IDispatch> real = SlotOf(call.slot).Dispatch(); // a result may take its place
+    const CComPtr<IDispatch> real = SlotOf(call.slot).Dispatch(); // the result may replace it
     Variant result;
     if (member.result == VT_VARIANT && call.variant % 2 == 1) {
         Fill(result, Value::Of(Text(L"replaced")), nullptr);
@@ -403,7 +403,7 @@ std::string World::CallVtable(const Call& call, const Arguments& given) {
         return difference;
     }
     if (FAILED(reply.hr)) {
-        // Lists of strings promise nothing about the out-parameter.
+        // String lists do not specify the out-parameter.
         return reply.untouched || member.kind == Kind::Strings ? "" : "a failed call has changed the out-parameter";
     }
     if (member.result == VT_EMPTY) {
@@ -424,7 +424,7 @@ std::string World::CallVtable(const Call& call, const Arguments& given) {
     return TakeResult(call, result, outcome.value, member.lends);
 }
 
-/// The result of a call through the vtable, and the error record that it left.
+/// The result of a call through the vtable, and the error record that it set.
 std::string World::CheckError(const Call& call, HRESULT hr, const Outcome& outcome) const {
     if (hr != outcome.hr) {
         return Differs("result", PrintedHr(hr), PrintedHr(outcome.hr));
@@ -463,7 +463,7 @@ std::string World::CheckError(const Call& call, HRESULT hr, const Outcome& outco
 // Enumerators
 
 std::string World::Next(const Call& call) {
-    const Ref model = ObjectIn(call.slot); // a result may take its place
+    const Ref model = ObjectIn(call.slot); // the result may replace it
     const CComPtr<IUnknown> keeper = SlotOf(call.slot).real;
     auto* const real = static_cast<IEnumVARIANT*>(keeper.p);
     auto& enumerator = static_cast<Enumerator&>(*model);

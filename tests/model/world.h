@@ -1,4 +1,4 @@
-/// Objects of the registered DLL and their models, side by side: each call is made on both.
+/// Objects of the registered DLL and their models: each call is made on both.
 #pragma once
 
 #include <array>
@@ -18,7 +18,7 @@ constexpr int slotCount = 14;
 
 class World {
   public:
-    /// Starts without objects and files. Files go into `folder`. Only one world may exist at a time.
+    /// Starts without objects and files. Creates files in `folder`. Only one world may exist at a time.
     explicit World(const support::TemporaryFolder& folder);
     World(const World&) = delete;
     World& operator=(const World&) = delete;
@@ -30,9 +30,9 @@ class World {
     /// Releases everything and returns the difference, as Make does. The world must not be used afterwards.
     std::string End();
 
-    /// How many calls have been made.
+    /// The number of calls made.
     [[nodiscard]] std::size_t CallsMade() const noexcept { return m_callsMade; }
-    /// The object in a slot; null: none.
+    /// The object in a slot, or null.
     [[nodiscard]] const Ref& ObjectIn(int slot) const { return m_slots[static_cast<std::size_t>(slot)].model; }
 
   private:
@@ -47,14 +47,14 @@ class World {
         }
     };
 
-    /// An argument of a late-bound call, and what its passing needs.
+    /// An argument of a late-bound call, and the variables for passing it.
     struct Packed {
         Variant value;
         VARIANT middle = {};
         VARIANT sent = {};
     };
 
-    /// What the rules say of a late-bound call before it reaches its member.
+    /// The result of a late-bound call by the rules, before it reaches its member.
     struct Expectation {
         HRESULT hr = S_OK;
         int badParameter = -1;
@@ -80,10 +80,10 @@ class World {
     void Pack(const Call& call, std::size_t i, const Value& value, Packed& packed) const;
     static Expectation Expect(const Call& call, const Arguments& given, std::vector<Packed>& packed);
 
-    /// The arguments as the caller has them. False: an object is not there.
+    /// The arguments of the caller. Returns false if an object does not exist.
     bool Resolve(const Call& call, Arguments& arguments);
     [[nodiscard]] ModelCall ToModel(const Call& call, const Arguments& arguments) const;
-    /// Whether the model has an answer: files belong to one stream at a time, and objects must not form a ring.
+    /// Whether the model supports the call: a file belongs to one stream at a time, and objects must not form a cycle.
     bool Settled(const Call& call, const Arguments& arguments) const;
     [[nodiscard]] bool IsFileOpen(int file, const Object* except) const;
     void Keep(int slot, const Ref& model, IUnknown* real);
@@ -103,7 +103,7 @@ class World {
     CComPtr<IErrorInfo> m_earlierError;
     std::string m_complaint;
     std::size_t m_callsMade = 0;
-    const bool m_objectsLeftBefore; ///< by another world, which says nothing about this one
+    const bool m_objectsLeftBefore; ///< by an earlier world, which does not matter here
     int m_number = 0;               ///< for names of files
     bool m_ended = false;
 };

@@ -1,4 +1,4 @@
-// Objects of the DLL in many apartments at the same time, and used from another apartment through a proxy.
+// Objects in many apartments at the same time, and used from another apartment through a proxy.
 
 #include <atomic>
 #include <chrono>
@@ -48,7 +48,7 @@ const Class& ClassOf(REFCLSID clsid) {
 // ---------------------------------------------------------------------------------------------------------------------
 // Many threads
 
-/// What each of several threads does until the time is over. Counts what it has done.
+/// The work of each thread until the time is over. Counts its rounds.
 class Worker {
   public:
     Worker(const Dll& dll, std::size_t number) : m_dll(dll), m_name(L"thread " + std::to_wstring(number)) {}
@@ -65,7 +65,7 @@ class Worker {
             EXPECT_EQ(Result(object->GetTypeInfo(0, LOCALE_USER_DEFAULT, &type)), Result(S_OK));
             EXPECT_EQ(Result(m_dll.CanUnloadNow()), Result(S_FALSE)) << "an object of this thread lives";
         }
-        if (++rounds % 20 == 0) { // through COM, of the one class that may live in any apartment
+        if (++rounds % 20 == 0) { // through COM; this class may live in any apartment
             UseTokenStringList(support::Create(CLSID_NXTokenStringList), m_name);
             CoFreeUnusedLibraries();
         }
@@ -78,7 +78,7 @@ class Worker {
     const std::wstring m_name;
 };
 
-TEST(Apartments, EightThreadsForFiveSeconds_DisturbNobody) {
+TEST(Apartments, EightThreadsForFiveSeconds_DoNotInterfere) {
     constexpr std::size_t threadCount = 8;
     auto dll = std::make_unique<Dll>();
     std::atomic<int> rounds = 0;
@@ -112,9 +112,9 @@ TEST(Apartments, EightThreadsForFiveSeconds_DisturbNobody) {
         idleThreads += worker.rounds == 0 ? 1 : 0;
     });
     asking.join();
-    std::cout << rounds << " rounds over all classes, " << questions << " questions whether to unload\n";
+    std::cout << rounds << " rounds over all classes, " << questions << " calls of DllCanUnloadNow\n";
     EXPECT_EQ(idleThreads, 0);
-    EXPECT_EQ(Result(dll->CanUnloadNow()), Result(S_OK)) << "nothing is left";
+    EXPECT_EQ(Result(dll->CanUnloadNow()), Result(S_OK)) << "all objects are released";
     dll.reset();
     EXPECT_EQ(GetModuleHandleW(DllPath().c_str()), nullptr);
 }
@@ -122,17 +122,17 @@ TEST(Apartments, EightThreadsForFiveSeconds_DisturbNobody) {
 // ---------------------------------------------------------------------------------------------------------------------
 // Proxies
 
-/// An object in a single-threaded apartment, and a proxy of it in the multi-threaded one, where the test runs.
+/// An object in a single-threaded apartment, and a proxy in the multi-threaded one, where the test runs.
 class ProxyOf : public testing::TestWithParam<Class> {
   protected:
     ~ProxyOf() override {
         m_sta.Do([this] {
             m_object.Release();
-            EXPECT_EQ(Result(m_dll->CanUnloadNow()), Result(S_OK)) << "the proxy's end has released the object";
+            EXPECT_EQ(Result(m_dll->CanUnloadNow()), Result(S_OK)) << "releasing the proxy releases the object";
         });
     }
 
-    /// Makes an object and a proxy for one of its interfaces. The first failure is returned.
+    /// Creates an object and a proxy for one of its interfaces. Returns the first failure.
     template <class Interface> HRESULT MakeProxy(const Class& row, REFIID iid, CComPtr<Interface>& proxy) {
         IStream* stream = nullptr;
         HRESULT hr = E_UNEXPECTED;
@@ -156,7 +156,7 @@ class ProxyOf : public testing::TestWithParam<Class> {
     CComPtr<IDispatch> m_object;
 };
 
-TEST_P(ProxyOf, Dispatch_AnswersAsTheObjectDoes) {
+TEST_P(ProxyOf, Dispatch_BehavesLikeTheObject) {
     CComPtr<IDispatch> proxy;
     ASSERT_EQ(Result(MakeProxy(GetParam(), IID_IDispatch, proxy)), Result(S_OK));
     ASSERT_FALSE(IsTheObject(proxy)) << "no proxy";
@@ -172,8 +172,8 @@ TEST_P(ProxyOf, Dispatch_AnswersAsTheObjectDoes) {
     type->ReleaseTypeAttr(attributes);
 }
 
-/// The platform's marshaler for own interfaces reads them from the registered type library. Wine 8's looks for that in
-/// the neutral language only, where it is not registered; Windows takes any language.
+/// The platform's marshaler for custom interfaces reads the registered type library. Wine 8's looks only for one in the
+/// neutral language, which is not registered; Windows accepts any language.
 class NeutralLanguageEntry {
   public:
     NeutralLanguageEntry() : m_key(Path(), REG_OPTION_VOLATILE) {
@@ -193,17 +193,17 @@ class NeutralLanguageEntry {
     const RegistryKey m_key;
 };
 
-/// Proxies of the own interface of each class.
+/// Proxies of each class's own interface.
 class OwnProxyOf : public ProxyOf {
   protected:
-    /// Makes a proxy as everything is registered, or else with the entry that this platform wants.
+    /// Creates a proxy with the registration as it is, or else with the entry that this platform needs.
     void SetUp() override {
         const HRESULT hr = MakeProxy(GetParam(), *GetParam().iid, m_proxy);
         if (FAILED(hr)) {
             m_refusal = hr;
             m_entry = std::make_unique<NeutralLanguageEntry>();
             ASSERT_EQ(Result(MakeProxy(GetParam(), *GetParam().iid, m_proxy)), Result(S_OK))
-                << "not for the language alone: " << Result(hr);
+                << "not only because of the language: " << Result(hr);
         }
         ASSERT_FALSE(IsTheObject(m_proxy)) << "no proxy";
     }
@@ -228,7 +228,7 @@ class OwnProxyOf : public ProxyOf {
     std::unique_ptr<NeutralLanguageEntry> m_entry;
 };
 
-TEST_P(OwnProxyOf, Vtable_AnswersAsTheObjectDoes) {
+TEST_P(OwnProxyOf, Vtable_BehavesLikeTheObject) {
     using NumberMember = HRESULT STDMETHODCALLTYPE(IUnknown*, void*);
     NumberMember* const member = (*reinterpret_cast<NumberMember***>(m_proxy.p))[GetParam().slot];
     LONG result = -1; // room for a long or a VARIANT_BOOL
@@ -236,7 +236,7 @@ TEST_P(OwnProxyOf, Vtable_AnswersAsTheObjectDoes) {
     EXPECT_EQ(LOWORD(result), 0);
 }
 
-TEST_P(OwnProxyOf, DispatchOfTheProxy_AnswersAsTheObjectDoes) {
+TEST_P(OwnProxyOf, DispatchOfTheProxy_BehavesLikeTheObject) {
     Use(GetParam(), DispatchObject(Proxy<IDispatch>()), L"through the proxy");
 }
 
@@ -245,7 +245,7 @@ INSTANTIATE_TEST_SUITE_P(Classes, OwnProxyOf, testing::ValuesIn(classes), NameOf
 
 using OwnStringProxy = OwnProxyOf;
 
-TEST_P(OwnStringProxy, Texts_GoBothWays) {
+TEST_P(OwnStringProxy, Strings_ArePassedBothWays) {
     const auto proxy = Proxy<INXString>();
     EXPECT_HR(proxy->put_Value(Bstr(L"abcdef")), S_OK);
     Bstr part;

@@ -1,4 +1,4 @@
-/// What clients rely on of each class of the DLL, apart from its interface.
+/// What clients rely on for each class, apart from its interface.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +20,7 @@ struct Class {
     bool sparse;           ///< registered without CurVer, Programmable and TypeLib
     bool enumerable;       ///< whether it has _NewEnum
     const wchar_t* member; ///< a member without arguments whose result is 0 in a new object
-    std::size_t slot;      ///< where that member stands in the vtable
+    std::size_t slot;      ///< the vtable slot of that member
 
     [[nodiscard]] std::wstring WideName() const { return {name, name + std::strlen(name)}; }
     [[nodiscard]] std::wstring ProgId() const { return L"Nuvolex." + WideName(); }

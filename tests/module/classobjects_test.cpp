@@ -1,4 +1,4 @@
-// Class objects: how the DLL hands them out, what they create, what keeps the DLL loaded, and what unloading leaves.
+// Class objects: how clients get them, what they create, what keeps the DLL loaded, and that unloading leaks nothing.
 
 #include <algorithm>
 #include <array>
@@ -24,17 +24,17 @@
 
 namespace {
 
-// {2C9A2B0E-54A5-4E0C-8C7B-0E6F6A3D9F41}: nothing has it
+// {2C9A2B0E-54A5-4E0C-8C7B-0E6F6A3D9F41}: unused
 constexpr GUID unknownId = {0x2C9A2B0E, 0x54A5, 0x4E0C, {0x8C, 0x7B, 0x0E, 0x6F, 0x6A, 0x3D, 0x9F, 0x41}};
 
-/// Something that an out-pointer may hold before a call, and must not hold after a failure.
+/// A value of an out-pointer before a call; after a failure it must be null.
 void* const garbage = reinterpret_cast<void*>(std::uintptr_t{0xDEAD});
 
 std::string NameOf(const testing::TestParamInfo<Class>& row) {
     return row.param.name;
 }
 
-/// The references that an object has now.
+/// The reference count of an object.
 ULONG CountOf(IUnknown* object) {
     object->AddRef();
     return object->Release();
@@ -46,7 +46,7 @@ template <class Interface> CComPtr<Interface> Query(IUnknown* object, REFIID iid
     return answer;
 }
 
-/// Calls the class's number-like member late-bound.
+/// Calls the class's sample member late-bound.
 HRESULT Invoke(IDispatch* object, const Class& row, VARIANT& result) {
     std::wstring name = row.member;
     OLECHAR* names[] = {name.data()};
@@ -59,7 +59,7 @@ HRESULT Invoke(IDispatch* object, const Class& row, VARIANT& result) {
                           nullptr, nullptr);
 }
 
-void ExpectAnswersLateBound(IDispatch* object, const Class& row) {
+void ExpectWorksLateBound(IDispatch* object, const Class& row) {
     VARIANT result;
     VariantInit(&result);
     V_VT(&result) = VT_EMPTY;
@@ -69,17 +69,17 @@ void ExpectAnswersLateBound(IDispatch* object, const Class& row) {
 }
 
 /// Calls the same member through the vtable of the class's own interface.
-void ExpectAnswersThroughVtable(IUnknown* object, const Class& row) {
+void ExpectWorksThroughVtable(IUnknown* object, const Class& row) {
     using Member = HRESULT STDMETHODCALLTYPE(IUnknown*, void*);
     const auto own = Query<IUnknown>(object, *row.iid);
     ASSERT_NE(own, nullptr);
     Member* const member = (*reinterpret_cast<Member***>(own.p))[row.slot];
-    LONG result = -1; // room for a long or a VARIANT_BOOL
+    LONG result = -1; // large enough for a long or a VARIANT_BOOL
     EXPECT_EQ(Result(member(own, &result)), Result(S_OK));
     EXPECT_EQ(LOWORD(result), 0);
 }
 
-/// Each test loads the DLL afresh, and sees that it is gone afterwards.
+/// Each test loads the DLL and checks that it is unloaded afterwards.
 class FreshDll : public testing::Test {
   protected:
     FreshDll() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
@@ -117,8 +117,8 @@ TEST_F(ClassObject, OfUnknownClassIntoNullPointer_IsRefused) {
     EXPECT_EQ(Result(TheDll().GetClassObject(unknownId, IID_IClassFactory, nullptr)), Result(E_POINTER));
 }
 
-/// Interfaces, the type library and nothing at all are no classes either.
-TEST_F(ClassObject, OfIdentifiersThatAreNoClasses_IsNotAvailable) {
+/// Neither interfaces nor the type library nor GUID_NULL are classes.
+TEST_F(ClassObject, OfOtherIdentifiers_IsNotAvailable) {
     for (const GUID& id : {IID_INXString, LIBID_NUVOLEXLib, GUID_NULL, IID_IUnknown}) {
         void* object = garbage;
         EXPECT_EQ(Result(TheDll().GetClassObject(id, IID_IUnknown, &object)), Result(CLASS_E_CLASSNOTAVAILABLE));
@@ -126,7 +126,7 @@ TEST_F(ClassObject, OfIdentifiersThatAreNoClasses_IsNotAvailable) {
     }
 }
 
-TEST_F(ClassObject, OfEachClass_IsAnother) {
+TEST_F(ClassObject, OfEachClass_IsDifferent) {
     std::vector<IUnknown*> factories;
     for (const Class& row : classes) {
         const CComPtr<IClassFactory> factory = TheDll().Factory(row);
@@ -168,11 +168,11 @@ TEST_P(ClassObjectOf, QueryInterfaceIntoNullPointer_IsRefused) {
 
 TEST_P(ClassObjectOf, EachRequest_GivesTheSame) {
     IClassFactory* const first = TheDll().Factory(GetParam());
-    ExpectUnlocked(); // no client has a reference; the object stays all the same
+    ExpectUnlocked(); // without a client's reference the object still exists
     EXPECT_EQ(TheDll().Factory(GetParam()), first);
 }
 
-/// One factory is made and the others wait for it, or there would be another pointer, or a second block of memory.
+/// One thread creates the factory and the others wait for it: there is one pointer and one memory block.
 TEST_P(ClassObjectOf, FirstRequestsFromManyThreads_GiveTheSame) {
     constexpr std::size_t threadCount = 8;
     constexpr int rounds = 10;
@@ -210,11 +210,11 @@ INSTANTIATE_TEST_SUITE_P(Classes, ClassObjectOf, testing::ValuesIn(classes), Nam
 
 class LocksOf : public FreshDll, public testing::WithParamInterface<Class> {};
 
-TEST_P(LocksOf, NothingUsed_IsNone) {
+TEST_P(LocksOf, WithoutUse_ThereAreNone) {
     ExpectUnlocked();
 }
 
-TEST_P(LocksOf, ClassObject_LastFromTheFirstClientReferenceToTheLast) {
+TEST_P(LocksOf, ClassObject_LocksFromTheFirstToTheLastClientReference) {
     CComPtr<IClassFactory> first = TheDll().Factory(GetParam());
     ExpectLocked();
     CComPtr<IClassFactory> second = TheDll().Factory(GetParam());
@@ -230,7 +230,7 @@ TEST_P(LocksOf, ClassObject_LastFromTheFirstClientReferenceToTheLast) {
     ExpectUnlocked();
 }
 
-TEST_P(LocksOf, LockServer_AreCounted) {
+TEST_P(LocksOf, LockServer_IsCounted) {
     const auto lockServer = [this](BOOL lock) {
         EXPECT_EQ(Result(TheDll().Factory(GetParam())->LockServer(lock)), Result(S_OK));
     };
@@ -244,7 +244,7 @@ TEST_P(LocksOf, LockServer_AreCounted) {
     ExpectUnlocked();
 }
 
-TEST_P(LocksOf, Object_LastToItsLastReference) {
+TEST_P(LocksOf, Object_LocksUntilItsLastReference) {
     CComPtr<IDispatch> object = TheDll().Object(GetParam());
     ASSERT_NE(object, nullptr);
     ExpectLocked();
@@ -255,7 +255,7 @@ TEST_P(LocksOf, Object_LastToItsLastReference) {
     ExpectUnlocked();
 }
 
-TEST_P(LocksOf, TwoObjects_LastToTheSecond) {
+TEST_P(LocksOf, TwoObjects_LockUntilTheSecondIsReleased) {
     CComPtr<IDispatch> first = TheDll().Object(GetParam());
     CComPtr<IDispatch> second = TheDll().Object(GetParam());
     first.Release();
@@ -264,27 +264,27 @@ TEST_P(LocksOf, TwoObjects_LastToTheSecond) {
     ExpectUnlocked();
 }
 
-/// What the DLL keeps for itself after its first late-bound call is no reason to stay.
-TEST_P(LocksOf, TypeInformation_IsNone) {
+/// What the DLL caches at its first late-bound call does not keep it loaded.
+TEST_P(LocksOf, TypeInformation_DoesNotLock) {
     CComPtr<ITypeInfo> type;
     {
         const CComPtr<IDispatch> object = TheDll().Object(GetParam());
         ASSERT_EQ(Result(object->GetTypeInfo(0, LOCALE_USER_DEFAULT, &type)), Result(S_OK));
-        ExpectAnswersLateBound(object, GetParam());
+        ExpectWorksLateBound(object, GetParam());
     }
     ExpectUnlocked();
 }
 
-TEST_P(LocksOf, FailedCreation_IsNone) {
+TEST_P(LocksOf, FailedCreation_DoesNotLock) {
     void* object = nullptr;
     TheDll().Factory(GetParam())->CreateInstance(nullptr, unknownId, &object);
     ExpectUnlocked();
 }
 
-TEST_P(LocksOf, TenThousandObjects_AllGoAgain) {
+TEST_P(LocksOf, TenThousandObjects_AreAllFreed) {
     constexpr int count = 10'000;
     support::FollowAllocations(TheDll().Module());
-    ExpectAnswersLateBound(TheDll().Object(GetParam()), GetParam()); // what is made once has been made now
+    ExpectWorksLateBound(TheDll().Object(GetParam()), GetParam()); // one-time allocations are done now
     {
         const support::ExpectNoLeaks noLeaks;
         std::vector<CComPtr<IDispatch>> objects(count);
@@ -292,8 +292,8 @@ TEST_P(LocksOf, TenThousandObjects_AllGoAgain) {
             object = TheDll().Object(GetParam());
             ASSERT_NE(object, nullptr);
         }
-        EXPECT_GE(support::CountLiveAllocations().objects, count) << "the count does not see the DLL's objects";
-        ExpectAnswersLateBound(objects.back(), GetParam());
+        EXPECT_GE(support::CountLiveAllocations().objects, count) << "the DLL's objects are not counted";
+        ExpectWorksLateBound(objects.back(), GetParam());
     }
     ExpectUnlocked();
 }
@@ -308,7 +308,7 @@ std::vector<Class> EnumerableClasses() {
 
 class EnumeratorLocksOf : public FreshDll, public testing::WithParamInterface<Class> {};
 
-TEST_P(EnumeratorLocksOf, Enumerator_OutlastTheObject) {
+TEST_P(EnumeratorLocksOf, Enumerator_LocksAfterTheObjectIsReleased) {
     VARIANT enumerator;
     VariantInit(&enumerator);
     {
@@ -327,14 +327,14 @@ INSTANTIATE_TEST_SUITE_P(Classes, EnumeratorLocksOf, testing::ValuesIn(Enumerabl
 
 // --------------------------------------------------------------------------------------------------- CreateInstance
 
-/// The interfaces of each class's objects besides IUnknown.
+/// The interfaces of each class's objects except IUnknown.
 std::vector<IID> InterfacesOf(const Class& row) {
     return {*row.iid, IID_IDispatch, IID_ISupportErrorInfo};
 }
 
 class CreateInstanceOf : public FreshDll, public testing::WithParamInterface<Class> {
   protected:
-    /// The result of a creation that must fail; sees to it that nothing comes of it.
+    /// The result of a creation that must fail. Checks that it creates nothing.
     HRESULT FailingCreation(IUnknown* outer, REFIID iid) const {
         void* object = garbage;
         const HRESULT hr = TheDll().Factory(GetParam())->CreateInstance(outer, iid, &object);
@@ -355,8 +355,8 @@ TEST_P(CreateInstanceOf, AnyOfItsInterfaces_GivesAnObject) {
         EXPECT_EQ(CountOf(object), 1u);
         const auto dispatch = Query<IDispatch>(object, IID_IDispatch);
         ASSERT_NE(dispatch, nullptr);
-        ExpectAnswersLateBound(dispatch, GetParam());
-        ExpectAnswersThroughVtable(object, GetParam());
+        ExpectWorksLateBound(dispatch, GetParam());
+        ExpectWorksThroughVtable(object, GetParam());
     }
     ExpectUnlocked();
 }
@@ -392,7 +392,7 @@ INSTANTIATE_TEST_SUITE_P(Classes, CreateInstanceOf, testing::ValuesIn(classes), 
 
 // ------------------------------------------------------------------------------------------------------- aggregation
 
-/// An outer object: its only interface of its own is IUnknown; whatever else it is asked for, the inner one answers.
+/// An outer object. Its own interface is IUnknown; it forwards all others to the inner object.
 class Outer final : public IUnknown {
   public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
@@ -434,10 +434,10 @@ TEST_P(AggregateOf, Creation_TakesNoReferenceOnTheOuterObject) {
     EXPECT_EQ(CountOf(m_outer.inner), 1u);
 }
 
-TEST_P(AggregateOf, InnerUnknown_IsAnIdentityOfItsOwn) {
+TEST_P(AggregateOf, InnerUnknown_HasItsOwnIdentity) {
     EXPECT_NE(m_outer.inner.p, static_cast<IUnknown*>(&m_outer));
     EXPECT_EQ(Query<IUnknown>(m_outer.inner, IID_IUnknown), m_outer.inner);
-    EXPECT_EQ(m_outer.count, 1u) << "the inner unknown counts for itself";
+    EXPECT_EQ(m_outer.count, 1u) << "the inner unknown has its own count";
 }
 
 TEST_P(AggregateOf, InnerUnknown_CountsForItself) {
@@ -455,7 +455,7 @@ TEST_P(AggregateOf, Interfaces_HaveTheIdentityOfTheOuterObject) {
     }
 }
 
-/// Whatever interface a client has, it gets the same ones from it.
+/// All interfaces return the same pointers.
 TEST_P(AggregateOf, Interfaces_LeadToEachOther) {
     for (const IID& from : InterfacesOf(GetParam())) {
         const auto start = Query<IUnknown>(&m_outer, from);
@@ -485,8 +485,8 @@ TEST_P(AggregateOf, Interfaces_CountOnTheOuterObject) {
 TEST_P(AggregateOf, Members_CanBeCalledBothWays) {
     const auto dispatch = Query<IDispatch>(&m_outer, IID_IDispatch);
     ASSERT_NE(dispatch, nullptr);
-    ExpectAnswersLateBound(dispatch, GetParam());
-    ExpectAnswersThroughVtable(&m_outer, GetParam());
+    ExpectWorksLateBound(dispatch, GetParam());
+    ExpectWorksThroughVtable(&m_outer, GetParam());
 }
 
 TEST_P(AggregateOf, Enumerator_HoldsTheOuterObject) {
@@ -505,14 +505,14 @@ TEST_P(AggregateOf, Enumerator_HoldsTheOuterObject) {
     EXPECT_EQ(m_outer.count, 1u);
 }
 
-TEST_P(AggregateOf, InnerUnknown_LacksWhatTheClassLacks) {
+TEST_P(AggregateOf, InnerUnknown_RefusesUnknownInterfaces) {
     void* object = garbage;
     EXPECT_EQ(Result(m_outer.inner->QueryInterface(unknownId, &object)), Result(E_NOINTERFACE));
     EXPECT_EQ(object, nullptr);
     EXPECT_EQ(Result(m_outer.inner->QueryInterface(IID_IUnknown, nullptr)), Result(E_POINTER));
 }
 
-TEST_P(AggregateOf, InnerUnknown_LocksTheDllToItsLastReference) {
+TEST_P(AggregateOf, InnerUnknown_LocksTheDllUntilItsLastReference) {
     ExpectLocked();
     m_outer.inner.Release();
     ExpectUnlocked();
@@ -534,7 +534,7 @@ class RefusedAggregateOf : public CreateInstanceOf {
     Outer m_outer;
 };
 
-/// Only IUnknown can be the inner one; any other interface would answer for the outer object before that knows it.
+/// Only the inner IUnknown may be requested; any other interface would delegate to the outer object before that has it.
 TEST_P(RefusedAggregateOf, OtherInterfaceThanUnknown_LeavesNoObject) {
     for (const IID& iid : {*GetParam().iid, IID_IDispatch, IID_ISupportErrorInfo, unknownId}) {
         EXPECT_EQ(Result(FailingCreation(&m_outer, iid)), Result(CLASS_E_NOAGGREGATION));
@@ -553,7 +553,7 @@ INSTANTIATE_TEST_SUITE_P(Classes, RefusedAggregateOf, testing::ValuesIn(classes)
 
 // ------------------------------------------------------------------------------------------------------- through COM
 
-/// What a client does: the platform finds the DLL in the registry.
+/// As a client does: COM finds the DLL in the registry.
 class RegisteredClass : public testing::TestWithParam<Class> {
   protected:
     RegisteredClass() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
@@ -564,7 +564,7 @@ class RegisteredClass : public testing::TestWithParam<Class> {
         ASSERT_EQ(Result(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch,
                                           reinterpret_cast<void**>(&object))),
                   Result(S_OK));
-        ExpectAnswersLateBound(object, GetParam());
+        ExpectWorksLateBound(object, GetParam());
     }
     static void ExpectCreatesByProgId(const std::wstring& progId) {
         CLSID clsid = {};
@@ -600,7 +600,7 @@ INSTANTIATE_TEST_SUITE_P(Classes, RegisteredClass, testing::ValuesIn(classes), N
 class UnloadingAfterUseOf : public FreshDll, public testing::WithParamInterface<Class> {
   protected:
     void UseAndReload() {
-        ExpectAnswersLateBound(TheDll().Object(GetParam()), GetParam());
+        ExpectWorksLateBound(TheDll().Object(GetParam()), GetParam());
         Reload();
     }
 };
@@ -612,7 +612,7 @@ TEST_P(UnloadingAfterUseOf, Reloaded_WorksAgain) {
     }
 }
 
-/// The DLL's reference goes; a client's own stays good.
+/// The DLL releases its reference; a client's stays valid.
 TEST_P(UnloadingAfterUseOf, TypeInformation_IsReleased) {
     CComPtr<ITypeInfo> type;
     ASSERT_EQ(Result(TheDll().Object(GetParam())->GetTypeInfo(0, LOCALE_USER_DEFAULT, &type)), Result(S_OK));
@@ -625,7 +625,7 @@ TEST_P(UnloadingAfterUseOf, TypeInformation_IsReleased) {
     type->ReleaseTypeAttr(attributes);
 }
 
-/// Not only what was loaded last: the DLL remembers every interface whose type information it has loaded.
+/// Not only the last one: the DLL caches the type information of every interface.
 TEST_F(ClassObject, TypeInformationOfAllClasses_IsReleasedByUnloading) {
     std::vector<CComPtr<ITypeInfo>> types(std::size(classes));
     for (std::size_t i = 0; i < types.size(); ++i) {
@@ -638,9 +638,9 @@ TEST_F(ClassObject, TypeInformationOfAllClasses_IsReleasedByUnloading) {
     }
 }
 
-/// Class objects, the table of what to do at the end, and whatever else the DLL has allocated since it was loaded.
+/// Class objects, the list of termination functions, and everything else that the DLL has allocated.
 TEST_P(UnloadingAfterUseOf, Objects_AreFreed) {
-    UseAndReload(); // what the platform allocates once has been allocated now
+    UseAndReload(); // the platform's one-time allocations are done now
     const support::ExpectNoLeaks noLeaks;
     support::FollowAllocations(TheDll().Module());
     UseAndReload();
@@ -650,7 +650,7 @@ TEST_P(UnloadingAfterUseOf, Handles_AreClosed) {
     {
         const std::size_t before = StateOfProcess().handles;
         const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-        ASSERT_EQ(StateOfProcess().handles, before + 1) << "the count does not see handles";
+        ASSERT_EQ(StateOfProcess().handles, before + 1) << "handles are not counted";
         CloseHandle(event);
     }
     UseAndReload();
@@ -661,7 +661,7 @@ TEST_P(UnloadingAfterUseOf, Handles_AreClosed) {
     EXPECT_EQ(StateOfProcess().handles, before);
 }
 
-/// Counts also what the DLL's run-time library allocates while it is being loaded.
+/// Also counts what the DLL's C runtime allocates during loading.
 TEST_P(UnloadingAfterUseOf, MemoryFromLoading_IsFreed) {
     constexpr std::size_t reloads = 20;
     UseAndReload();
@@ -669,7 +669,7 @@ TEST_P(UnloadingAfterUseOf, MemoryFromLoading_IsFreed) {
     for (std::size_t i = 0; i < reloads; ++i) {
         UseAndReload();
     }
-    EXPECT_LT(StateOfProcess().blocks, before + reloads) << "each time at least one block more";
+    EXPECT_LT(StateOfProcess().blocks, before + reloads) << "at least one block is leaked each time";
 }
 
 INSTANTIATE_TEST_SUITE_P(Classes, UnloadingAfterUseOf, testing::ValuesIn(classes), NameOf);

@@ -1,5 +1,4 @@
-// C++ exceptions that the DLL raises, seen by a client with a C++ runtime of its own. Client and DLL may come from
-// different compilers.
+// C++ exceptions of the DLL in a client with its own C++ runtime. Client and DLL may be from different compilers.
 
 #include <exception>
 #include <new>
@@ -22,7 +21,7 @@ using support::Bstr;
 
 enum class Caught { Nothing, ComError, BadAlloc, Other };
 
-/// Calls `call` and returns which exception it raised. Allocates nothing by itself.
+/// Calls `call` and returns which exception it raised. Does not allocate.
 template <class Call> Caught Catch(Call call) {
     try {
         call();
@@ -43,7 +42,7 @@ class ClientExceptions : public testing::Test {
         support::FollowAllocations(m_dll.Module());
         m_string = Create<INXString>(CLSID_NXString);
         EXPECT_HRESULT_SUCCEEDED(m_string->put_Value(Bstr(L"some text")));
-        // A thread's first exception leaves memory behind that the runtimes keep for the next one.
+        // At a thread's first exception, the runtimes allocate memory that they keep.
         EXPECT_EQ(Catch([this] { FailingLeft(); }), Caught::ComError);
     }
     ~ClientExceptions() override {

@@ -13,7 +13,7 @@
 
 #include "tests/module/classes.h"
 
-/// A variable of the environment, in which CTest tells what to test.
+/// An environment variable that CTest sets for the tests.
 inline std::string Environment(const char* name) {
     const char* const value = std::getenv(name);
     if (value == nullptr) {
@@ -27,7 +27,7 @@ inline std::filesystem::path DllPath() {
     return std::filesystem::absolute(Environment("NUVOLEX_DLL")).make_preferred();
 }
 
-/// An HRESULT that an assertion prints in hexadecimal: EXPECT_EQ(Result(call()), Result(E_POINTER)).
+/// An HRESULT that assertions print in hexadecimal: EXPECT_EQ(Result(call()), Result(E_POINTER)).
 struct Result {
     explicit Result(HRESULT hresult) : value(hresult) {}
     HRESULT value;
@@ -38,7 +38,7 @@ struct Result {
     }
 };
 
-/// Loads a DLL file, and lets it go at the end.
+/// Loads a DLL and frees it in the destructor.
 class Dll {
   public:
     explicit Dll(const std::filesystem::path& path = DllPath()) : m_module(LoadLibraryW(path.c_str())) {
@@ -61,7 +61,7 @@ class Dll {
         return Entry<HRESULT STDAPICALLTYPE(REFCLSID, REFIID, void**)>("DllGetClassObject")(clsid, iid, object);
     }
 
-    // Shortcuts; null when the DLL refuses.
+    // Shortcuts; null if the DLL refuses.
 
     [[nodiscard]] CComPtr<IClassFactory> Factory(const Class& row) const {
         CComPtr<IClassFactory> factory;

@@ -1,5 +1,5 @@
-// Exceptions inside the DLL when memory has run out, and what they leave behind when it is unloaded. None leaves the
-// DLL: late-bound calls return E_OUTOFMEMORY.
+// Exceptions inside the DLL when out of memory, and that unloading it leaks nothing. None leaves the DLL: late-bound
+// calls return E_OUTOFMEMORY.
 
 #include <cstddef>
 #include <thread>
@@ -27,7 +27,7 @@ class ExceptionsTest : public testing::Test {
 
     static CComPtr<IDispatch> NewString(const Dll& dll) { return dll.Object(classes[0]); }
 
-    /// Writes Value late-bound, for which the DLL needs a block of its own.
+    /// Writes Value late-bound, for which the DLL must allocate.
     HRESULT PutValue(IDispatch* object) const {
         VARIANT argument = {};
         V_VT(&argument) = VT_BSTR;
@@ -37,7 +37,7 @@ class ExceptionsTest : public testing::Test {
         return object->Invoke(0x60020007, IID_NULL, 0, DISPATCH_PROPERTYPUT, &parameters, nullptr, nullptr, nullptr);
     }
 
-    /// Has the DLL raise an exception while no block at all can be allocated.
+    /// Makes the DLL raise an exception while all allocations fail.
     HRESULT PutValueWithoutMemory(IDispatch* object) const {
         const ModuleAllocationFault noMemory(1, ModuleAllocationFault::Lasting);
         const HRESULT hr = PutValue(object);
@@ -82,7 +82,7 @@ TEST_F(ExceptionsTest, AfterOneWithMemory_WithoutMemory_AreOutOfMemory) {
     EXPECT_EQ(Result(PutValue(object)), Result(S_OK)) << "with memory again";
 }
 
-/// What a process has a limited number of.
+/// Limited resources of a process.
 struct Resources {
     std::size_t handles = support::OpenHandles();
     DWORD threadLocalIndex = TlsAlloc(); ///< the next free one
@@ -107,7 +107,7 @@ TEST_F(ExceptionsTest, LoadedAndUnloadedOften_LeaveNothing) {
     const Resources after;
     EXPECT_EQ(after.handles, before.handles);
     EXPECT_EQ(after.threadLocalIndex, before.threadLocalIndex);
-    EXPECT_TRUE(support::CountLiveAllocations() == allocations) << "something is left";
+    EXPECT_TRUE(support::CountLiveAllocations() == allocations) << "memory leak";
 }
 
 } // namespace

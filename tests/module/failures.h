@@ -1,4 +1,4 @@
-/// Lack of memory inside the DLL, at each of its allocations in turn.
+/// Out of memory inside the DLL, at each of its allocations in turn.
 #pragma once
 
 #include <cstddef>
@@ -14,9 +14,9 @@
 #include "tests/support/allocation_faults.h"
 #include "tests/support/module_faults.h"
 
-/// In a freshly loaded DLL, prepared by `prepare`, runs `operation` with the DLL's first allocation failing; in another
-/// one with the second; and so on until nothing is left to fail. Expects E_OUTOFMEMORY each time, nothing left behind,
-/// and S_OK as soon as there is memory again. `Lasting`: all later allocations of the operation fail, too.
+/// In a newly loaded DLL, prepared by `prepare`, runs `operation` with the DLL's first allocation failing; in another
+/// one with the second; and so on until none is left. Expects E_OUTOFMEMORY each time, no leak, and S_OK when there is
+/// memory again. `Lasting`: all later allocations of the operation fail too.
 template <class Prepare, class Operation>
 void ForEachFailureInFreshDll(Prepare prepare, Operation operation,
                               support::ModuleAllocationFault::Extent extent = support::ModuleAllocationFault::Once) {
@@ -38,7 +38,7 @@ void ForEachFailureInFreshDll(Prepare prepare, Operation operation,
         }
         ASSERT_EQ(Result(*first), Result(E_OUTOFMEMORY));
         {
-            // Only now: the first failure also makes what the run-time libraries keep.
+            // Only now, since the C runtimes allocate memory at the first failure that they keep.
             const support::ExpectNoLeaks noLeaks;
             ASSERT_EQ(Result(runWithFault().value_or(S_OK)), Result(E_OUTOFMEMORY));
         }
@@ -47,7 +47,7 @@ void ForEachFailureInFreshDll(Prepare prepare, Operation operation,
     }
 }
 
-/// Calls `call` with an out-pointer, which must be null after a failure. Whatever it receives is released.
+/// Calls `call` with an out-pointer, which must be null after a failure. Releases what it receives.
 template <class Call> HRESULT ResultWithOutPointer(Call call) {
     void* object = reinterpret_cast<void*>(std::uintptr_t{0xDEAD});
     const HRESULT hr = call(&object);

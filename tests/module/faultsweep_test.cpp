@@ -1,6 +1,6 @@
-// Every member of all seven classes, and what clients do besides calling members, with the first allocation failing,
-// then the second, and so on until nothing is left to fail; COM's allocations as well as the DLL's, one at a time or
-// all from that one on. The caller gets E_OUTOFMEMORY, no memory is lost, and the objects work afterwards.
+// Every member of all seven classes, and everything else that clients call, with the first allocation failing, then the
+// second, and so on until none is left: COM's and the DLL's, only that one or all from that one on. The caller gets
+// E_OUTOFMEMORY, no memory leaks, and the objects still work.
 
 #include <algorithm>
 #include <array>
@@ -57,7 +57,7 @@ std::vector<Member> MembersOf(IDispatch* object) {
     return members;
 }
 
-/// A late-bound call, made ready so that the call itself is all that allocates.
+/// A late-bound call, prepared so that only the call itself allocates.
 class PreparedCall {
   public:
     PreparedCall(const Member& member, const std::wstring& text, IDispatch* element, int index) : m_member(member) {
@@ -75,7 +75,7 @@ class PreparedCall {
                 V_DISPATCH(&argument) = element;
                 element->AddRef();
                 break;
-            default: // a double for the whole numbers, so that there is something to convert
+            default: // a double for integers, so that it must be converted
                 V_VT(&argument) = VT_R8;
                 V_R8(&argument) = index;
                 break;
@@ -90,7 +90,7 @@ class PreparedCall {
         }
     }
 
-    /// Calls; what the caller gets is freed. The HRESULT of the member behind DISP_E_EXCEPTION.
+    /// Calls and frees the result. Returns the member's HRESULT instead of DISP_E_EXCEPTION.
     HRESULT operator()(IDispatch* object) {
         DISPID newValue = DISPID_PROPERTYPUT;
         DISPPARAMS parameters = {m_arguments.data(), &newValue, static_cast<UINT>(m_member.parameters.size()),
@@ -119,7 +119,7 @@ class FaultSweep : public testing::TestWithParam<Class> {
         support::FollowAllocations(m_dll.Module());
         const CComPtr<IDispatch> object = m_dll.Object(GetParam());
         m_members = MembersOf(object);
-        for (const Member& member : m_members) { // what a process makes once is no leak
+        for (const Member& member : m_members) { // one-time allocations of a process are not leaks
             PreparedCall call(member, m_path, Element(), 99);
             static_cast<void>(call(object));
         }
@@ -130,13 +130,13 @@ class FaultSweep : public testing::TestWithParam<Class> {
         CoUninitialize();
     }
 
-    /// An object that can be an element of a list of this class.
+    /// An object that may be an element of a list of this class.
     [[nodiscard]] CComPtr<IDispatch> Element() const {
         return m_dll.Object(GetParam().clsid == &CLSID_NXFileStreamList ? classes[3] : classes[1]);
     }
 
-    /// Runs `operation` in a new world of `setup` with each allocation failing in turn. When one has failed, it must
-    /// return E_OUTOFMEMORY or `tolerated`, otherwise `wanted`. Afterwards `usable` must hold.
+    /// Runs `operation` in a new world of `setup`, with each allocation failing in turn. If one failed, it must return
+    /// E_OUTOFMEMORY or `tolerated`, otherwise `wanted`. Afterwards `usable` must be true.
     template <class Setup, class Operation, class Usable>
     void Sweep(Setup setup, Operation operation, Usable usable, HRESULT wanted = S_OK,
                HRESULT tolerated = E_OUTOFMEMORY) {
@@ -162,7 +162,7 @@ class FaultSweep : public testing::TestWithParam<Class> {
                 const bool isTold = fired ? hr == E_OUTOFMEMORY || hr == tolerated : hr == wanted;
                 if (!isTold || !works || after != before) {
                     ADD_FAILURE() << "allocation " << number << (extent == AllocationFault::Lasting ? " and later" : "")
-                                  << ": " << Result(hr) << (works ? "" : ", the object does not work any more")
+                                  << ": " << Result(hr) << (works ? "" : ", the object no longer works")
                                   << ", objects left: " << after.objects - before.objects
                                   << ", BSTRs left: " << after.bstrs - before.bstrs;
                     return;
@@ -171,7 +171,7 @@ class FaultSweep : public testing::TestWithParam<Class> {
         }
     }
 
-    /// The contract has the collection's Item succeed even when its value cannot be copied.
+    /// By contract, the collection's Item succeeds even if the value cannot be copied.
     static bool MayLoseItsCopy(const Member& member) {
         return GetParam().clsid == &CLSID_NXVariantCollection && member.name == L"Item";
     }
@@ -260,7 +260,7 @@ TEST_P(FaultSweep, Names_NeedNoMemory) {
 TEST_P(FaultSweep, Enumeration) {
     const bool isCollection = std::ranges::any_of(m_members, [](const Member& m) { return m.id == DISPID_NEWENUM; });
     if (!isCollection) {
-        return; // nothing to walk
+        return; // nothing to enumerate
     }
     const auto walk = [](const CComPtr<IDispatch>& object) {
         DISPPARAMS none = {};

@@ -1,5 +1,5 @@
-// What happens once in a loaded DLL, done by several threads at the same time: objects of one class, each in its
-// thread's apartment, share the class factory, the table of members and the type information.
+// What is done once per loaded DLL, by several threads at the same time: objects of one class in several apartments
+// share the class factory, the table of members and the type information.
 
 #include <array>
 #include <cstddef>
@@ -30,7 +30,7 @@ ULONG CountOf(IUnknown* object) {
     return object->Release();
 }
 
-/// What a thread learns from its first late-bound calls.
+/// The results of a thread's first late-bound calls.
 struct FirstAnswers {
     HRESULT names = E_UNEXPECTED;
     DISPID id = DISPID_UNKNOWN;
@@ -63,8 +63,8 @@ void AskForType(IDispatch* object, FirstAnswers& answers) {
 
 class FirstUseOf : public testing::TestWithParam<Class> {
   protected:
-    /// Lets eight threads make their first calls of an object each at the same time, in a freshly loaded DLL.
-    /// `makeCalls(number, object, id, answers)` makes those of one thread.
+    /// Makes eight threads each call an object for the first time at the same time, in a newly loaded DLL.
+    /// `makeCalls(number, object, id, answers)` makes the calls of one thread.
     template <class MakeCalls> static void AtTheSameTime(const MakeCalls& makeCalls) {
         const Class& row = GetParam();
         const DISPID id = IdOfMember(row);
@@ -85,7 +85,7 @@ class FirstUseOf : public testing::TestWithParam<Class> {
                 called.ArriveAndWait();
             });
         }
-        EXPECT_EQ(made, 1) << "what the DLL notes about the type information that it has loaded";
+        EXPECT_EQ(made, 1) << "the DLL's termination function for the type information";
         for (const FirstAnswers& answer : answers) {
             EXPECT_EQ(Result(answer.names), Result(S_OK));
             EXPECT_EQ(answer.id, id);
@@ -95,17 +95,17 @@ class FirstUseOf : public testing::TestWithParam<Class> {
             EXPECT_EQ(answer.info, answers[0].info);
         }
         ASSERT_NE(answers[0].info, nullptr);
-        EXPECT_EQ(CountOf(answers[0].info), threadCount + 1) << "a reference for each caller and the DLL's own";
+        EXPECT_EQ(CountOf(answers[0].info), threadCount + 1) << "one reference per caller and the DLL's own";
         EXPECT_EQ(Result(dll->CanUnloadNow()), Result(S_OK));
         dll.reset();
         EXPECT_EQ(GetModuleHandleW(DllPath().c_str()), nullptr);
-        EXPECT_EQ(CountOf(answers[0].info), threadCount) << "the DLL's own is gone";
+        EXPECT_EQ(CountOf(answers[0].info), threadCount) << "the DLL has released its own";
     }
 
     static constexpr int rounds = 10;
 
   private:
-    /// The member's DISPID, out of the type library.
+    /// The member's DISPID from the type library.
     static DISPID IdOfMember(const Class& row) {
         CComPtr<ITypeLib> library;
         LoadTypeLibEx(DllPath().c_str(), REGKIND_NONE, &library);
@@ -131,7 +131,7 @@ TEST_P(FirstUseOf, FromManyThreads_InTheSameOrder_IsAsFromOne) {
     }
 }
 
-/// While one thread loads the type information, another one looks up its first name, and a third makes its first call.
+/// One thread loads the type information while another one looks up a name and a third makes a call.
 TEST_P(FirstUseOf, FromManyThreads_InDifferentOrders_IsAsFromOne) {
     for (int round = 0; round < rounds; ++round) {
         AtTheSameTime([](std::size_t number, IDispatch* object, DISPID id, FirstAnswers& answers) {
@@ -152,8 +152,8 @@ TEST_P(FirstUseOf, FromManyThreads_InDifferentOrders_IsAsFromOne) {
     }
 }
 
-/// Factories belong to all apartments, so their references may change on many threads at the same time. A lost change
-/// would show in the count, and in the lock of the DLL.
+/// Factories belong to all apartments, so their references may change on many threads at the same time. A lost update
+/// would show in the reference count and in the DLL's lock count.
 TEST_P(FirstUseOf, References_OfAFactory_AreCountedOnAllThreads) {
     constexpr int changes = 50'000;
     const Dll dll;

@@ -1,4 +1,4 @@
-// The DLL as a file: its headers, what it exports and what it imports.
+// The DLL as a file: headers, exports and imports.
 
 #include <algorithm>
 #include <cctype>
@@ -21,7 +21,7 @@
 
 namespace {
 
-/// An image file's bytes; they are read in place.
+/// The bytes of an image file.
 class Image {
   public:
     Image() {
@@ -49,7 +49,7 @@ class Image {
         return Headers().OptionalHeader.DataDirectory[index];
     }
 
-    /// What the loader would put at an address, relative to where it puts the image.
+    /// The data that the loader maps at a relative virtual address.
     template <class T> [[nodiscard]] const T* Loaded(DWORD address) const {
         const std::span<const IMAGE_SECTION_HEADER> sections = Sections();
         const auto found = std::ranges::find_if(sections, [address](const IMAGE_SECTION_HEADER& candidate) {
@@ -86,7 +86,7 @@ std::string LowerCase(std::string text) {
     return text;
 }
 
-/// What the image imports: for each DLL, in lower case, the names of the functions; "#7" is one imported by number.
+/// The imports: for each DLL, in lower case, the names of the functions; "#7" is one imported by ordinal.
 std::map<std::string, std::set<std::string>> Imports(const Image& image) {
     std::map<std::string, std::set<std::string>> imports;
     const auto* dll =
@@ -117,7 +117,7 @@ TEST(Image, MayBeLoadedAnywhereAndRunsNoData) {
     EXPECT_NE(flags & IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE, 0);
     EXPECT_NE(flags & IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA, 0);
     EXPECT_NE(flags & IMAGE_DLLCHARACTERISTICS_NX_COMPAT, 0);
-    // The flags mean nothing without what relocation needs, and an address above 4 GB.
+    // The flags have no effect without relocations and an address above 4 GB.
     EXPECT_EQ(image.Headers().FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED, 0);
     EXPECT_NE(image.Directory(IMAGE_DIRECTORY_ENTRY_BASERELOC).Size, 0u);
     EXPECT_GT(image.Headers().OptionalHeader.ImageBase, 0xFFFFFFFFu);
@@ -130,7 +130,7 @@ TEST(Image, HasAtMost280000Bytes) {
     EXPECT_LE(Image().Size(), 280'000u);
 }
 
-/// Wine maps such sections straight from the file, and reads all others into memory.
+/// Wine maps such sections from the file, and reads all others into memory.
 TEST(Image, SectionsBeginAtPagesOfTheFile) {
     constexpr DWORD pageSize = 4096;
     const Image image;
@@ -143,11 +143,11 @@ TEST(Image, SectionsBeginAtPagesOfTheFile) {
     EXPECT_GT(withData, 0u);
 }
 
-TEST(Image, TellsNoBuildTime) {
+TEST(Image, ContainsNoBuildTime) {
     EXPECT_EQ(Image().Headers().FileHeader.TimeDateStamp, 0u);
 }
 
-/// Thread-local memory, which every DLL of this compiler has, makes it fail. DllMain calls it all the same.
+/// It fails because every DLL of this compiler has thread-local storage. DllMain calls it nevertheless.
 TEST(Image, DisableThreadLibraryCalls_FailsForItsThreadLocalMemory) {
     EXPECT_NE(Image().Directory(IMAGE_DIRECTORY_ENTRY_TLS).Size, 0u);
     const Dll dll;
@@ -174,7 +174,7 @@ TEST(Image, ExportsTheFourEntryPointsAndNothingElse) {
     EXPECT_EQ(names, (std::set<std::string>{"DllCanUnloadNow", "DllGetClassObject", "DllRegisterServer",
                                             "DllUnregisterServer"}));
     EXPECT_EQ(exports->NumberOfNames, 4u);
-    EXPECT_EQ(exports->NumberOfFunctions, 4u) << "something is exported by number only";
+    EXPECT_EQ(exports->NumberOfFunctions, 4u) << "something is exported only by ordinal";
     EXPECT_EQ(image.Text(exports->Name), "nuvolex.dll");
 }
 
@@ -203,7 +203,7 @@ TEST(Image, ImportsEveryFunctionByName) {
     }
 }
 
-// ole32.dll exports them too, but only oleaut32.dll is documented to.
+// ole32.dll exports them too, but they are documented for oleaut32.dll only.
 TEST(Image, ImportsErrorInfoFunctionsFromOleaut32Only) {
     const auto imports = Imports(Image());
     for (const char* const function : {"CreateErrorInfo", "GetErrorInfo", "SetErrorInfo"}) {

@@ -1,5 +1,4 @@
-// The DLL loaded, used and unloaded a thousand times: memory, handles, modules and thread-local indices stay what they
-// were.
+// The DLL loaded, used and unloaded a thousand times, without a leak of memory, handles, modules or TLS indices.
 
 #include <cstddef>
 #include <cstdlib>
@@ -22,7 +21,7 @@ namespace {
 
 using support::Bstr;
 
-/// Calls the class's member late-bound, walks it, and asks for its type.
+/// Calls the class's sample member late-bound, enumerates the object, and gets its type information.
 void Use(const Dll& dll, const Class& row) {
     const CComPtr<IDispatch> object = dll.Object(row);
     ASSERT_NE(object, nullptr);
@@ -46,7 +45,7 @@ void Use(const Dll& dll, const Class& row) {
     ASSERT_EQ(Result(object->GetTypeInfo(0, LOCALE_USER_DEFAULT, &type)), Result(S_OK));
 }
 
-/// Has the DLL raise and catch an exception: its first allocation in a late-bound call fails.
+/// Makes the DLL raise and catch an exception: its first allocation in a late-bound call fails.
 void RaiseException(const Dll& dll) {
     support::FollowAllocations(dll.Module());
     const CComPtr<IDispatch> list = dll.Object(classes[2]);
@@ -83,8 +82,8 @@ void LoadUseAndUnload(Exceptions exceptions) {
 
 class LoadCycles : public testing::Test {
   protected:
-    /// What the platform and the test's own store of freed blocks keep grows in the first cycles, and the platform's
-    /// caches may come and go by a few blocks later. What is lost in each cycle adds up to far more than that.
+    /// The platform's caches and the test's store of freed blocks grow in the first cycles and vary by a few blocks
+    /// later. A leak in each cycle adds up to far more than that.
     static void ExpectThousandLeaveNothing(Exceptions exceptions) {
         constexpr int cycles = 1'000;
         constexpr int warmUp = 200;
@@ -109,7 +108,7 @@ class LoadCycles : public testing::Test {
     const ApartmentOf m_apartment{ApartmentOf::SingleThreaded};
 };
 
-TEST_F(LoadCycles, State_ShowsWhatIsTaken) {
+TEST_F(LoadCycles, State_CountsWhatIsInUse) {
     const ProcessState before = StateOfProcess();
     const DWORD threadLocal = TlsAlloc();
     const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);

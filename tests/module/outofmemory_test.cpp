@@ -1,5 +1,4 @@
-// Lack of memory inside the DLL: E_OUTOFMEMORY, no object, nothing left behind, and all well as soon as there is memory
-// again.
+// Out of memory inside the DLL: E_OUTOFMEMORY, no object, no leak, and success when there is memory again.
 
 #include <string>
 
@@ -60,7 +59,7 @@ TEST_P(OutOfMemoryIn, FirstGetTypeInfo_AtOneAllocation_FailsCleanly) {
     ForEachFailureInFreshDll(MakeClassObject, GetTypeInfo);
 }
 
-/// Memory that is short stays short for a while: not even the exception that reports it can be allocated.
+/// With all later allocations failing, not even the exception can be allocated.
 TEST_P(OutOfMemoryIn, GetClassObject_AtEveryAllocation_FailsCleanly) {
     const Dll dll;
     support::FollowAllocations(dll.Module());
@@ -85,7 +84,7 @@ TEST_P(OutOfMemoryIn, CreateInstance_AtEveryAllocation_FailsCleanly) {
     EXPECT_EQ(Result(dll.CanUnloadNow()), Result(S_OK));
 }
 
-/// This need not allocate, but if it does, it must fail cleanly.
+/// It need not allocate, but if it does, it must fail cleanly.
 TEST_P(OutOfMemoryIn, FirstGetTypeInfo_AtEveryAllocation_FailsCleanly) {
     const Dll dll;
     support::FollowAllocations(dll.Module());
@@ -97,7 +96,7 @@ TEST_P(OutOfMemoryIn, FirstGetTypeInfo_AtEveryAllocation_FailsCleanly) {
         [&](void** type) { return object->GetTypeInfo(0, LOCALE_USER_DEFAULT, reinterpret_cast<ITypeInfo**>(type)); });
     EXPECT_EQ(Result(hr), Result(noMemory.Fired() ? E_OUTOFMEMORY : S_OK));
     if (FAILED(hr)) {
-        EXPECT_TRUE(support::CountLiveAllocations() == before) << "something is left";
+        EXPECT_TRUE(support::CountLiveAllocations() == before) << "memory leak";
     }
 }
 

@@ -1,4 +1,4 @@
-/// What this process has in use, to see that it stays the same however often the DLL is loaded and unloaded.
+/// The resources that this process uses, to check that loading and unloading the DLL leaks none.
 #pragma once
 
 #include <algorithm>
@@ -14,12 +14,12 @@
 #include "tests/support/handles.h"
 
 struct ProcessState {
-    std::size_t blocks;       ///< in the C run-time library's heap
+    std::size_t blocks;       ///< in the C runtime's heap
     std::size_t bytes;        ///< of those blocks
     std::size_t processBytes; ///< in blocks of the process heap
     std::size_t handles;
     std::size_t modules;
-    std::size_t localIndices; ///< thread-local ones
+    std::size_t localIndices; ///< TLS indices
 
     friend std::ostream& operator<<(std::ostream& out, const ProcessState& state) {
         return out << state.blocks << " blocks with " << state.bytes << " bytes, " << state.processBytes
@@ -42,7 +42,7 @@ inline void AddBlocks(HANDLE heap, std::size_t& count, std::size_t& bytes) {
     HeapUnlock(heap);
 }
 
-/// How many thread-local indices are taken, found out by taking all the others for a moment.
+/// The number of TLS indices in use. Allocates all others for a moment to count them.
 inline std::size_t TakenLocalIndices() {
     constexpr std::size_t all = TLS_MINIMUM_AVAILABLE + 1024;
     std::array<DWORD, all> others;
@@ -68,7 +68,7 @@ inline std::size_t LoadedModules() {
 
 } // namespace detail
 
-/// The state now. What the measuring itself allocates is freed again before it counts blocks.
+/// The current state. Frees what it allocates before it counts blocks.
 inline ProcessState StateOfProcess() {
     ProcessState state = {};
     state.localIndices = detail::TakenLocalIndices();

@@ -1,4 +1,4 @@
-/// What the DLL's registration consists of, and places to try it in.
+/// The entries of the DLL's registration, and registries and folders for tests.
 #pragma once
 
 #include <filesystem>
@@ -34,7 +34,7 @@ inline std::wstring ClassKey(const Class& row) {
 /// The key of the type library.
 inline const std::wstring libraryKey = L"TypeLib\\" + GuidText(LIBID_NUVOLEXLib);
 
-/// Everything that the registry says about a class whose DLL is at `path`.
+/// All registry entries of a class whose DLL is at `path`.
 inline RegistryLines EntriesOf(const Class& row, const std::wstring& path) {
     const std::wstring description = row.description;
     const std::wstring clsid = GuidText(*row.clsid);
@@ -72,7 +72,7 @@ inline RegistryLines EntriesOf(const Class& row, const std::wstring& path) {
     return lines;
 }
 
-/// What must be registered of the type library. The platform adds entries of its own choice below the same keys.
+/// The required entries of the type library. The platform adds others below the same keys.
 inline RegistryLines EntriesOfTypeLibrary(const std::wstring& path) {
     const std::wstring libid = GuidText(LIBID_NUVOLEXLib);
     RegistryLines lines = {
@@ -87,14 +87,14 @@ inline RegistryLines EntriesOfTypeLibrary(const std::wstring& path) {
             interfaceKey + itsName,
             interfaceKey + itsTypeLib,
             interfaceKey + L"\\TypeLib [Version] = 1.0",
-            // the platform's own marshaler for what a type library describes
+            // the platform's marshaler for interfaces described by a type library
             interfaceKey + L"\\ProxyStubClsid32 = {00020424-0000-0000-C000-000000000046}",
         });
     }
     return lines;
 }
 
-/// The keys below which the platform writes when a type library is registered.
+/// The keys below which the platform registers type libraries.
 inline std::vector<std::wstring> KeysOfTypeLibrary() {
     std::vector<std::wstring> keys = {L"TypeLib\\" + GuidText(LIBID_NUVOLEXLib)};
     for (const Class& row : classes) {
@@ -104,10 +104,10 @@ inline std::vector<std::wstring> KeysOfTypeLibrary() {
     return keys;
 }
 
-/// The keys in which all this stands and which every Windows has.
+/// The keys that contain all this and exist on every Windows.
 inline const RegistryLines commonKeys = {L"CLSID", L"Interface", L"TypeLib", L"Wow6432Node", L"Wow6432Node\\Interface"};
 
-/// Everything that registering the DLL at `path` writes, apart from the type library.
+/// All entries that registering the DLL at `path` writes, except those of the type library.
 inline RegistryLines EntriesOfAllClasses(const std::wstring& path) {
     RegistryLines lines;
     for (const Class& row : classes) {
@@ -116,14 +116,14 @@ inline RegistryLines EntriesOfAllClasses(const std::wstring& path) {
     return lines;
 }
 
-/// Expects exactly `wanted` below HKEY_CLASSES_ROOT; a difference is printed without what is the same.
+/// Expects exactly `wanted` below HKEY_CLASSES_ROOT. Prints only differences.
 inline void ExpectClassesRoot(const RegistryLines& wanted) {
     const RegistryLines now = ClassesRoot();
-    EXPECT_EQ(Without(now, wanted), RegistryLines()) << "is there and should not";
-    EXPECT_EQ(Without(wanted, now), RegistryLines()) << "is not there and should";
+    EXPECT_EQ(Without(now, wanted), RegistryLines()) << "unexpected";
+    EXPECT_EQ(Without(wanted, now), RegistryLines()) << "missing";
 }
 
-/// An empty HKEY_CLASSES_ROOT of the test's own.
+/// Redirects HKEY_CLASSES_ROOT to an empty key.
 class InBareRegistry : public testing::Test {
   protected:
     InBareRegistry() {
@@ -146,7 +146,7 @@ class InBareRegistry : public testing::Test {
         ASSERT_EQ(ClassesRoot(), commonKeys);
     }
 
-    /// What is registered now.
+    /// The current entries.
     static RegistryLines Registered() { return Without(ClassesRoot(), commonKeys); }
     static void ExpectCommonKeysAreThere() { EXPECT_EQ(Without(commonKeys, ClassesRoot()), RegistryLines()); }
 
@@ -155,7 +155,7 @@ class InBareRegistry : public testing::Test {
     HKEY m_root = nullptr;
 };
 
-/// In such a registry, the DLL.
+/// The DLL with such a registry.
 class Registration : public InBareRegistry {
   protected:
     void Register() const { ASSERT_EQ(Result(m_dll.RegisterServer()), Result(S_OK)); }
@@ -165,7 +165,7 @@ class Registration : public InBareRegistry {
     std::wstring m_path = DllPath().wstring();
 };
 
-/// A copy of the DLL in a folder of its own, which goes away at the end.
+/// A copy of the DLL in its own folder, which the destructor removes.
 class Copy {
   public:
     explicit Copy(const std::wstring& folder)
@@ -189,7 +189,7 @@ class Copy {
     std::filesystem::path m_path;
 };
 
-/// In the real registry, which knows nothing of the DLL before and after.
+/// Uses the real registry. The DLL is not registered before and after.
 class InRealRegistry : public testing::Test {
   protected:
     void SetUp() override {
@@ -225,7 +225,7 @@ class InRealRegistry : public testing::Test {
     }
 
   private:
-    /// Not by the DLL, which is what is tested here.
+    /// Not with the DLL's code, which is under test.
     static void RemoveEverything() {
         std::vector<std::wstring> keys = KeysOfTypeLibrary();
         for (const Class& row : classes) {
@@ -240,7 +240,7 @@ class InRealRegistry : public testing::Test {
 /// The system's program that registers DLLs.
 class Regsvr32 : public InRealRegistry {
   protected:
-    /// Runs it to its end.
+    /// Runs it and waits.
     static DWORD ExitCodeOf(const std::wstring& arguments) {
         std::wstring commandLine = L"regsvr32 " + arguments;
         STARTUPINFOW startup = {};
@@ -255,7 +255,7 @@ class Regsvr32 : public InRealRegistry {
         CloseHandle(process.hProcess);
         return exitCode;
     }
-    /// A failure that the program reports, as opposed to its crash.
+    /// A failure that the program reports, not a crash.
     static void ExpectFailure(DWORD exitCode) {
         EXPECT_GT(exitCode, 0U);
         EXPECT_LT(exitCode, 10U);

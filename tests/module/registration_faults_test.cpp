@@ -1,4 +1,4 @@
-// Registration when a step fails, when access to the registry is denied, and when memory runs out.
+// Registration when a step fails, when access to the registry is denied, and when out of memory.
 
 #include <cstddef>
 #include <memory>
@@ -24,7 +24,7 @@ namespace {
 
 // --------------------------------------------------------------------------------------------------- when a step fails
 
-/// Nothing that lasts can be written below a key that does not last, whatever rights the user has.
+/// Below a volatile key, no permanent key can be created, whatever the user's rights.
 class FailingRegistration : public Registration {
   protected:
     static void MakeUnusable(const std::wstring& path) { const RegistryKey key(path, REG_OPTION_VOLATILE); }
@@ -38,7 +38,7 @@ TEST_P(FailingScript, Registering_EndsThereWithItsResult) {
     EXPECT_EQ(Result(m_dll.RegisterServer()), Result(unusable));
 }
 
-/// What becomes of the failing class's own entries is up to the platform's registrar (it takes them back).
+/// What happens to the failing class's own entries is up to the platform's registrar (it removes them).
 TEST_P(FailingScript, Registering_KeepsTheClassesBeforeAndGoesNoFurther) {
     MakeUnusable(GetParam().ProgId());
     std::ignore = m_dll.RegisterServer();
@@ -76,7 +76,7 @@ TEST_F(FailingRegistration, OfTheTypeLibrary_EndsWithItsResultAndKeepsTheClasses
 
 // -------------------------------------------------------------------------------------------------- without permission
 
-/// A key of a class to which access is restricted.
+/// A class key with restricted access.
 struct Restriction {
     const char* kind;
     std::wstring (*key)(const Class& row);
@@ -111,7 +111,7 @@ TEST_F(DeniedAccess, ToAKeyOfAClass_RegisteringEndsThereWithAccessDenied) {
             const RegistryLines now = ClassesRoot();
             EXPECT_EQ(Without(now, m_full), RegistryLines());
             const RegistryLines lost = Without(m_full, now);
-            EXPECT_EQ(Without(lost, EntriesOf(row, m_path)), RegistryLines()) << "lost, and not of this class";
+            EXPECT_EQ(Without(lost, EntriesOf(row, m_path)), RegistryLines()) << "lost, but not of this class";
             Register();
             ExpectClassesRoot(m_full);
         }
@@ -146,7 +146,7 @@ TEST_F(DeniedAccess, ToTheTypeLibrary_UnregisteringFailsUntilAccessIsGranted) {
     }
 }
 
-/// What cannot be looked at is not taken for missing.
+/// A key that cannot be read does not count as missing.
 TEST_F(DeniedAccess, ToAllThatIsLeftOfTheTypeLibrary_UnregisteringFails) {
     for (const Class& row : classes) {
         RegDeleteTreeW(HKEY_CLASSES_ROOT, (L"Interface\\" + GuidText(*row.iid)).c_str());
@@ -161,13 +161,13 @@ TEST_F(DeniedAccess, ToAllThatIsLeftOfTheTypeLibrary_UnregisteringFails) {
 
 // ------------------------------------------------------------------------- each change of the registry refused in turn
 
-/// Which change of the registry is refused; there is one at a time.
+/// Selects the change of the registry that is refused.
 struct Refusal {
-    static inline int countdown = 0; ///< to the change to be refused; 0: none
+    static inline int countdown = 0; ///< until the change to be refused; 0: none
     static inline bool lasting = false;
     static inline bool fired = false;
 
-    /// To be asked once for each change.
+    /// Call once for each change.
     static bool IsDue() {
         if (countdown > 0 && --countdown == 0) {
             fired = true;
@@ -177,7 +177,7 @@ struct Refusal {
     }
 };
 
-/// Stands in for a registry function.
+/// Replaces a registry function.
 template <auto function> struct Change;
 template <class... Arguments, LSTATUS(WINAPI* function)(Arguments...)> struct Change<function> {
     static LSTATUS WINAPI Make(Arguments... arguments) {
@@ -185,12 +185,12 @@ template <class... Arguments, LSTATUS(WINAPI* function)(Arguments...)> struct Ch
     }
 };
 
-/// The platform's DLLs that write into the registry for ours find some of their calls refused.
+/// Refuses some registry calls of the platform's DLLs that write for ours.
 class RefusedChanges : public DeniedAccess {
   protected:
     void SetUp() override {
         if (!support::RunningUnderWine()) {
-            GTEST_SKIP() << "NOT TESTED: only of Wine's DLLs it is known which functions they import.";
+            GTEST_SKIP() << "NOT TESTED: which functions the DLLs import is known only for Wine.";
         }
         DeniedAccess::SetUp();
         m_redirected = std::make_unique<const Redirected>();
@@ -200,10 +200,10 @@ class RefusedChanges : public DeniedAccess {
 
     struct Outcome {
         HRESULT result;
-        bool refused; ///< whether there were as many changes
+        bool refused; ///< whether there were that many changes
     };
 
-    /// Runs `operation` with the `number`-th change of the registry refused, and, if `Lasting`, all later ones.
+    /// Runs `operation` with the `number`-th change of the registry refused and, if `Lasting`, all later ones.
     template <class Operation> Outcome Refuse(int number, Extent extent, Operation operation) {
         Refusal::countdown = number;
         Refusal::lasting = extent == Lasting;
@@ -214,7 +214,7 @@ class RefusedChanges : public DeniedAccess {
         return {hr, refused};
     }
 
-    /// Of many changes of the same kind not each one is worth the time.
+    /// Skips some of many changes of the same kind, to save time.
     static int Next(int number) { return number < 25 ? number + 1 : number + 4; }
 
   private:
@@ -236,7 +236,7 @@ class RefusedChanges : public DeniedAccess {
     std::unique_ptr<const Redirected> m_redirected;
 };
 
-/// Wine's RegisterTypeLib ignores most refusals, so S_OK is a promise about the classes only.
+/// Wine's RegisterTypeLib ignores most refusals, so S_OK guarantees only the classes.
 TEST_F(RefusedChanges, WhileRegistering_EndWithAResultAndAreRepaired) {
     int denied = 0;
     for (int number = 1;; number = Next(number)) {
@@ -258,8 +258,8 @@ TEST_F(RefusedChanges, WhileRegistering_EndWithAResultAndAreRepaired) {
     EXPECT_GT(denied, 50);
 }
 
-/// Wine's registrar and its UnRegisterTypeLib ignore refusals, so what matters is that the next call removes the rest.
-TEST_F(RefusedChanges, WhileUnregistering_AreMadeUpForByUnregisteringAgain) {
+/// Wine's registrar and UnRegisterTypeLib ignore refusals, so check that the next call removes the rest.
+TEST_F(RefusedChanges, WhileUnregistering_AreCompletedByUnregisteringAgain) {
     for (int number = 1;; number = Next(number)) {
         SCOPED_TRACE(number);
         const bool refused = Refuse(number, Once, [this] { return m_dll.UnregisterServer(); }).refused;
@@ -283,7 +283,7 @@ TEST_F(RefusedChanges, All_ChangeNothing) {
     EXPECT_EQ(Result(Refuse(1, Lasting, [this] { return m_dll.RegisterServer(); }).result), Result(E_ACCESSDENIED));
     ExpectClassesRoot(commonKeys);
     EXPECT_EQ(Result(Refuse(1, Lasting, [this] { return m_dll.UnregisterServer(); }).result), Result(S_OK))
-        << "there is nothing to remove";
+        << "nothing to remove";
 }
 
 TEST_F(RefusedChanges, OnlyAnotherVersionRegistered_UnregisteringNeedsNone) {
@@ -326,9 +326,8 @@ TEST_F(Registration, Unregistering_AllAllocationsFailingFromAnyOn_EndsWithOutOfM
 
 using support::AllocationFault;
 
-/// COM's allocations fail as well as the DLL's. In the platform's functions for type libraries that is tried in tests
-/// of its own, because the result is the platform's choice there: Wine's LoadTypeLibEx, for instance, silently loses
-/// names.
+/// COM's and the DLL's allocations fail. Separate tests cover the platform's functions for type libraries, where the
+/// result depends on the platform: Wine's LoadTypeLibEx, for instance, silently loses names.
 class RegistrationWithoutMemory : public DeniedAccess {
   protected:
     void SetUp() override {
@@ -339,12 +338,12 @@ class RegistrationWithoutMemory : public DeniedAccess {
 
     struct Outcome {
         HRESULT result;
-        bool failed;     ///< whether there were as many allocations
-        bool inPlatform; ///< whether the one that failed was in a function for type libraries
+        bool failed;     ///< whether there were that many allocations
+        bool inPlatform; ///< whether it failed in a function for type libraries
     };
 
-    /// Runs `operation` with the `number`-th allocation failing. It must lose no memory and, when it is the one that
-    /// needs the memory, return E_OUTOFMEMORY.
+    /// Runs `operation` with the `number`-th allocation failing. It must leak no memory and, unless the allocation is
+    /// the platform's, return E_OUTOFMEMORY.
     template <class Operation> Outcome Fail(std::size_t number, AllocationFault::Extent extent, Operation operation) {
         Outcome outcome = {};
         failedInPlatform = false;
@@ -366,8 +365,8 @@ class RegistrationWithoutMemory : public DeniedAccess {
         return outcome;
     }
 
-    /// With each allocation failing, or each `step`-th: the classes stay or come as far as the result promises, and
-    /// registering again gives everything. Returns how many allocations failed.
+    /// For each `step`-th allocation failing: the classes are registered as far as the result promises, and registering
+    /// again completes everything. Returns how many allocations failed.
     int FailWhileRegistering(AllocationFault::Extent extent, std::size_t step) {
         int failures = 0;
         for (std::size_t number = 1; !HasFailure(); number += step, ++failures) {
@@ -388,7 +387,7 @@ class RegistrationWithoutMemory : public DeniedAccess {
         return failures;
     }
 
-    /// The same for unregistering: the next call removes what is left.
+    /// The same for unregistering: the next call removes the rest.
     int FailWhileUnregistering(AllocationFault::Extent extent, std::size_t step) {
         int failures = 0;
         for (std::size_t number = 1; !HasFailure(); number += step, ++failures) {
@@ -414,7 +413,7 @@ class RegistrationWithoutMemory : public DeniedAccess {
     static inline bool platformHasMemory = true;
 
   private:
-    /// Runs `call` where allocations do not fail: they do so on one thread only.
+    /// Runs `call` on another thread, where allocations do not fail.
     template <class Call> static HRESULT WithMemory(Call call) {
         struct Run {
             Call& call;
@@ -431,7 +430,7 @@ class RegistrationWithoutMemory : public DeniedAccess {
         CloseHandle(thread);
         return run.result;
     }
-    /// Runs `call` and notes whether an allocation fails in it.
+    /// Runs `call` and records whether an allocation fails in it.
     template <class Call> static HRESULT InPlatform(Call call) {
         if (platformHasMemory || armedFault == nullptr) {
             return WithMemory(call);
@@ -448,7 +447,7 @@ class RegistrationWithoutMemory : public DeniedAccess {
     static HRESULT WINAPI UnRegister(REFGUID id, WORD major, WORD minor, LCID language, SYSKIND system) {
         return InPlatform([&] { return UnRegisterTypeLib(id, major, minor, language, system); });
     }
-    /// Always with memory: Wine's function crashes when it cannot allocate the name of a type.
+    /// Never out of memory: Wine's function crashes when it cannot allocate a type's name.
     static HRESULT WINAPI RegisterAlways(ITypeLib* library, LPOLESTR path, LPOLESTR helpFolder) {
         return WithMemory([=] { return RegisterTypeLib(library, path, helpFolder); });
     }
@@ -463,7 +462,7 @@ class RegistrationWithoutMemory : public DeniedAccess {
     };
 };
 
-// Each class needs memory twice, the type library three times.
+// Each class allocates twice, the type library three times.
 
 TEST_F(RegistrationWithoutMemory, Registering_AtEachAllocation_EndsWithOutOfMemoryAndIsRepaired) {
     EXPECT_EQ(FailWhileRegistering(AllocationFault::Once, 1), 17);
@@ -481,7 +480,7 @@ TEST_F(RegistrationWithoutMemory, Unregistering_FromEachAllocationOn_EndsWithOut
     EXPECT_EQ(FailWhileUnregistering(AllocationFault::Lasting, 1), 17);
 }
 
-// One in seven of the platform's many allocations.
+// Every seventh of the platform's many allocations.
 
 TEST_F(RegistrationWithoutMemory, Registering_ThePlatformWithoutMemory_KeepsTheClassesAndIsRepaired) {
     platformHasMemory = false;

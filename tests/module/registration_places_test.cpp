@@ -1,7 +1,6 @@
-// Registration from wherever the DLL is: whether clients find the classes where the registry says that they are.
+// Registration of the DLL in various folders: clients find the classes through the registry.
 //
-// These tests use the real HKEY_CLASSES_ROOT and leave it as if the DLL had never been there: they need a Wine prefix
-// of their own.
+// These tests use the real HKEY_CLASSES_ROOT and leave nothing registered: they need their own Wine prefix.
 
 #include <ostream>
 #include <string>
@@ -99,8 +98,8 @@ TEST_F(RegisteredFromAnother, Folder_IsTheNewPlace) {
 
 class TypeInformation : public InRealRegistry, public testing::WithParamInterface<Class> {};
 
-/// Objects describe themselves even then, since the DLL has the type library in itself.
-TEST_P(TypeInformation, WhenTheRegisteredFileIsGone_IsThere) {
+/// The DLL contains the type library.
+TEST_P(TypeInformation, WhenTheRegisteredFileIsMissing_IsAvailable) {
     {
         const Copy copy(L"gone");
         ASSERT_EQ(Result(Dll(copy.Path()).RegisterServer()), Result(S_OK));
@@ -144,7 +143,7 @@ TEST_F(Regsvr32, Again_Succeeds) {
     ExpectUnregistered();
 }
 
-TEST_F(Regsvr32, WithoutPermission_SaysSoInItsExitCode) {
+TEST_F(Regsvr32, WithoutPermission_ReturnsAnErrorCode) {
     ASSERT_EQ(ExitCodeOf(L"/s " + Quoted(DllPath())), 0u);
     {
         const RestrictedKey readOnly(classes[0].ProgId(), KEY_READ);
@@ -159,7 +158,7 @@ TEST_F(Regsvr32, WithoutPermission_SaysSoInItsExitCode) {
     ExpectUnregistered();
 }
 
-TEST_F(Regsvr32, WhenAStepFails_SaysSoInItsExitCode) {
+TEST_F(Regsvr32, WhenAStepFails_ReturnsAnErrorCode) {
     const RegistryKey unusable(classes[0].ProgId(), REG_OPTION_VOLATILE);
     ExpectFailure(ExitCodeOf(L"/s " + Quoted(DllPath())));
 }

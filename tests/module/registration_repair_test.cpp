@@ -1,5 +1,5 @@
-// Registrations that are incomplete, that somebody has changed, or whose file has moved: registering again repairs
-// them, and unregistering removes what is left of them and nothing else.
+// Registrations that are incomplete or changed, or whose file has moved: registering again repairs them, and
+// unregistering removes the rest and nothing else.
 
 #include <cstddef>
 #include <filesystem>
@@ -22,7 +22,7 @@
 
 namespace {
 
-/// A key or a value, taken from its line.
+/// A key or a value, parsed from its line.
 class Entry {
   public:
     explicit Entry(const std::wstring& line) : m_key(line.substr(0, line.find(L" = "))) {
@@ -55,7 +55,7 @@ class Entry {
     std::optional<std::wstring> m_valueName; ///< none: the entry is the key
 };
 
-/// The DLL is registered, and then something happens.
+/// Registers the DLL before each test.
 class DamagedRegistration : public Registration {
   protected:
     void SetUp() override {
@@ -75,7 +75,7 @@ class DamagedRegistration : public Registration {
         return Below(keys, m_full);
     }
 
-    /// For each entry: damages it and registers, damages it again and unregisters.
+    /// Damages each entry and registers, then damages it again and unregisters.
     template <class Damage> void ForEachOf(const RegistryLines& entries, Damage damage) const {
         int count = 0;
         for (const std::wstring& line : entries) {
@@ -139,7 +139,7 @@ TEST_F(DamagedRegistration, InterfacesOnly_AreRemoved) {
 
 // ------------------------------------------------------------------------------------------- what others have written
 
-/// Somebody else's type library, under the DLL's identifier and version.
+/// Another type library with the DLL's LIBID and version.
 class ForeignTypeLibrary : public DamagedRegistration {
   protected:
     ~ForeignTypeLibrary() override { std::filesystem::remove(m_file); }
@@ -179,7 +179,7 @@ TEST_F(ForeignTypeLibrary, Unregistering_RemovesTheDllsInterfacesAndLeavesTheFor
     ExpectClassesRoot(wanted);
 }
 
-/// Entries of others below the DLL's own keys.
+/// Other entries below the DLL's keys.
 struct Neighbour {
     const char* kind;
     std::wstring key; ///< below that of the type library
@@ -233,7 +233,7 @@ TEST_F(Registration, Unregistering_LeavesTheSameLibraryForAnotherPlatform) {
     ExpectClassesRoot(before);
 }
 
-/// The registrar keeps keys in which others have keys of their own.
+/// The registrar keeps keys that have other subkeys.
 TEST_F(Registration, Unregistering_LeavesKeysOfOthersBelowProgIds) {
     Register();
     for (const Class& row : classes) {
@@ -293,7 +293,7 @@ class ObjectsWithDamagedTypeLibrary : public DamagedRegistration, public testing
 TEST_P(ObjectsWithDamagedTypeLibrary, WorkLateBoundAndDescribeThemselves) {
     GetParam().make(m_file);
     for (const Class& row : classes) {
-        const Dll fresh; // which has not loaded any type information
+        const Dll fresh; // without cached type information
         const CComPtr<IDispatch> object = fresh.Object(row);
         ASSERT_NE(object, nullptr) << row;
         std::wstring name = row.member;
@@ -378,7 +378,7 @@ class UnusableClasses : public InRealRegistry {
     }
 };
 
-/// The copies live until COM has unloaded them.
+/// The copies exist until COM has unloaded them.
 class MovedRegisteredDll : public UnusableClasses {
   protected:
     const Copy m_from{L"old place"};
@@ -398,7 +398,7 @@ TEST_F(MovedRegisteredDll, CreatingFailsUntilRegisteredAgain) {
 TEST_F(UnusableClasses, AnotherDllUnderTheirIdentifiers_CreatingFailsUntilRegisteredAgain) {
     ASSERT_EQ(Result(Dll().RegisterServer()), Result(S_OK));
     for (const Class& row : classes) {
-        RegistryKey(ClassKey(row) + L"\\InprocServer32").SetText(L"", L"version.dll"); // has no class objects
+        RegistryKey(ClassKey(row) + L"\\InprocServer32").SetText(L"", L"version.dll"); // a DLL without class objects
         EXPECT_TRUE(FAILED(Create(row))) << row;
     }
     ExpectUsableAfterRegistering(DllPath());

@@ -145,27 +145,27 @@ TEST_F(Registration, AfterUnregistering_RegistersAsBefore) {
     EXPECT_EQ(ClassesRoot(), before);
 }
 
-/// How many handles the platform leaves open when it registers the type library and unregisters it again. (Wine 8's
-/// functions never close some keys.)
+/// The number of handles that the platform leaks when it registers and unregisters the type library. (Wine 8 never
+/// closes some keys.)
 std::size_t HandlesLostByPlatform() {
     CComPtr<ITypeLib> library;
     EXPECT_EQ(Result(LoadTypeLibEx(DllPath().c_str(), REGKIND_NONE, &library)), Result(S_OK));
     std::wstring path = DllPath().wstring();
     const std::size_t before = support::OpenHandles();
-    for (int i = 0; i < 2; ++i) { // UnregisterServer registers, too
+    for (int i = 0; i < 2; ++i) { // UnregisterServer registers too
         EXPECT_EQ(Result(RegisterTypeLib(library, path.data(), nullptr)), Result(S_OK));
     }
     EXPECT_EQ(Result(UnRegisterTypeLib(LIBID_NUVOLEXLib, 1, 0, libraryLocale, SYS_WIN64)), Result(S_OK));
     return support::OpenHandles() - before;
 }
 
-/// The platform's caches grow at first, and by a few blocks later; what is lost each time adds up to more.
+/// The platform's caches grow at first and by a few blocks later; a leak each time adds up to more.
 TEST_F(Registration, RegisteringAndUnregisteringOften_LosesNothing) {
     const auto repeat = [this](int count) {
         for (int i = 0; i < count && !HasFatalFailure(); ++i) {
             Register();
             Unregister();
-            Unregister(); // looks for every entry
+            Unregister(); // searches for every entry
         }
     };
     constexpr std::size_t count = 40;

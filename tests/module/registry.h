@@ -1,4 +1,4 @@
-/// The registry as text, so that tests can compare all of it.
+/// The registry as text, for comparison.
 #pragma once
 
 #include <algorithm>
@@ -12,8 +12,8 @@
 
 #include <windows.h>
 
-/// What is below a key, in lines: "key", "key = text" for its default value, "key [name] = text" for any other value.
-/// Text values (REG_SZ) are shown as they are, others by their type and size.
+/// The content of a key as lines: "key", "key = text" for its default value, "key [name] = text" for other values.
+/// Values that are not REG_SZ are shown by type and size.
 using RegistryLines = std::set<std::wstring>;
 
 namespace detail {
@@ -26,7 +26,7 @@ inline std::wstring ValueText(DWORD type, const std::vector<wchar_t>& units, DWO
                   : L"(type " + std::to_wstring(type) + L", " + std::to_wstring(size) + L" bytes)";
 }
 
-/// `name` is a buffer for names: filling one for every key would take longer than reading the registry.
+/// `name` is a buffer for names: a new one for every key would take longer than reading the registry.
 inline void AddLines(HKEY key, const std::wstring& path, std::vector<wchar_t>& name, RegistryLines& lines) {
     for (DWORD i = 0;; ++i) {
         auto length = static_cast<DWORD>(name.size());
@@ -57,7 +57,7 @@ inline void AddLines(HKEY key, const std::wstring& path, std::vector<wchar_t>& n
 
 } // namespace detail
 
-/// All that is below HKEY_CLASSES_ROOT.
+/// The content of HKEY_CLASSES_ROOT.
 inline RegistryLines ClassesRoot() {
     constexpr std::size_t maxNameLength = 0x4000;
     RegistryLines lines;
@@ -66,7 +66,7 @@ inline RegistryLines ClassesRoot() {
     return lines;
 }
 
-/// Those of the lines that are about one of `keys` or what is below it.
+/// The lines about one of `keys` or its subkeys.
 inline RegistryLines Below(const std::vector<std::wstring>& keys, const RegistryLines& lines) {
     RegistryLines chosen;
     for (const std::wstring& line : lines) {
@@ -81,14 +81,14 @@ inline RegistryLines Below(const std::vector<std::wstring>& keys, const Registry
     return chosen;
 }
 
-/// What is in `lines` and not in `others`.
+/// The lines that are not in `others`.
 inline RegistryLines Without(const RegistryLines& lines, const RegistryLines& others) {
     RegistryLines rest;
     std::set_difference(lines.begin(), lines.end(), others.begin(), others.end(), std::inserter(rest, rest.end()));
     return rest;
 }
 
-/// Tells whether there is such a key below HKEY_CLASSES_ROOT.
+/// Whether HKEY_CLASSES_ROOT has this key.
 inline bool KeyExists(const std::wstring& path) {
     HKEY key = nullptr;
     if (RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
@@ -106,7 +106,7 @@ inline std::wstring DefaultValue(const std::wstring& path) {
     return text;
 }
 
-/// An open key below HKEY_CLASSES_ROOT, created if need be.
+/// An open key below HKEY_CLASSES_ROOT, created if necessary.
 class RegistryKey {
   public:
     explicit RegistryKey(const std::wstring& path, DWORD options = REG_OPTION_NON_VOLATILE) {
@@ -126,8 +126,8 @@ class RegistryKey {
     HKEY m_key = nullptr;
 };
 
-/// As long as this lives, nobody has more than `rights` to a key below HKEY_CLASSES_ROOT; then everybody has all. Wine
-/// 8 looks at the rights to read and to set values, and not at those to create and delete keys.
+/// Restricts everybody's rights to a key below HKEY_CLASSES_ROOT to `rights`; afterwards everybody has all. Wine 8
+/// checks the rights to read and set values, but not those to create and delete keys.
 class RestrictedKey {
   public:
     RestrictedKey(const std::wstring& path, ACCESS_MASK rights) {

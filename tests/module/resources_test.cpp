@@ -1,4 +1,4 @@
-// The resources that the DLL carries, and that they agree with each other about identifiers.
+// The DLL's resources, and that their identifiers agree.
 
 #include <cstddef>
 #include <cstdint>
@@ -25,15 +25,15 @@ namespace {
 const LPCWSTR stringType = MAKEINTRESOURCEW(6);
 const LPCWSTR versionType = MAKEINTRESOURCEW(16);
 
-/// A resource's type or name, as text: "#1" for a number.
+/// A resource's type or name as text: "#1" for a number.
 std::wstring IdText(LPCWSTR id) {
     return IS_INTRESOURCE(id) ? L"#" + std::to_wstring(reinterpret_cast<std::uintptr_t>(id)) : std::wstring(id);
 }
 
-/// The DLL's file, opened for its resources only.
+/// The DLL's file, loaded for its resources only.
 class Resources {
   public:
-    /// Names (see IdText), each with the languages in which it is there.
+    /// Names (see IdText), each with its languages.
     using Names = std::map<std::wstring, std::set<WORD>>;
 
     Resources() : m_file(LoadLibraryExW(DllPath().c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE)) {
@@ -120,7 +120,7 @@ TEST(Resources, RegistryScripts_AreOneForEachClass) {
     EXPECT_EQ(Resources().NamesOf(L"REGISTRY"), wanted);
 }
 
-/// Strings are stored in blocks of sixteen, each string as its length and its characters.
+/// Strings are stored in blocks of sixteen, each as its length and characters.
 TEST(Resources, Strings_AreTwoInGerman) {
     constexpr UINT firstOfBlock = 96;
     constexpr UINT blockName = firstOfBlock / 16 + 1;
@@ -153,7 +153,7 @@ class VersionResource : public testing::Test {
         ASSERT_TRUE(GetFileVersionInfoW(path.c_str(), 0, static_cast<DWORD>(m_block.size()), m_block.data()));
     }
 
-    /// A value of the resource; null if there is none.
+    /// A value of the resource, or null.
     template <class T> [[nodiscard]] const T* Value(const wchar_t* path, UINT& length) const {
         void* value = nullptr;
         return VerQueryValueW(m_block.data(), path, &value, &length) != FALSE ? static_cast<const T*>(value) : nullptr;
@@ -189,7 +189,7 @@ TEST_F(VersionResource, NumbersAreTheProjectsVersion) {
     EXPECT_EQ(String(L"ProductVersion"), version);
 }
 
-TEST_F(VersionResource, SaysWhatTheFileIs) {
+TEST_F(VersionResource, DescribesTheFile) {
     UINT length = 0;
     const auto* const fixed = Value<VS_FIXEDFILEINFO>(L"\\", length);
     ASSERT_NE(fixed, nullptr);
@@ -218,7 +218,7 @@ TEST_F(VersionResource, TranslationNamesTheStringsBlock) {
 
 class IdentifiersOf : public testing::TestWithParam<Class> {};
 
-/// The script that registers the class names the class and, unless it is sparse, the type library.
+/// A class's script contains its CLSID and, unless it is sparse, the LIBID.
 TEST_P(IdentifiersOf, RegistryScript_AreTheContracts) {
     const std::string script(Resources().Bytes(L"REGISTRY", GetParam().script));
     const std::regex guid("\\{[0-9A-Fa-f]{8}(-[0-9A-Fa-f]{4}){3}-[0-9A-Fa-f]{12}\\}");

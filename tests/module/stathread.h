@@ -1,4 +1,4 @@
-/// A thread with a single-threaded apartment of its own, in which other threads have things done.
+/// A thread with a single-threaded apartment that runs actions for other threads.
 #pragma once
 
 #include <functional>
@@ -9,7 +9,7 @@
 
 #include "tests/module/threads.h"
 
-/// The thread handles messages while it waits, so that calls from other apartments come in. It ends with this object.
+/// It handles messages while it waits, so that calls from other apartments arrive. It ends with this object.
 ///
 ///     StaThread sta;
 ///     sta.Do([&] { object = Create(); });
@@ -27,11 +27,11 @@ class StaThread {
         CloseHandle(m_done);
     }
 
-    /// Runs `action` in the apartment and waits for it. To be called from the multi-threaded apartment, because the
-    /// waiting handles no messages. `action` must not throw.
+    /// Runs `action` in the apartment and waits for it. Call it from the multi-threaded apartment, since it waits
+    /// without handling messages. `action` must not throw.
     void Do(std::function<void()> action) {
         if (PostThreadMessageW(m_id, doAction, 0, reinterpret_cast<LPARAM>(&action)) == FALSE) {
-            throw std::runtime_error("the apartment's thread takes no messages");
+            throw std::runtime_error("cannot send a message to the apartment's thread");
         }
         WaitForSingleObject(m_done, INFINITE);
     }
@@ -42,7 +42,7 @@ class StaThread {
     void Run() {
         const ApartmentOf apartment(ApartmentOf::SingleThreaded);
         MSG message = {};
-        PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE); // makes the thread's message queue
+        PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE); // creates the thread's message queue
         m_id = GetCurrentThreadId();
         SetEvent(m_done);
         while (GetMessageW(&message, nullptr, 0, 0) > 0) {

@@ -1,5 +1,5 @@
-// Registration when the system fails a step that the test cannot spoil from outside. The DLL's imports are redirected,
-// to a registrar of the test's own first of all, so that nothing is written.
+// Registration when a system function fails. The DLL's imports are redirected, among others to the test's registrar, so
+// that nothing is written.
 
 #include <string>
 
@@ -17,7 +17,7 @@ namespace {
 
 using support::RedirectedImport;
 
-/// Notes what it is told and writes nothing.
+/// A registrar that records calls and writes nothing.
 class Registrar final : public IRegistrar {
   public:
     HRESULT replacement = S_OK; ///< what AddReplacement returns
@@ -49,7 +49,7 @@ class Registrar final : public IRegistrar {
     }
 };
 
-/// A type library that does not tell its attributes.
+/// A type library whose GetLibAttr fails.
 class Library final : public ITypeLib {
   public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
@@ -89,7 +89,7 @@ DWORD WINAPI NoFileName(HMODULE, LPWSTR, DWORD) {
     return 0;
 }
 
-/// As the system does, it cuts a name that does not fit and returns the size that there was.
+/// Like the system, truncates a name that does not fit and returns the size of the buffer.
 DWORD WINAPI LongFileName(HMODULE, LPWSTR name, DWORD size) {
     const std::size_t copied = longPath.copy(name, size - 1);
     name[copied] = L'\0';
@@ -153,7 +153,7 @@ TEST_F(SystemFailure, UnknownPathOfTheDll_EndsWithTheSystemsError) {
     EXPECT_EQ(m_registrar.scriptCount, 0);
 }
 
-/// There is no type library at that path, so it ends with a failure. (Wine's own search for one crashes.)
+/// Fails, since there is no type library at that path. (Wine's own search for one crashes.)
 TEST_F(SystemFailure, LongPathOfTheDll_IsPassedOnWhole) {
     const RedirectedImport redirected = Redirect("GetModuleFileNameW", &LongFileName);
     const RedirectedImport missing = Redirect("LoadTypeLibEx", &LoadNothing);

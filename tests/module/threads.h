@@ -1,4 +1,4 @@
-/// Threads that use the DLL at the same time, each in an apartment.
+/// Threads that use the DLL at the same time in apartments.
 #pragma once
 
 #include <condition_variable>
@@ -24,10 +24,10 @@ class ApartmentOf {
     ~ApartmentOf() { CoUninitialize(); }
 };
 
-/// Where a number of threads wait for each other. (std::barrier of GCC 12 loses wake-ups on this target.)
+/// A barrier. (std::barrier of GCC 12 loses wake-ups on this target.)
 class MeetingPoint {
   public:
-    /// `whenComplete` runs once, on one of the threads, when all have arrived and none goes on yet.
+    /// `whenComplete` runs once, on one of the threads, when all have arrived and before any continues.
     explicit MeetingPoint(
         std::size_t count, std::function<void()> whenComplete = [] {})
         : m_missing(count), m_whenComplete(std::move(whenComplete)) {}

@@ -1,5 +1,4 @@
-// Where an object's type information comes from when more than one type library could give it: the registered one comes
-// before the DLL's own.
+// The source of type information: the registered type library is preferred to the DLL's own.
 
 #include <filesystem>
 #include <string>
@@ -18,7 +17,7 @@ namespace {
 constexpr const char* otherLibrary = "OtherLibrary";
 constexpr const char* ownLibrary = "NUVOLEXLib";
 
-/// The type information of a new object in a freshly loaded DLL, which has none yet.
+/// The type information of a new object in a newly loaded DLL, which has not cached any.
 CComPtr<ITypeInfo> FreshTypeInfo(const Class& row) {
     const Dll dll;
     CComPtr<ITypeInfo> type;
@@ -26,7 +25,7 @@ CComPtr<ITypeInfo> FreshTypeInfo(const Class& row) {
     return type;
 }
 
-/// The name of the library that a type is in.
+/// The name of a type's library.
 Text LibraryOf(ITypeInfo& type) {
     CComPtr<ITypeLib> library;
     UINT index = 0;
@@ -34,7 +33,7 @@ Text LibraryOf(ITypeInfo& type) {
     return DocumentationOf(*library.p).name;
 }
 
-/// An HKEY_CLASSES_ROOT of the test's own, in which nothing is registered.
+/// Redirects HKEY_CLASSES_ROOT to an empty key.
 class TypeInfoSource : public testing::Test {
   protected:
     TypeInfoSource() : m_file(std::filesystem::temp_directory_path() / L"nuvolex_other_library.tlb") {
@@ -52,7 +51,7 @@ class TypeInfoSource : public testing::Test {
         std::filesystem::remove(m_file);
     }
 
-    /// Registers another file as the type library of the DLL. It has one interface, under the identifier `iid`.
+    /// Registers another file as the DLL's type library. It has one interface, `iid`.
     void RegisterOtherLibrary(const IID& iid) const {
         CreateOtherLibrary(m_file, otherLibrary, iid);
         RegisterFile(m_file);
@@ -90,14 +89,14 @@ TEST_F(TypeInfoSource, NothingRegistered_IsTheDllsOwn) {
     }
 }
 
-TEST_F(TypeInfoSource, RegisteredLibraryWithoutTheInterface_IsPassedOver) {
+TEST_F(TypeInfoSource, RegisteredLibraryWithoutTheInterface_IsSkipped) {
     RegisterOtherLibrary(IID_IPersist);
     for (const Class& row : classes) {
         EXPECT_EQ(LibraryOf(*FreshTypeInfo(row).p), ownLibrary) << row;
     }
 }
 
-TEST_F(TypeInfoSource, RegisteredFileThatIsMissing_IsPassedOver) {
+TEST_F(TypeInfoSource, RegisteredFileThatIsMissing_IsSkipped) {
     RegisterFile(OtherFile());
     ASSERT_FALSE(std::filesystem::exists(OtherFile()));
     for (const Class& row : classes) {

@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# The same contract always gives the same type library: compiles it once more, later than the build did, and compares
-# the bytes.
+# The type library is reproducible: compiles the contract again, later than the build did, and compares the bytes.
 # Usage: typelib_reproducible_test.sh BUILT.tlb CONTRACT.idl FIX_TIME.pl WIDL [OPTION...]
 set -eu
 built=$1

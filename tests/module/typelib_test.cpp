@@ -1,5 +1,5 @@
-// Compares the type library that nuvolex.dll carries, fact by fact, with the contract that clients rely on. That is
-// written down in `contract` below; what stands there may be added to, but never changed.
+// Compares the DLL's type library, fact by fact, with the contract that clients rely on, `contract` below. It may be
+// extended, but never changed.
 
 #include <algorithm>
 #include <cstddef>
@@ -188,16 +188,16 @@ constexpr GUID libidStdole = {0x00020430, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 constexpr int inheritedMembers = 7;
 constexpr int slotSize = sizeof(void*);
 
-// ------------------------------------------------------------------------------------------ asking the type library
+// ---------------------------------------------------------------------------------------- querying the type library
 
-/// The view of an interface that late-bound clients see. It is the one that the library answers with.
+/// The view of an interface for late-bound clients. The library returns this one.
 CComPtr<ITypeInfo> DispatchView(const Interface& row) {
     CComPtr<ITypeInfo> type;
     Must(LoadTypeLibrary()->GetTypeInfoOfGuid(row.iid, &type), "GetTypeInfoOfGuid of " + row.name);
     return type;
 }
 
-/// The view of an interface that compiled clients see.
+/// The view of an interface for compiled clients.
 CComPtr<ITypeInfo> VtableView(const Interface& row) {
     return Implemented(*DispatchView(row), -1);
 }
@@ -227,7 +227,7 @@ std::string DirectionText(const PARAMDESC& parameter) {
     return "[" + text + "]";
 }
 
-/// The parameters of a function without their names, which stand elsewhere.
+/// The parameters of a function without their names, which are stored elsewhere.
 std::vector<Parameter> ParametersOf(ITypeInfo& context, const FUNCDESC& function) {
     std::vector<Parameter> parameters;
     for (int i = 0; i < function.cParams; ++i) {
@@ -254,7 +254,7 @@ bool HasResult(const Member& member) {
     return !member.parameters.empty() && member.parameters.back().direction == retval;
 }
 
-/// What a late-bound caller passes: all parameters but the one for the result.
+/// The parameters for late-bound callers: all but the one for the result.
 std::vector<Parameter> ArgumentsOf(const Member& member) {
     std::vector<Parameter> arguments = member.parameters;
     if (HasResult(member)) {
@@ -263,7 +263,7 @@ std::vector<Parameter> ArgumentsOf(const Member& member) {
     return arguments;
 }
 
-/// The type of what a late-bound caller gets: what the parameter for the result points to.
+/// The result type for late-bound callers: the type that the result parameter points to.
 std::string ResultTypeOf(const Member& member) {
     if (!HasResult(member)) {
         return "void";
@@ -272,8 +272,8 @@ std::string ResultTypeOf(const Member& member) {
     return pointer.substr(0, pointer.size() - 1);
 }
 
-/// The type library answers questions about names and help strings by DISPID, and then for the first member with that
-/// DISPID: of a property with a get and a put it tells those of the get.
+/// Queries for names and help strings are by DISPID and return those of the first member with it: for a property with a
+/// get and a put, those of the get.
 bool IsAnsweredByDispid(const Interface& row, const Member& member) {
     const auto first = std::ranges::find(row.members, member.dispid, &Member::dispid);
     return &*first == &member;
@@ -289,18 +289,17 @@ std::string TraceOf(const Interface& row, const Member& member) {
 
 // ------------------------------------------------------------------------------------------ reading the stored bytes
 
-/// What only the stored form of the type library tells of every function: a put has texts of its own, which no query
-/// reaches.
+/// The facts of a function that are only in the stored form: queries do not reach the name and help string of a put.
 struct StoredFunction {
     Text name;
     Text help;
     std::vector<Text> parameterNames;
 };
 
-/// The bytes of a type library in the MSFT format. All its numbers are little-endian; an offset of -1 means "none".
+/// A type library in the MSFT format. Numbers are little-endian; an offset of -1 means "none".
 class StoredLibrary {
   public:
-    /// Takes the type library from resource TYPELIB 1 of the DLL.
+    /// Reads resource TYPELIB 1 of the DLL.
     StoredLibrary() {
         const auto release = [](HMODULE p) { FreeLibrary(p); };
         const std::unique_ptr<std::remove_pointer_t<HMODULE>, decltype(release)> module(
@@ -318,8 +317,8 @@ class StoredLibrary {
         m_segments = m_typeOffsets + 4 * typeCount;
     }
 
-    /// The functions of the `index`th type, which has no variables, in the order of the vtable: the total size of their
-    /// records, the records, the DISPIDs and then the names.
+    /// The functions of the `index`th type, which has no variables, in vtable order. Stored are the total size of their
+    /// records, the records, the DISPIDs and the names.
     [[nodiscard]] std::vector<StoredFunction> FunctionsOf(std::size_t index) const {
         const std::size_t type = Segment(0) + Read<std::uint32_t>(m_typeOffsets + 4 * index);
         const std::size_t count = Read<std::uint16_t>(type + 0x18);
@@ -337,8 +336,8 @@ class StoredLibrary {
     }
 
   private:
-    /// All but the name, which stands elsewhere. A record is a fixed part, a varying number of further fields (the
-    /// second is the help string), the default values if there are any, and the parameters.
+    /// A function without its name, which is stored elsewhere. A record has a fixed part, a variable number of further
+    /// fields (the second is the help string), the default values if any, and the parameters.
     [[nodiscard]] StoredFunction FunctionAt(std::size_t record) const {
         constexpr std::size_t fixedSize = 0x18;
         constexpr std::size_t parameterSize = 12;
@@ -383,13 +382,13 @@ class StoredLibrary {
         return characters;
     }
 
-    /// Where the `index`th of the file's segments begins.
+    /// The offset of the file's `index`th segment.
     [[nodiscard]] std::size_t Segment(std::size_t index) const { return Read<std::uint32_t>(m_segments + 16 * index); }
 
     template <class T> [[nodiscard]] T Read(std::size_t offset) const {
         T value;
         if (offset > m_bytes.size() || sizeof value > m_bytes.size() - offset) {
-            throw std::runtime_error("the type library is not of the expected format");
+            throw std::runtime_error("unexpected format of the type library");
         }
         std::memcpy(&value, &m_bytes[offset], sizeof value);
         return value;
@@ -458,7 +457,7 @@ TEST_P(TypeLibraryInterface, IsDualOverIDispatch) {
     EXPECT_EQ(AttributesOf(Implemented(*vtable, -1))->typekind, TKIND_DISPATCH);
 
     EXPECT_EQ(AttributesOf(vtable)->wTypeFlags, TYPEFLAG_FDUAL | TYPEFLAG_FOLEAUTOMATION | TYPEFLAG_FDISPATCHABLE);
-    // Whether the dispatch view shows the vtable's oleautomation is the platform's affair.
+    // Whether the dispatch view has the vtable's oleautomation flag depends on the platform.
     EXPECT_EQ(AttributesOf(dispatch)->wTypeFlags | TYPEFLAG_FOLEAUTOMATION,
               TYPEFLAG_FDUAL | TYPEFLAG_FOLEAUTOMATION | TYPEFLAG_FDISPATCHABLE);
 
@@ -515,7 +514,7 @@ TEST_P(TypeLibraryInterface, MembersThroughDispatchTakeTheirArgumentsAndReturnTh
     }
 }
 
-TEST_P(TypeLibraryInterface, MembersTellTheirNamesAndHelpStrings) {
+TEST_P(TypeLibraryInterface, MembersReturnTheirNamesAndHelpStrings) {
     for (const CComPtr<ITypeInfo>& view : {DispatchView(GetParam()), VtableView(GetParam())}) {
         const bool isDispatch = AttributesOf(view)->typekind == TKIND_DISPATCH;
         for (const Member& member : GetParam().members) {
@@ -603,7 +602,7 @@ TEST_P(TypeLibraryInterface, IsTheOnlyAndDefaultOneOfItsCreatableClass) {
 INSTANTIATE_TEST_SUITE_P(Contract, TypeLibraryInterface, testing::ValuesIn(contract),
                          [](const testing::TestParamInfo<Interface>& row) { return row.param.name; });
 
-/// Three names of the string list that look alike to a script's author.
+/// Three similar names of the string list.
 TEST(TypeLibraryNames, OfTheStringList_ItemUnderscoreItemAndAdd_AreThreeMembers) {
     const CComPtr<ITypeInfo> list = DispatchView(contract[2]);
     EXPECT_EQ(DispidsOf(*list, {L"Item"}), std::vector<DISPID>{0x60020000});

@@ -1,4 +1,4 @@
-/// What a type library says of itself, in the words of tests. A query that fails throws, and so ends the test.
+/// The content of a type library in a form for tests. A failing query throws and ends the test.
 #pragma once
 
 #include <filesystem>
@@ -24,7 +24,7 @@
 
 using support::Bstr;
 
-/// A text of the type library, which may have none: a null BSTR, as opposed to one of length zero.
+/// A string of the type library; none for a null BSTR.
 using Text = std::optional<std::string>;
 constexpr std::nullopt_t none = std::nullopt;
 
@@ -38,7 +38,7 @@ inline void Must(HRESULT result, std::string_view query) {
     throw std::runtime_error(message.str());
 }
 
-/// The contract is plain ASCII; any other character becomes one that the contract does not have, and so a difference.
+/// The contract is ASCII; any other character is replaced by one that it does not contain, so that it is a difference.
 inline std::string Narrow(std::wstring_view text) {
     std::string result;
     for (const wchar_t c : text) {
@@ -51,10 +51,10 @@ inline std::wstring Widen(std::string_view text) {
     return {text.begin(), text.end()};
 }
 
-/// The one language of the DLL's type library.
+/// The language of the DLL's type library.
 inline constexpr LCID libraryLocale = 0x0409;
 
-/// Writes a type library with the DLL's identifier, version and language. It has one interface, under `iid`.
+/// Writes a type library with the DLL's LIBID, version and language and one interface `iid`.
 inline void CreateOtherLibrary(const std::filesystem::path& file, std::string_view name, const IID& iid) {
     CComPtr<ICreateTypeLib2> library;
     Must(CreateTypeLib2(SYS_WIN64, file.c_str(), &library), "CreateTypeLib2");
@@ -89,7 +89,7 @@ inline CComPtr<ITypeLib> LoadTypeLibrary() {
     return library;
 }
 
-/// What GetTypeAttr answers, released at the end.
+/// The result of GetTypeAttr, released automatically.
 inline auto AttributesOf(const CComPtr<ITypeInfo>& type) {
     TYPEATTR* attributes = nullptr;
     Must(type->GetTypeAttr(&attributes), "GetTypeAttr");
@@ -97,7 +97,7 @@ inline auto AttributesOf(const CComPtr<ITypeInfo>& type) {
     return std::unique_ptr<TYPEATTR, decltype(release)>(attributes, std::move(release));
 }
 
-/// What GetLibAttr answers, released at the end.
+/// The result of GetLibAttr, released automatically.
 inline auto AttributesOf(const CComPtr<ITypeLib>& library) {
     TLIBATTR* attributes = nullptr;
     Must(library->GetLibAttr(&attributes), "GetLibAttr");
@@ -105,7 +105,7 @@ inline auto AttributesOf(const CComPtr<ITypeLib>& library) {
     return std::unique_ptr<TLIBATTR, decltype(release)>(attributes, std::move(release));
 }
 
-/// What GetFuncDesc answers for the function at `index`, released at the end.
+/// The result of GetFuncDesc for function `index`, released automatically.
 inline auto FunctionOf(const CComPtr<ITypeInfo>& type, UINT index) {
     FUNCDESC* function = nullptr;
     Must(type->GetFuncDesc(index, &function), "GetFuncDesc");
@@ -118,8 +118,8 @@ struct Documentation {
     Text help;
 };
 
-/// Name and help string of a library (and of its parts, by index) or of a type (and of its members, by DISPID);
-/// -1 stands for the whole.
+/// Name and help string of a library (or its types, by index) or of a type (or its members, by DISPID); -1 means the
+/// library or type itself.
 template <class Described> Documentation DocumentationOf(Described& described, int part = -1) {
     Bstr name;
     Bstr help;
@@ -133,15 +133,15 @@ inline CComPtr<ITypeInfo> Referenced(ITypeInfo& by, HREFTYPE reference) {
     return type;
 }
 
-/// The `index`th implemented or inherited interface. Of a dual interface -1 is its other view: the vtable view of the
-/// dispatch view and the reverse.
+/// The `index`th implemented or inherited interface. For a dual interface, -1 is the other of its vtable and dispatch
+/// views.
 inline CComPtr<ITypeInfo> Implemented(ITypeInfo& by, int index) {
     HREFTYPE reference = 0;
     Must(by.GetRefTypeOfImplType(static_cast<UINT>(index), &reference), "GetRefTypeOfImplType");
     return Referenced(by, reference);
 }
 
-/// Where a type stands: the library that holds it, and its index there.
+/// The library that contains a type, and its index there.
 inline std::pair<GUID, UINT> PlaceOf(ITypeInfo& type) {
     CComPtr<ITypeLib> library;
     UINT index = 0;
@@ -149,7 +149,7 @@ inline std::pair<GUID, UINT> PlaceOf(ITypeInfo& type) {
     return {AttributesOf(library)->guid, index};
 }
 
-/// A type as C++ would write it. A type from another library shows that library's identifier too.
+/// A type in C++ notation. A type from another library includes that library's identifier.
 inline std::string TypeText(ITypeInfo& context, const TYPEDESC& type) {
     switch (type.vt) {
     case VT_VOID:
@@ -181,7 +181,7 @@ inline std::string TypeText(ITypeInfo& context, const TYPEDESC& type) {
     }
 }
 
-/// The names of the library's types of one kind, in their order.
+/// The names of the library's types of one kind, in order.
 inline std::vector<Text> TypesOfKind(TYPEKIND kind) {
     const CComPtr<ITypeLib> library = LoadTypeLibrary();
     std::vector<Text> names;

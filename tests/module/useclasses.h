@@ -1,4 +1,4 @@
-/// What a client does with an object of each class, late-bound: wherever the object is, and however it was created.
+/// Typical late-bound use of an object of each class, wherever it is and however it was created.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@
 #include "tests/module/classes.h"
 #include "tests/support/bstr.h"
 
-/// How many elements the object's enumerator gives, one by one.
+/// The number of elements that the object's enumerator returns, one by one.
 inline int CountByWalking(const support::DispatchObject& object) {
     const support::Reply reply = object.Get(DISPID_NEWENUM);
     support::Require(reply.hr, "_NewEnum");
@@ -31,7 +31,7 @@ inline int CountByWalking(const support::DispatchObject& object) {
     }
 }
 
-/// Whether two interface pointers belong to one object. Proxies of one object may have several for IDispatch.
+/// Whether two interface pointers belong to one object. Proxies of one object may have several IDispatch pointers.
 inline bool IsSameObject(IDispatch* one, IDispatch* other) {
     CComPtr<IUnknown> oneIdentity;
     CComPtr<IUnknown> otherIdentity;
@@ -117,7 +117,7 @@ inline void UseVariantCollection(const support::DispatchObject& object, const st
     EXPECT_EQ(object.Get(L"Count").value.Int(), 2);
 }
 
-/// Calls an object of the class `row` late-bound. `text` is any text without commas and blanks at its ends.
+/// Calls an object of the class `row` late-bound. `text` must contain no commas and no blanks at its ends.
 inline void Use(const Class& row, const support::DispatchObject& object, const std::wstring& text) {
     using UseObject = void(const support::DispatchObject&, const std::wstring&);
     constexpr std::pair<const CLSID*, UseObject*> uses[] = {

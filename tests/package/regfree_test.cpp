@@ -313,13 +313,13 @@ INSTANTIATE_TEST_SUITE_P(Classes, RegistrationFreeClass, testing::ValuesIn(class
 
 using RegistrationFreeErrors = RegistrationFree;
 
-TEST_F(RegistrationFreeErrors, Vtable_TellTheirSource) {
+TEST_F(RegistrationFreeErrors, Vtable_HaveTheirSource) {
     for (const Failing& row : failingCalls) {
         ExpectErrorRecord(row, row.call(CreateInstance<IUnknown>(*row.clsid)));
     }
 }
 
-TEST(RegistrationFreeErrorsFromAnotherApartment, Vtable_TellTheirSource) {
+TEST(RegistrationFreeErrorsFromAnotherApartment, Vtable_HaveTheirSource) {
     const RegistersNothing registersNothing;
     const ActivationContext context;
     const ApartmentOf apartment(ApartmentOf::MultiThreaded);
