@@ -17,7 +17,7 @@ SECONDS = 30
 
 
 class Browser:
-    """One tab. `complaints` are the console's errors, uncaught exceptions and requests of the page that is open."""
+    """One tab. `complaints` are console errors and uncaught exceptions of the open page, `requests` its requests."""
 
     def __init__(self) -> None:
         self._profile = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
@@ -25,7 +25,7 @@ class Browser:
         self._answers, answers = os.pipe()
 
         def use_pipes() -> None:
-            high = os.dup(commands), os.dup(answers)  # neither may be the number that the other has to get
+            high = os.dup(commands), os.dup(answers)  # so that dup2 overwrites neither
             os.dup2(high[0], 3)
             os.dup2(high[1], 4)
         environment = {**os.environ, 'HOME': self._profile.name}
@@ -50,7 +50,7 @@ class Browser:
         return self
 
     def __exit__(self, *_: object) -> None:
-        os.close(self._commands)  # ends it
+        os.close(self._commands)  # ends the browser
         try:
             self._process.wait(10)
         except subprocess.TimeoutExpired:
@@ -72,10 +72,10 @@ class Browser:
                 return answer['result']
 
     def _receive(self) -> dict[str, Any]:
-        """The next message. Notes events on the way."""
+        """Returns the next message and records events."""
         while b'\0' not in self._received:
             if not select.select([self._answers], [], [], SECONDS)[0]:
-                raise RuntimeError(f'the browser has said nothing for {SECONDS} seconds')
+                raise RuntimeError(f'the browser has not answered for {SECONDS} seconds')
             data = os.read(self._answers, 1 << 16)
             if not data:
                 raise RuntimeError('the browser has ended')
@@ -112,16 +112,16 @@ class Browser:
         return result['result'].get('value')
 
     def wait_for(self, expression: str) -> Any:
-        """The value of an expression, once it is true."""
+        """Waits until an expression is true and returns its value."""
         end = time.monotonic() + SECONDS
         while time.monotonic() < end:
             if value := self.evaluate(expression):
                 return value
             time.sleep(0.02)
-        raise RuntimeError(f'this has not become true: {expression}')
+        raise RuntimeError(f'timeout: {expression}')
 
     def emulate(self, width: int, height: int, phone: bool, scheme: str) -> None:
-        """Sets the size of the window, or of a phone's screen, and whether the reader prefers "dark" or "light"."""
+        """Sets the size of the window or the phone's screen, and the preferred scheme, "dark" or "light"."""
         if self._screen != (width, height, phone):  # changing it is slow
             self._screen = width, height, phone
             self.call('Emulation.setDeviceMetricsOverride', width=width, height=height,
@@ -129,7 +129,7 @@ class Browser:
         self.call('Emulation.setEmulatedMedia', features=[{'name': 'prefers-color-scheme', 'value': scheme}])
 
     def type(self, text: str) -> None:
-        """Types into the field that has the focus, then presses Enter."""
+        """Types into the focused field, then presses Enter."""
         self.call('Input.insertText', text=text)
         for kind in ('keyDown', 'keyUp'):
             self.call('Input.dispatchKeyEvent', type=kind, key='Enter', code='Enter', windowsVirtualKeyCode=13,

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Checks the Markdown of the repository as a code host shows it: every link leads somewhere, and nothing is written in
-a way that only the manual's generator knows."""
+"""Checks the Markdown of the repository as a code host shows it: all links work, and no syntax is specific to the
+manual's generator."""
 import pathlib
 import re
 import sys
@@ -11,10 +11,10 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / 'tools' / 'lib' / 'site'))
 from markdown_page import Page, plain, read_page, slug, slugs  # noqa: E402
 
-# What the manual highlights. `text` is for everything else.
+# The languages that the manual highlights, and `text` for everything else.
 LANGUAGES = {'vbscript', 'javascript', 'vb', 'vba', 'powershell', 'cpp', 'c', 'csharp', 'pascal', 'rust', 'go',
              'python', 'sh', 'bat', 'ini', 'xml', 'html', 'json', 'cmake', 'text'}
-# Written for the generator alone, or as HTML. Code and comments are not looked at.
+# Syntax of the generator, and HTML. Code and comments are ignored.
 FOREIGN = {
     'raw HTML': re.compile(r'</?[A-Za-z][^<>:]*>'),
     'a directive of MyST': re.compile(r'^\s*:::|^\([\w-]+\)=\s*$', re.MULTILINE),
@@ -25,7 +25,7 @@ FOREIGN = {
 
 
 def fault_of_link(root: pathlib.Path, path: pathlib.Path, address: str) -> str:
-    """What is wrong with a link of the page `path`, or an empty string."""
+    """The fault of a link on the page `path`, or an empty string."""
     if re.match(r'(https?|mailto):', address):
         return ''
     name, _, anchor = address.partition('#')

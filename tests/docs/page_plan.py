@@ -1,12 +1,12 @@
-"""What a page of the documentation claims of its VBScript and JScript blocks, as steps to run.
+"""Turns the VBScript and JScript blocks of a page into steps to run.
 
-The blocks of one language are one script, in their order, which runs at the place of the last one. `' -> text` or
-`// -> text` marks what is printed. A comment on the line above a block makes something else of it:
+The blocks of one language form one script, in order, which runs at the position of the last one. `' -> text` or
+`// -> text` marks printed lines. A comment on the line above a block gives it another meaning:
 
     <!-- script: NAME.vbs -->              a whole script, saved under that name
     <!-- output: NAME.vbs [ARGUMENTS] -->  exactly what running that script prints
     <!-- file: NAME -->                    a file that exists before anything runs
-    <!-- result: NAME -->                  what that file has in it after the scripts above
+    <!-- result: NAME -->                  the content of that file after the scripts above
     <!-- not run: REASON -->               a script that cannot run here
 
 Scripts and files have CR LF line ends and are in Windows-1252.
@@ -19,7 +19,7 @@ import sys
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / 'tools' / 'lib' / 'site'))
 from markdown_page import Block, Page, read_page  # noqa: E402
 
-# A host under Wine ends with exit code 0 when a script fails, so each script prints this at its end.
+# Wine's script host returns 0 even if a script fails, so each script prints this at its end.
 END = '(the end)'
 ENCODING = 'cp1252'
 KINDS = ('script', 'output', 'file', 'result', 'not run')
@@ -39,14 +39,14 @@ class PageError(Exception):
 
 @dataclasses.dataclass
 class Step:
-    """Saves files, runs a script of them or shows a file, and has to give `expected`."""
+    """Saves files, then runs a script or shows a file. The output must be `expected`."""
     line: int
     files: dict[str, bytes] = dataclasses.field(default_factory=dict)
     script: str = ''
     arguments: list[str] = dataclasses.field(default_factory=list)
     shown: str = ''
     expected: list[str] = dataclasses.field(default_factory=list)
-    quits: bool = False  # with an exit code of its own, perhaps
+    quits: bool = False  # and may return an exit code
 
     @property
     def title(self) -> str:
@@ -61,7 +61,7 @@ def encoded(line: int, text: list[str]) -> bytes:
 
 
 def with_end(language: str, text: list[str]) -> list[str]:
-    """A script that prints END when it comes to its end, or quits on purpose."""
+    """A script that prints END at its end or before it quits."""
     source = '\n'.join(text)
     if language == 'javascript':
         source = re.sub(r'\bWScript\.Quit\(([^()]*)\)',
@@ -81,12 +81,12 @@ class _Planner:
                 raise PageError(line, f'"{comment}" stands above no block')
         self.files: dict[str, bytes] = {}
         self.steps: list[Step] = []
-        self.scripts: dict[str, Block] = {}  # the last of each name
+        self.scripts: dict[str, Block] = {}  # the last one of each name
         self.skipped: list[str] = []
 
     @staticmethod
     def _directive(block: Block) -> tuple[str, str]:
-        """The kind of a block and what follows it: ('script', 'NAME.vbs'), or two empty strings."""
+        """The kind and value of a block's comment: ('script', 'NAME.vbs'), or two empty strings."""
         found = []
         for comment in block.comments:
             kind, colon, value = comment.partition(':')
@@ -143,7 +143,7 @@ class _Planner:
             if not kind and block.language == language:
                 lines += block.text
             elif kind == 'result' and self._inside_joined(place) == language:
-                # The script itself keeps what the file has in it at this place.
+                # The script itself copies the file at this point.
                 copy = f'{value}.{len(results) + 1}'
                 lines.append(COPY[language].format(value, copy))
                 results.append(Step(block.line, shown=copy, expected=block.text))
@@ -154,7 +154,7 @@ class _Planner:
         self.steps += results
 
     def _inside_joined(self, place: int) -> str:
-        """The language of the joined script that is running at this place, if there is one."""
+        """The language of the joined script that runs at this position, if any."""
         for block, kind, _ in reversed(self.blocks[:place]):
             if kind in ('script', 'output'):
                 return ''
@@ -174,7 +174,7 @@ class _Planner:
         has_output = any(kind == 'output' and value == name for kind, value, _ in rest)
         marked = self._marked(block.language, block.text)
         if marked or not has_output:
-            # Without any of these, what it has written must be shown before another script runs.
+            # Without output, its result must be shown before another script runs.
             following = next((kind for kind, _, other in rest if kind in ('script', 'output', 'result') or
                               (not kind and other.language in EXTENSIONS)), '')
             if not marked and following != 'result':
@@ -211,6 +211,6 @@ class _Planner:
 
 
 def plan(path: pathlib.Path) -> tuple[list[Step], list[str]]:
-    """The steps of a page, and a line for each block that is not run. Raises PageError."""
+    """Returns the steps of a page, and a line for each block that is not run. Raises PageError."""
     planner = _Planner(read_page(path))
     return planner.plan(), planner.skipped

@@ -1,5 +1,5 @@
-// Compares the pages in docs/reference/ with the type library that nuvolex.dll carries: each class has a page, each
-// member its heading and declaration there, and no page tells of a member that does not exist.
+// Compares the pages in docs/reference/ with the DLL's type library: each class has a page, each member its heading and
+// declaration there, and no page describes a member that does not exist.
 
 #include <algorithm>
 #include <cctype>
@@ -25,8 +25,8 @@ namespace {
 // ------------------------------------------------------------------------------------- what the type library declares
 
 struct Parameter {
-    std::string type; ///< as C++ writes it
-    std::string name; ///< empty where a declaration has none: a result, a new value
+    std::string type; ///< in C++
+    std::string name; ///< empty for a result or a new value
     bool result;
     bool optional;
 };
@@ -39,7 +39,7 @@ struct Function {
     std::vector<Parameter> parameters;
 };
 
-/// The interface of a class as the vtable has it.
+/// The interface of a class, in vtable order.
 CComPtr<ITypeInfo> InterfaceOf(const std::string& className) {
     const CComPtr<ITypeLib> library = LoadTypeLibrary();
     for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
@@ -94,7 +94,7 @@ std::string CppDeclaration(const Function& function) {
     return text + ");";
 }
 
-/// A type as script authors know it: `Long` for `long`, `NXFileStream` for `INXFileStream*`.
+/// A type for script authors: `Long` for `long`, `NXFileStream` for `INXFileStream*`.
 std::string ScriptType(const std::string& type) {
     static const std::pair<const char*, const char*> names[] = {{"int", "Long"},
                                                                 {"long", "Long"},
@@ -112,7 +112,7 @@ std::string ScriptType(const std::string& type) {
     throw std::runtime_error("no name for the type " + type);
 }
 
-/// What a page says of a member at its place.
+/// The heading and declaration of a member on a page.
 struct Entry {
     std::string heading;     ///< `Add(Item [, Position])`, `Token(n)`, `Count`
     std::string declaration; ///< `Property Count As Long ' read-only`
@@ -183,7 +183,7 @@ std::string PageName(std::string className) {
     return className + ".md";
 }
 
-/// A page, taken apart.
+/// A parsed page.
 struct Page {
     explicit Page(const std::string& name) {
         std::ifstream file(Folder() / name);
@@ -209,7 +209,7 @@ struct Page {
     std::string title;
     std::vector<Entry> entries; ///< sorted
     std::vector<std::string> cpp;
-    std::vector<std::string> links; ///< of the page's tables, in their order
+    std::vector<std::string> links; ///< of the page's tables, in order
 
   private:
     void TakeText(const std::string& line) {
@@ -227,7 +227,7 @@ struct Page {
     }
 };
 
-/// What is in one sorted list and not in the other.
+/// The elements of one sorted list that are not in the other.
 std::vector<Entry> Without(const std::vector<Entry>& entries, const std::vector<Entry>& others) {
     std::vector<Entry> rest;
     std::ranges::set_difference(entries, others, std::back_inserter(rest));

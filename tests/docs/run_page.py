@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Runs the VBScript and JScript blocks of a page, and compares what they do with what the page claims.
+"""Runs the VBScript and JScript blocks of a page and compares the results with the page.
 
     run_page.py PREFIX PAGE           PREFIX is a Wine prefix in which the DLL is registered
-    run_page.py --stage FOLDER PAGE   writes what the test kit needs to do the same on Windows
+    run_page.py --stage FOLDER PAGE   writes the files with which the test kit does the same on Windows
 
-page_plan.py has the rules. The exit code is 77 when the page marks each of its scripts as not run.
+page_plan.py has the rules. The exit code is 77 if the page marks all of its scripts as not run.
 """
 import difflib
 import pathlib
@@ -18,7 +18,7 @@ WINE = pathlib.Path(__file__).resolve().parents[2] / 'tools' / 'lib' / 'wine'
 OUTPUT_ENCODING = 'cp437'  # of the host's output, with English settings
 NOTHING_RUN = 77
 
-# Names the engines, since the extensions may belong to other programs. Wine has no such option.
+# //E: since the extensions may belong to other programs. Wine has no such option.
 BATCH_START = '''@echo off
 set vbs=//E:VBScript
 set js=//E:JScript
@@ -40,7 +40,7 @@ def difference(expected: list[str], actual: list[str]) -> str:
 
 
 def run_step(step: Step, prefix: str, folder: pathlib.Path) -> str:
-    """What went wrong, or an empty string."""
+    """Runs a step. Returns the fault, or an empty string."""
     save(step, folder)
     if step.shown:
         path = folder / step.shown
@@ -60,8 +60,8 @@ def joined(lines: list[str], encoding: str) -> bytes:
 
 
 def stage(steps: list[Step], folder: pathlib.Path) -> None:
-    """Writes page.cmd, which runs the steps in the current folder, the files of each step below its number, and
-    page.cmd.expected, what all of them print."""
+    """Writes page.cmd, which runs the steps in the current folder, page.cmd.expected with their output, and a numbered
+    folder with the files of each step."""
     batch = BATCH_START
     expected = b''
     for number, step in enumerate(steps, 1):

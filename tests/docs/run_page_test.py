@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests that run_page.py takes each broken claim for one: run_page_test.py PREFIX"""
+"""Tests that run_page.py detects each kind of wrong claim: run_page_test.py PREFIX"""
 import pathlib
 import subprocess
 import sys
@@ -7,7 +7,7 @@ import tempfile
 import unittest
 
 RUN_PAGE = pathlib.Path(__file__).with_name('run_page.py')
-PREFIX = pathlib.Path(sys.argv.pop()).resolve() if len(sys.argv) > 1 else sys.exit('name a Wine prefix')
+PREFIX = pathlib.Path(sys.argv.pop()).resolve() if len(sys.argv) > 1 else sys.exit('usage: run_page_test.py PREFIX')
 
 
 def block(language: str, *lines: str, comment: str = '') -> str:

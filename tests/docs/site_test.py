@@ -1,9 +1,9 @@
 #!/usr/bin/python3
-"""Opens every page of the manual in Chromium, as a reader does who has unpacked it: site_test.py SITE
+"""Opens every page of the manual in Chromium from files: site_test.py SITE
 
-At phone and desktop width, in light and in dark: no complaint on the console, no request outside of the site, no link
-or image that leads nowhere, nothing that makes the page scroll sideways or is cut off. The search is used. Pages with
-planted faults show first that these are found.
+Checks, at phone and desktop width, light and dark: no console errors, no requests outside the site, no dead links or
+images, nothing cut off or scrolling the page sideways. Tests the search. First, pages with planted faults show that
+these are found.
 """
 import dataclasses
 import pathlib
@@ -15,8 +15,8 @@ from browser import Browser
 
 PHONE, DESKTOP = (390, 844, True), (1280, 900, False)
 
-# What a page shows: widths, what sticks out of the window without a box that scrolls, the background's brightness, and
-# by how much the header hides the second heading for readers who follow a link to it.
+# The layout of a page: widths, elements that extend beyond the window outside of scrolling boxes, the background's
+# brightness, and how much of the second heading the header hides after following a link to it.
 LAYOUT = '''(() => {
     const wide = document.scrollingElement.scrollWidth;
     const scrolls = element => { for (let e = element; e && e !== document.body; e = e.parentElement)
@@ -50,7 +50,7 @@ class Content:
 
 
 def inspect_page(browser: Browser, page: pathlib.Path, site: pathlib.Path) -> tuple[Content, list[str]]:
-    """What a page has in it, and what is wrong with it by itself."""
+    """The content of a page, and its faults except dead links."""
     browser.emulate(*DESKTOP, 'light')
     browser.open(page.as_uri())
     content = Content(**browser.evaluate(CONTENT))
@@ -85,9 +85,9 @@ def broken_links(site: pathlib.Path, pages: dict[pathlib.Path, Content]) -> list
             target = pathlib.Path(urllib.parse.unquote(parts.path))
             anchor = urllib.parse.unquote(parts.fragment)
             if not target.is_relative_to(site) or not target.is_file():
-                faults.append(f'{page.relative_to(site)}: the link {link} leads nowhere')
+                faults.append(f'{page.relative_to(site)}: {link} is a dead link')
             elif anchor and anchor not in pages[target].anchors:
-                faults.append(f'{page.relative_to(site)}: the link {link} leads to no place of the page')
+                faults.append(f'{page.relative_to(site)}: {link} leads to a missing anchor')
     return faults
 
 
@@ -101,7 +101,7 @@ def inspect_site(browser: Browser, site: pathlib.Path) -> list[str]:
 
 
 def search(browser: Browser, site: pathlib.Path, word: str, page: str) -> list[str]:
-    """Types a word into the search field of the front page. One of the results must be `page`."""
+    """Searches for a word on the front page. `page` must be among the results."""
     browser.emulate(*DESKTOP, 'light')
     browser.open((site / 'index.html').as_uri())
     browser.evaluate('document.querySelector("input[name=q]").focus()')
@@ -116,7 +116,7 @@ def search(browser: Browser, site: pathlib.Path, word: str, page: str) -> list[s
 
 
 def choose_theme(browser: Browser, site: pathlib.Path) -> list[str]:
-    """The button in the corner makes a light page dark."""
+    """Checks that the theme button makes a light page dark."""
     browser.emulate(*DESKTOP, 'light')
     browser.open((site / 'index.html').as_uri())
     for _ in range(3):
@@ -124,7 +124,7 @@ def choose_theme(browser: Browser, site: pathlib.Path) -> list[str]:
         if browser.evaluate(LAYOUT)['brightness'] < 0.5:
             browser.evaluate('localStorage.clear()')
             return []
-    return ['the button for the theme makes no page dark']
+    return ['the theme button does not make the page dark']
 
 
 # ------------------------------------------------------------------------------------------------- pages with faults
@@ -135,9 +135,9 @@ HEAD = ('<!doctype html><html><head><meta charset="utf-8"><meta name="viewport" 
 PLANTED = {
     'fine': ('<p id="here"><a href="fine.html#here">x</a> <a href="http://localhost/">y</a></p>'
              '<div style="overflow-x: auto"><p style="width: 2000px">scrolls by itself</p></div>', ''),
-    'link': ('<a href="missing.html">x</a>', 'missing.html leads nowhere'),
-    'anchor': ('<a href="fine.html#missing">x</a>', 'fine.html#missing leads to no place'),
-    'outside': ('<a href="/etc/hostname">x</a>', 'leads nowhere'),
+    'link': ('<a href="missing.html">x</a>', 'missing.html is a dead link'),
+    'anchor': ('<a href="fine.html#missing">x</a>', 'fine.html#missing leads to a missing anchor'),
+    'outside': ('<a href="/etc/hostname">x</a>', 'is a dead link'),
     'image': ('<img src="missing.png">', 'missing.png is not shown'),
     'wide': ('<p style="width: 400px">x</p>', '390 pixels wide, dark: it is'),
     'cut': ('<div style="overflow: hidden"><p style="width: 2000px">x</p></div>', 'this is cut off: <p'),
@@ -151,7 +151,7 @@ PLANTED = {
 
 
 def check_planted_faults(browser: Browser) -> list[str]:
-    """What the inspection should have found in pages with known faults, or found in the one without."""
+    """Faults that the inspection misses in pages with planted faults, or reports in the page without."""
     with tempfile.TemporaryDirectory() as folder:
         site = pathlib.Path(folder).resolve()
         for name, (body, _) in PLANTED.items():

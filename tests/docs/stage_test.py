@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests how the manual's pages are prepared: names, links, the sidebar, and what is an error."""
+"""Tests stage.py: names, links, the sidebar, and errors."""
 import pathlib
 import sys
 import tempfile
@@ -26,7 +26,7 @@ PAGES = {
 
 class Staging(unittest.TestCase):
     def stage(self, **changes: str | None) -> dict[str, str]:
-        """The staged files of PAGES with some changes. None leaves a file out."""
+        """The staged files of PAGES with some changes; None removes a file."""
         with tempfile.TemporaryDirectory() as folder:
             source, output = pathlib.Path(folder) / 'source', pathlib.Path(folder) / 'output'
             for name, text in {**PAGES, **changes}.items():
@@ -65,8 +65,8 @@ class Staging(unittest.TestCase):
 
     def test_what_is_not_complete_is_an_error(self):
         self.assert_error('README.md is listed .* missing', **{'docs/howto/README.md': None, 'docs/README.md': '# F\n'})
-        self.assert_error('lists docs/howto/c.md', **{'docs/howto/c.md': '# C\n'})
-        self.assert_error('lists docs/d.md', **{'docs/d.md': '# D\n'})
+        self.assert_error('not listed .*: docs/howto/c.md', **{'docs/howto/c.md': '# C\n'})
+        self.assert_error('not listed .*: docs/d.md', **{'docs/d.md': '# D\n'})
         self.assert_error(r'docs/howto/a.md, line 3: dead link: c.md', **{'docs/howto/a.md': '# A\n\n[c](c.md)\n'})
         self.assert_error('dead link', **{'docs/howto/a.md': '# A\n\n[c](../../../x)\n'})
 

@@ -1,8 +1,8 @@
 #!/bin/sh
-# Letters of any script reach a console. console_test.sh WINE PREFIX DOCTOR
+# The doctor prints letters of any script to a console: console_test.sh WINE PREFIX DOCTOR
 #
-# `script` gives Wine a terminal, so that the doctor has a console. What arrives there is full of control sequences,
-# and blanks arrive as such.
+# `script` gives Wine a terminal, so that the doctor has a console. Its output is full of control sequences, some of
+# which stand for blanks.
 set -eu
 wine=$1 prefix=$2 doctor=$3
 unset NUVOLEX_TEST # with it, the output would go to a file

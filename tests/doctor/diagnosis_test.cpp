@@ -1,6 +1,6 @@
-// The doctor as a user has it: what it says about a broken set-up of each kind, and that `register` repairs it.
+// The doctor as a program: what it reports for each kind of broken set-up, and that `register` repairs it.
 //
-// These tests change the real registry, so they need a Wine prefix of their own.
+// These tests change the real registry, so they need their own Wine prefix.
 
 #include <string>
 #include <vector>
@@ -15,7 +15,7 @@ namespace {
 
 using Ids = std::vector<std::string>;
 
-/// A class of the system, in scrrun.dll.
+/// A class of the system in scrrun.dll.
 constexpr const wchar_t* foreignClass = L"{0D43FE01-F093-11CF-8940-00A0C9054228}";
 
 class Diagnosis : public WithDoctor {
@@ -27,7 +27,7 @@ class Diagnosis : public WithDoctor {
         EXPECT_TRUE(text.Says("[" + id + "]")) << text.output;
         EXPECT_TRUE(text.Says("Verdict: something is wrong (1 fault).")) << text.output;
         for (const std::string& word : words) {
-            EXPECT_TRUE(text.Says(word)) << "not there: " << word << "\n" << text.output;
+            EXPECT_TRUE(text.Says(word)) << "missing: " << word << "\n" << text.output;
         }
         const Report json = Doctor(L"--json");
         EXPECT_EQ(json.exitCode, 1u);
@@ -35,14 +35,14 @@ class Diagnosis : public WithDoctor {
         EXPECT_EQ(json.Json()["verdict"].string, "faulty");
     }
 
-    /// Expects that no object of the class was created.
+    /// Expects that the doctor created no object of the class.
     void ExpectNotTried(std::size_t classIndex) {
         const JsonValue json = Doctor(L"--json").Json();
         EXPECT_EQ(json["facts"]["classes"][classIndex]["createResult"].kind, JsonValue::Kind::nothing);
         EXPECT_EQ(json["facts"]["classes"][classIndex]["servedBy"].kind, JsonValue::Kind::nothing);
     }
 
-    /// Registers, and expects that all is well then.
+    /// Registers, and expects a healthy diagnosis.
     void ExpectRepaired(const std::wstring& path = {}) {
         const Report repair = Doctor(path.empty() ? L"register" : L"register \"" + path + L"\"");
         EXPECT_EQ(repair.exitCode, 0u) << repair.output;
@@ -140,7 +140,7 @@ TEST_F(Diagnosis, ClassRedirectedForTheUser_IsNotRunAndIsRepaired) {
     EXPECT_EQ(Doctor().exitCode, 0u);
 }
 
-/// COM would find the file in one of its own folders, or in the doctor's.
+/// COM would search for the file in its own folders or in the doctor's.
 TEST_F(Diagnosis, FileWithoutFolder_IsNotRunAndIsRepaired) {
     for (const wchar_t* const name : {L"scrrun.dll", L"nuvolex.dll"}) {
         RegisterByItself(DllPath().wstring());

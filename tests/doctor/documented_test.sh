@@ -1,5 +1,5 @@
 #!/bin/sh
-# docs/doctor.md lists each finding with its severity, and no other. documented_test.sh SOURCE_DIR
+# docs/doctor.md lists exactly the findings, with their severities: documented_test.sh SOURCE_DIR
 set -eu
 cd "$1"
 defined=$(sed -n 's/.*{FindingId::[^,]*, "\([^"]*\)", Severity::\([a-z]*\),$/\1 \2/p' doctor/findingtable.cpp)

@@ -1,11 +1,11 @@
-/// Facts as the doctor would find them, without a registry.
+/// Facts like those that the doctor gathers, without a registry.
 #pragma once
 
 #include <string>
 
 #include "doctor/facts.h"
 
-/// Where the library is registered in these facts.
+/// The path of the registered library in these facts.
 inline const std::wstring registeredPath = L"C:\\Nuvolex\\nuvolex.dll";
 
 /// A scope with all entries of the file at `path`.
@@ -21,7 +21,7 @@ inline doctor::ScopeFacts CompleteScope(const std::wstring& path = registeredPat
     return scope;
 }
 
-/// A scope without any entry.
+/// A scope without entries.
 inline doctor::ScopeFacts EmptyScope() {
     doctor::ScopeFacts scope = CompleteScope();
     for (doctor::EntryFact& fact : scope.entries) {
@@ -43,7 +43,7 @@ inline doctor::FileFacts GoodFile(const std::wstring& path = registeredPath) {
     return file;
 }
 
-/// Registered for the machine, and everything works.
+/// Registered for the machine and working.
 inline doctor::Facts HealthyFacts() {
     doctor::Facts facts;
     facts.toolVersion = L"1.0.0";
@@ -55,12 +55,12 @@ inline doctor::Facts HealthyFacts() {
     return facts;
 }
 
-/// Lets the creation of all classes fail.
+/// Makes the creation of all classes fail.
 inline void FailAllClasses(doctor::Facts& facts, HRESULT result) {
     facts.classes.fill({doctor::Trial::done, S_OK, result, E_UNEXPECTED, L""});
 }
 
-/// Not registered at all.
+/// Not registered.
 inline doctor::Facts UnregisteredFacts() {
     doctor::Facts facts = HealthyFacts();
     facts.machine = EmptyScope();
@@ -70,7 +70,7 @@ inline doctor::Facts UnregisteredFacts() {
     return facts;
 }
 
-/// A class that was not created, for that reason.
+/// A class that could not be created, with the reason.
 inline doctor::ClassFacts Untried(doctor::Trial why) {
     doctor::ClassFacts facts;
     facts.trial = why;

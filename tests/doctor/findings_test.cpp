@@ -1,4 +1,4 @@
-// The judging: which findings follow from which facts.
+// Which findings follow from which facts.
 
 #include <algorithm>
 #include <ostream>
@@ -30,7 +30,7 @@ Finding FindingOf(const Facts& facts, FindingId id) {
             return finding;
         }
     }
-    ADD_FAILURE() << "there is no such finding";
+    ADD_FAILURE() << "no such finding";
     return {};
 }
 
@@ -38,7 +38,7 @@ bool Contains(const std::wstring& text, const std::wstring& part) {
     return text.find(part) != std::wstring::npos;
 }
 
-/// Makes the entries of a key, and of those below it, missing.
+/// Marks the entries of a key and its subkeys as missing.
 void Remove(ScopeFacts& scope, const std::wstring& key) {
     for (EntryFact& fact : scope.entries) {
         if (fact.entry.key.starts_with(key)) {
@@ -51,7 +51,7 @@ void Remove(ScopeFacts& scope, const std::wstring& key) {
 struct FaultRow {
     const char* name;
     void (*breakIt)(Facts& facts);
-    Names wanted; ///< beside no-32-bit-access, which comes last whenever anything is registered
+    Names wanted; ///< without no-32-bit-access, which is last whenever anything is registered
 
     friend std::ostream& operator<<(std::ostream& out, const FaultRow& row) { return out << row.name; }
 };

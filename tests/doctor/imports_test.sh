@@ -1,5 +1,5 @@
 #!/bin/sh
-# The doctor needs nothing but DLLs of the system. imports_test.sh OBJDUMP PROGRAM
+# The doctor imports only system DLLs: imports_test.sh OBJDUMP PROGRAM
 set -eu
 imports=$("$1" -p "$2" | sed -n 's/.*DLL Name: //p' | tr 'A-Z' 'a-z')
 [ -n "$imports" ]

@@ -1,4 +1,4 @@
-/// Reads JSON strictly, so that a test sees what a program would.
+/// A strict JSON parser.
 #pragma once
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-/// A JSON value. Asking for what is not there throws.
+/// A JSON value. Access to a missing member throws.
 struct JsonValue {
     enum class Kind { nothing, truth, number, string, array, object };
 
@@ -28,7 +28,7 @@ struct JsonValue {
 
 class JsonParser {
   public:
-    /// The only value of the text.
+    /// Parses a text that contains one value.
     static JsonValue Parse(std::string_view text) {
         JsonParser parser(text);
         JsonValue value = parser.Value();
@@ -42,7 +42,7 @@ class JsonParser {
 
     static void Require(bool condition) {
         if (!condition) {
-            throw std::runtime_error("this is no JSON");
+            throw std::runtime_error("invalid JSON");
         }
     }
     void SkipBlanks() { m_rest.remove_prefix(std::min(m_rest.find_first_not_of(" \t\r\n"), m_rest.size())); }
@@ -118,7 +118,7 @@ class JsonParser {
         }
         return text;
     }
-    /// ASCII only: the rest is expected as UTF-8.
+    /// Only ASCII; other characters must be UTF-8.
     char Escaped() {
         const char kind = Take();
         if (kind == 'u') {

@@ -1,4 +1,4 @@
-// The diagnosis as text and as JSON, and the command line.
+// The report as text and JSON, and the command line.
 
 #include <string>
 #include <variant>
@@ -56,7 +56,7 @@ TEST(Utf8, AnyText_IsValid) {
     EXPECT_EQ(ToUtf8(std::wstring(1, static_cast<wchar_t>(0xD834))), "\xEF\xBF\xBD");
 }
 
-/// Programs rely on these names. They may get more, and none may go.
+/// Programs rely on these names: none may be removed.
 TEST(Json, Members_AreTheDocumentedOnes) {
     using Names = std::vector<std::string>;
     const JsonValue json = JsonOf(HealthyFacts());
@@ -145,7 +145,7 @@ Command CommandOf(const std::vector<std::wstring>& arguments) {
     if (const auto* const command = std::get_if<Command>(&parsed); command != nullptr) {
         return *command;
     }
-    ADD_FAILURE() << "refused: " << std::get<UsageError>(parsed).message;
+    ADD_FAILURE() << "rejected: " << std::get<UsageError>(parsed).message;
     return {};
 }
 

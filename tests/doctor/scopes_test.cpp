@@ -1,6 +1,6 @@
-// `register` and `unregister`, for the user and for the machine: what they write, and that they keep apart.
+// `register` and `unregister` for the user and for the machine: what they write, and that they do not mix.
 //
-// These tests change the real registry, so they need a Wine prefix of their own.
+// These tests change the real registry, so they need their own Wine prefix.
 
 #include <string>
 #include <vector>
@@ -14,13 +14,13 @@ namespace {
 
 class Scopes : public WithDoctor {
   protected:
-    /// Compares and prints only what differs.
+    /// Compares, and prints only differences.
     static void ExpectSame(const RegistryLines& now, const RegistryLines& wanted) {
-        EXPECT_EQ(Without(now, wanted), RegistryLines()) << "is there and should not";
-        EXPECT_EQ(Without(wanted, now), RegistryLines()) << "is not there and should";
+        EXPECT_EQ(Without(now, wanted), RegistryLines()) << "unexpected";
+        EXPECT_EQ(Without(wanted, now), RegistryLines()) << "missing";
     }
 
-    /// What the library itself writes for the machine.
+    /// The entries that the library itself writes for the machine.
     static RegistryLines LinesOfLibrary(const std::wstring& path) {
         RegisterByItself(path);
         RegistryLines lines = LinesOf(Scope::machine);
@@ -203,7 +203,7 @@ TEST_F(Scopes, RegisterWithoutPermission_SaysWhatToDo) {
     EXPECT_TRUE(run.Says("--user")) << run.output;
 }
 
-/// Under Wine all programs are elevated, and COM has the machine's entries only. On Windows this depends on how the
+/// Under Wine all programs are elevated, and COM uses only the machine's entries. On Windows this depends on how the
 /// tests were started.
 TEST_F(Scopes, RegisteredForTheUserOnly_IsSeenByProgramsThatAreNotElevated) {
     ASSERT_EQ(Doctor(L"register --user").exitCode, 0u);
@@ -239,7 +239,7 @@ TEST_F(Scopes, BrokenEntriesOfTheUser_AreReportedBesideThoseOfTheMachine) {
     EXPECT_EQ(broken.exitCode, 1u);
     EXPECT_EQ(broken.Findings("error"), std::vector<std::string>{"file-missing"});
     EXPECT_EQ(broken.Json()["findings"][0]["scope"].string, "user");
-    EXPECT_EQ(Doctor(L"register").exitCode, 1u) << "registering for the machine leaves the user's fault";
+    EXPECT_EQ(Doctor(L"register").exitCode, 1u) << "registering for the machine does not repair the user's entries";
     EXPECT_EQ(Doctor(L"unregister --user").exitCode, 0u);
     EXPECT_EQ(Doctor().exitCode, 0u);
 }

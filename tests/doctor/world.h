@@ -1,4 +1,4 @@
-/// A registry without the library, copies of the library, and the doctor as a program.
+/// Sets up a registry without the library and copies of the library, and runs the doctor.
 #pragma once
 
 #include <algorithm>
@@ -22,7 +22,7 @@
 #include "tests/module/dll.h"
 #include "tests/module/registry.h"
 
-/// What a run of the doctor gave.
+/// The result of a run of the doctor.
 struct Report {
     DWORD exitCode = STILL_ACTIVE;
     std::string output; ///< standard output and error
@@ -42,7 +42,7 @@ struct Report {
     }
 };
 
-/// Below Software\Classes of a scope: the lines of the registration.
+/// The lines of the registration below Software\Classes of a scope.
 inline RegistryLines LinesOf(doctor::Scope scope) {
     RegistryLines lines;
     for (const std::wstring& key : doctor::OwnedKeys()) {
@@ -58,7 +58,7 @@ inline RegistryLines LinesOf(doctor::Scope scope) {
     return lines;
 }
 
-/// Everything below Software\Classes of the user.
+/// The content of the user's Software\Classes.
 inline RegistryLines AllOfUser() {
     RegistryLines lines;
     HKEY opened = nullptr;
@@ -70,7 +70,7 @@ inline RegistryLines AllOfUser() {
     return lines;
 }
 
-/// The registry knows nothing of the library before and after, neither for the user nor for the machine.
+/// The library is not registered before and after each test, neither for the user nor for the machine.
 class WithDoctor : public testing::Test {
   protected:
     void SetUp() override {
@@ -94,7 +94,7 @@ class WithDoctor : public testing::Test {
         return path.wstring();
     }
 
-    /// A copy in which some bytes are others.
+    /// A copy with some bytes replaced.
     [[nodiscard]] std::wstring ChangedCopy(const std::wstring& name, const std::string& from,
                                            const std::string& to) const {
         const std::wstring path = Copy(name);
@@ -108,7 +108,7 @@ class WithDoctor : public testing::Test {
         return path;
     }
 
-    /// Registers a file as regsvr32 does: for the machine, by its own code.
+    /// Registers a file for the machine with its own code, as regsvr32 does.
     static void RegisterByItself(const std::wstring& path) {
         ASSERT_EQ(Result(Dll(path).RegisterServer()), Result(S_OK));
     }
@@ -133,7 +133,7 @@ class WithDoctor : public testing::Test {
         PROCESS_INFORMATION process = {};
         if (CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
                            &process) == FALSE) {
-            throw std::runtime_error("the doctor cannot be started");
+            throw std::runtime_error("cannot start the doctor");
         }
         Report run;
         WaitForSingleObject(process.hProcess, INFINITE);
@@ -146,7 +146,7 @@ class WithDoctor : public testing::Test {
         return run;
     }
 
-    // The registry, relative to Software\Classes of the machine.
+    // The registry; keys are relative to Software\Classes of the machine.
 
     static void SetText(const std::wstring& key, const std::wstring& name, const std::wstring& text) {
         SetTextOf(doctor::Scope::machine, key, name, text);
@@ -163,7 +163,7 @@ class WithDoctor : public testing::Test {
     static std::wstring Path(const std::wstring& key) { return std::wstring(doctor::classesKey) + L"\\" + key; }
     static std::wstring ServerKey(const Class& row) { return doctor::ClassKey(*row.clsid) + L"\\InprocServer32"; }
 
-    /// Lets all classes have another file.
+    /// Registers another file for all classes.
     static void SetServers(const std::wstring& path) {
         for (const Class& row : classes) {
             SetText(ServerKey(row), L"", path);
@@ -184,7 +184,7 @@ class WithDoctor : public testing::Test {
         }
         for (const wchar_t* const key : {L"AppID", L"CLSID", L"Interface", L"TypeLib", L"Wow6432Node\\CLSID",
                                          L"Wow6432Node\\Interface", L"Wow6432Node"}) {
-            RegDeleteKeyW(HKEY_CURRENT_USER, Path(key).c_str()); // fails if anything is below it
+            RegDeleteKeyW(HKEY_CURRENT_USER, Path(key).c_str()); // fails if it has subkeys
         }
         RegDeleteTreeW(HKEY_LOCAL_MACHINE, Path(L"AppID\\{00000000-0000-0000-0000-00000000ABCD}").c_str());
     }

@@ -1,6 +1,6 @@
 #!/bin/sh
-# docs/languages.md shows what the examples print, and has a row for each of them that says which are not run: those
-# whose first line says so, too.
+# docs/languages.md shows the output of the examples, and has a row for each. Those not run are marked there and in
+# their first line.
 set -eu
 here=$(CDPATH='' cd -- "$(dirname -- "$0")" && pwd)
 cd "$here/../.."

@@ -223,7 +223,7 @@ Text RandomCalls::AnyText() {
     }
     std::wstring text;
     for (unsigned length = Chance(1, 12) ? 0 : Chance(1, 30) ? 300 : Below(9); length > 0; --length) {
-        // Includes the terminating NUL of the array, which is rare enough.
+        // The array's terminating NUL is one of them, but rarely used.
         const unsigned unit = Below(std::size(units));
         text += units[unit] == L'\0' && !Chance(1, 3) ? L'c' : units[unit];
     }

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Uses the packages as their users do: installer_test.py PREFIX VERSION APPID
+"""Uses the packages like users: installer_test.py PREFIX VERSION APPID
 
-Registers the DLL of the archive with regsvr32, and takes what that writes as the measure for the installer. Installs,
-runs all examples, damages and repairs, upgrades, removes. PREFIX is a Wine prefix that nothing else uses.
+The installer must write the same entries as regsvr32 with the archive's DLL. Installs, runs all examples, damages and
+repairs, upgrades, removes. PREFIX is a Wine prefix that nothing else uses.
 """
 import json
 import os
@@ -17,7 +17,7 @@ from support import PACKAGES, ROOT, Checks, Prefix, windows_path
 CLASSES = 'hkey_local_machine\\software\\classes'
 UNINSTALL = 'hkey_local_machine\\software\\microsoft\\windows\\currentversion\\uninstall'
 PROGRAM_FILES = 'C:\\Program Files\\Nuvolex'
-# Windows uses the menu of all users, Wine that of the current user.
+# Windows uses the Start menu of all users, Wine that of the current user.
 START_MENU = '**/Start Menu/Programs/Nuvolex/*.lnk'
 STAGE = PACKAGES / 'files'
 ICON = ROOT / 'build' / 'release' / 'package' / 'nuvolex.ico'
@@ -26,7 +26,7 @@ REFUSED = 1603 % 256  # ERROR_INSTALL_FAILURE, as the shell sees it
 
 
 def compile_clients(folder):
-    """Starts compiling, with nothing but what is packaged: the C++ example, and the C client of docs/install.md."""
+    """Starts compiling the C++ example and the C client of docs/install.md, with packaged files only."""
     guide = (ROOT / 'docs' / 'install.md').read_text(encoding='utf-8')
     (folder / 'client.c').write_text(re.search(r'```c\n(.*?)```', guide, re.DOTALL)[1], encoding='utf-8')
     include, libraries = f'-I{STAGE / "include"}', ['-static', '-lole32', '-loleaut32', '-luuid']
@@ -56,7 +56,7 @@ class Scenario:
         self.appid = appid
         self.folder = folder
         self.installer = PACKAGES / f'nuvolex-{version}-x64.msi'
-        # Some other 32-bit class, as every Windows has.
+        # Another 32-bit class, as on every Windows.
         prefix.run('reg', 'add', f'{CLASSES}\\Wow6432Node\\CLSID\\{{00000000-1111-2222-3333-444444444444}}', '/f')
         self.clean = prefix.state()
 
@@ -64,13 +64,13 @@ class Scenario:
         return self.prefix.run('msiexec', action, windows_path(installer), '/qn', *properties)[0]
 
     def classes(self):
-        """The entries below HKEY_CLASSES_ROOT that were not there at first, without the installer's own notes."""
+        """The new entries below HKEY_CLASSES_ROOT, without those of Windows Installer itself."""
         return {entry: value for entry, value in self.prefix.registry(CLASSES).items()
                 if entry not in self.clean[1] and not entry[0].startswith(f'{CLASSES}\\installer')}
 
     def check_clean(self, when):
         files, entries = self.prefix.state()
-        # Windows Installer's own folder, and keys that are there for all products.
+        # Windows Installer's own folder, and keys for all products.
         self.checks.same_entries(f'{when}, no file is left', files - {'windows/Installer'},
                                  self.clean[0] - {'windows/Installer'})
         left = {entry: value for entry, value in entries.items() if self.clean[1].get(entry) != value and
@@ -79,7 +79,7 @@ class Scenario:
         self.checks.same_entries(f'{when}, no registry entry is lost', set(self.clean[1]) - set(entries), set())
 
     def use_unregistered(self):
-        """Uses the unpacked archive's DLL by way of its manifest."""
+        """Uses the DLL of the unpacked archive through its manifest."""
         code, output = self.prefix.run(ROOT / 'build/release/tests/package/regfree_tests.exe', '--gtest_brief=1',
                                        NUVOLEX_DLL='C:\\Nuvolex\\nuvolex.dll',
                                        NUVOLEX_MANIFEST='C:\\Nuvolex\\nuvolex.manifest')
@@ -87,7 +87,7 @@ class Scenario:
                          code == 0 and '[  PASSED  ]' in output, output)
 
     def register_archive(self):
-        """Registers the archive's DLL and returns the entries that this makes."""
+        """Registers the archive's DLL and returns the new entries."""
         target = self.prefix.drive_c('Nuvolex')
         subprocess.run(['unzip', '-q', PACKAGES / f'nuvolex-{self.version}-x64.zip', '-d', target], check=True)
         self.use_unregistered()
@@ -102,15 +102,15 @@ class Scenario:
         return entries
 
     def diagnose(self, when, expected):
-        """What the installed doctor must find wrong."""
+        """Checks the findings of the installed doctor."""
         code, output = self.prefix.run(f'{PROGRAM_FILES}\\nuvolex-doctor.exe', '--json')
-        self.checks.equal(f'{when}, the doctor finds what is wrong',
+        self.checks.equal(f'{when}, the doctor has the expected findings',
                           [finding['id'] for finding in json.loads(output)['findings']
                            if finding['severity'] == 'error'], expected)
-        self.checks.equal(f'{when}, its exit code says so', code, 1 if expected else 0)
+        self.checks.equal(f'{when}, its exit code matches', code, 1 if expected else 0)
 
     def run_example(self, installed, script):
-        # A script that fails ends in silence here; its last line proves that it came to its end.
+        # A script that fails prints no error; its last line proves that it ran to its end.
         _, output = self.prefix.run('cscript', '//nologo', f'{installed}\\examples\\{script}')
         self.checks.that(f'{script} runs from {installed}', output.splitlines()[-1:] and
                          output.splitlines()[-1].startswith('Done: '), output)
@@ -121,10 +121,10 @@ class Scenario:
         expected = {entry: value.replace('C:\\Nuvolex', folder) for entry, value in expected.items()}
         for key, name in expected:
             if key.endswith('\\helpdir') and name == '@':
-                # Paths of folders end with a backslash in the installer's tables.
+                # The installer's folder paths end with a backslash.
                 expected[key, name] = f'"{folder}\\"'
             elif key.endswith('\\1.0\\flags') and name == '@':
-                # Wine, unlike Windows, adds that the library comes from a file, LIBFLAG_FHASDISKIMAGE.
+                # Wine, unlike Windows, adds LIBFLAG_FHASDISKIMAGE.
                 expected[key, name] = expected[key, name].replace('8', '0')
         self.checks.same_entries(f'{when}, the registry entries are those of regsvr32', self.classes(), expected)
 
@@ -133,7 +133,7 @@ class Scenario:
         self.checks.same_entries(f'{when}, the files are those of the package', contents(installed), contents(STAGE))
 
     def product(self):
-        """What Apps & Features knows of Nuvolex: the values of each of its keys."""
+        """The entries of Nuvolex in Apps & Features: the values of each key."""
         entries = self.prefix.registry(UNINSTALL)
         keys = {key for (key, name), value in entries.items() if name == 'DisplayName' and value == '"Nuvolex"'}
         return [{name: value.strip('"') for (key, name), value in entries.items() if key == found and name}
@@ -182,7 +182,7 @@ class Scenario:
         class_key = next(key for key, _ in classes if CLASS_KEY.fullmatch(key))
         self.diagnose('without the DLL', ['file-missing'])
         self.prefix.run('reg', 'delete', class_key, '/f')
-        # What /famus means. Wine does not know /f.
+        # The same as /famus, which Wine does not support.
         self.checks.equal('the repair succeeds', self.msiexec('/i', self.installer, 'REINSTALL=ALL',
                                                               'REINSTALLMODE=amus'), 0)
         self.check_files('after the repair', PROGRAM_FILES)
@@ -195,9 +195,9 @@ class Scenario:
         self.check_clean(when)
 
     def with_surrogate(self, registration):
-        """The entries when 32-bit programs are served, too."""
+        """The entries with the feature for 32-bit programs."""
         entries = dict(registration)
-        # Both views of the registry have the same applications; Wine lists them in both.
+        # Both views of the registry share AppID; Wine lists it in both.
         for parent in (CLASSES, f'{CLASSES}\\wow6432node'):
             key = f'{parent}\\appid\\{self.appid.lower()}'
             entries |= {(key, None): '', (key, '@'): '"Nuvolex"', (key, 'DllSurrogate'): '""'}
@@ -215,7 +215,7 @@ class Scenario:
         self.check_product('with the earlier version', '0.9.0', folder)
         self.check_registration('with the earlier version', registration, folder)
 
-        # Windows keeps the features that were installed; Wine has to be told.
+        # Windows keeps the installed features; for Wine they must be named.
         self.checks.equal('the upgrade succeeds',
                           self.msiexec('/i', self.installer, 'ADDLOCAL=Nuvolex,Surrogate'), 0)
         self.check_product('after the upgrade', self.version, folder)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Looks into the packages, and makes them once more: packages_test.py VERSION"""
+"""Inspects the packages and makes them again: packages_test.py VERSION"""
 import os
 import subprocess
 import sys
@@ -31,7 +31,7 @@ def check_archive(checks, archive, folder, wanted):
 
 
 def check_installer(checks, installer):
-    """What the tests of the installer, which has no window there, cannot show."""
+    """Checks what installing without a user interface cannot show."""
     for sequence in ('InstallUISequence', 'InstallExecuteSequence'):
         table = subprocess.run(['msiinfo', 'export', installer, sequence], check=True, stdout=subprocess.PIPE, text=True)
         order = {row.split('\t')[0]: int(row.split('\t')[2]) for row in table.stdout.splitlines()[3:]}
@@ -46,7 +46,7 @@ def check_sums(checks, names):
 
 
 def check_reproducible(checks, names):
-    """Whoever makes the packages, wherever the machine is: the bytes are the same."""
+    """Checks that the packages do not depend on umask, time zone or temporary folder."""
     with tempfile.TemporaryDirectory() as folder:
         before = {name: (PACKAGES / name).read_bytes() for name in names}
         subprocess.run([ROOT / 'tools' / 'package'], check=True, umask=0o077, stdout=subprocess.DEVNULL,

@@ -1,7 +1,7 @@
-// All classes without registration: nothing is registered, and the manifest alone leads to the DLL.
+// All classes without registration: only the manifest leads to the DLL.
 //
-// The program runs three times. With NUVOLEX_MANIFEST in the environment, it activates that manifest itself, as a
-// client does that calls CreateActCtx. Otherwise its own manifest, embedded or beside it, depends on the assembly.
+// There are three programs of this source. With NUVOLEX_MANIFEST in the environment, it activates that manifest, like a
+// client that calls CreateActCtx. Otherwise its own manifest, embedded or beside it, depends on the assembly.
 
 #include <cstddef>
 #include <cstdlib>
@@ -34,8 +34,8 @@ using support::CreateInstance;
 using support::DispatchObject;
 using support::Require;
 
-/// The activation context of the manifest in NUVOLEX_MANIFEST, current on this thread, and on threads that it starts,
-/// as long as this lives. Does nothing where that variable is not set: the program has a manifest then.
+/// Activates the manifest in NUVOLEX_MANIFEST on this thread and threads that it starts. Does nothing if the variable
+/// is not set: the program has a manifest then.
 class ActivationContext {
   public:
     ActivationContext() {
@@ -76,24 +76,24 @@ std::wstring TextOfGuid(const GUID& guid) {
     return text;
 }
 
-/// Calls the member that the table of classes names, through the vtable of the class's own interface.
+/// Calls the sample member of the class table through the vtable of the class's own interface.
 void UseVtable(const Class& row, IUnknown* object) {
     CComPtr<IUnknown> own;
     Require(object->QueryInterface(*row.iid, reinterpret_cast<void**>(&own)), "the own interface");
     using NumberMember = HRESULT STDMETHODCALLTYPE(IUnknown*, void*);
     NumberMember* const member = (*reinterpret_cast<NumberMember***>(own.p))[row.slot];
-    LONG result = -1; // room for a long or a VARIANT_BOOL
+    LONG result = -1; // large enough for a long or a VARIANT_BOOL
     EXPECT_HR(member(own, &result), S_OK);
     EXPECT_EQ(LOWORD(result), 0);
 }
 
-/// Whether the object lives in another apartment: only proxies have this interface.
+/// Whether the object is in another apartment: only proxies have this interface.
 bool IsProxy(IUnknown* object) {
     CComPtr<IUnknown> security;
     return SUCCEEDED(object->QueryInterface(IID_IClientSecurity, reinterpret_cast<void**>(&security)));
 }
 
-/// Reads an element that is not there, through the vtable.
+/// Reads a missing element through the vtable.
 template <class Interface> HRESULT ReadMissingItem(IUnknown* object) {
     CComPtr<Interface> own;
     Require(object->QueryInterface(__uuidof(Interface), reinterpret_cast<void**>(&own)), "the own interface");
@@ -116,7 +116,7 @@ template <class Interface> HRESULT ReadMissingItem(IUnknown* object) {
     }
 }
 
-/// The classes of which a call can fail, with a call that does.
+/// The classes with calls that can fail, each with a failing call.
 struct Failing {
     const CLSID* clsid;
     HRESULT (*call)(IUnknown* object);
@@ -138,8 +138,8 @@ void ExpectErrorRecord(const Failing& row, HRESULT hr) {
     EXPECT_STREQ(failure.source.c_str(), row.source);
 }
 
-/// The interface that an object which is created by this name describes. (The class identifier of the name would not
-/// tell the class: within an activation context, it is one that the system makes up.)
+/// The interface described by an object that is created by this ProgID. (The ProgID's CLSID does not identify the
+/// class: within an activation context, the system makes one up.)
 IID InterfaceOf(const std::wstring& progId) {
     CLSID clsid = {};
     Must(CLSIDFromProgID(progId.c_str(), &clsid), "CLSIDFromProgID");
@@ -159,9 +159,8 @@ void ForEachType(const std::function<void(ITypeInfo*, const TYPEATTR&)>& action)
     }
 }
 
-/// The registry after a test is as before: using the DLL registers nothing. Wine's marshaler for own interfaces,
-/// however, registers the type library that it has found through the manifest; its entries are removed for the next
-/// test.
+/// Checks that using the DLL registers nothing. Wine's marshaler for custom interfaces, however, registers the type
+/// library that it found through the manifest; these entries are removed.
 class RegistersNothing {
   public:
     RegistersNothing() = default;
@@ -184,7 +183,7 @@ class RegistersNothing {
 };
 
 // ---------------------------------------------------------------------------------------------------------------------
-// What the manifest says
+// The content of the manifest
 
 class RegistrationFree : public testing::Test {
   private:
@@ -232,7 +231,7 @@ TEST_F(RegistrationFree, EachInterfaceOfTheTypeLibrary_HasTheUniversalMarshaler)
     const std::wstring universalMarshaler = L"{00020424-0000-0000-C000-000000000046}";
     int count = 0;
     ForEachType([&](ITypeInfo*, const TYPEATTR& attributes) {
-        if (attributes.typekind != TKIND_DISPATCH) { // so a dual interface presents itself
+        if (attributes.typekind != TKIND_DISPATCH) { // as a dual interface presents itself
             return;
         }
         ++count;
@@ -332,11 +331,12 @@ TEST(RegistrationFreeErrorsFromAnotherApartment, Vtable_HaveTheirSource) {
         }
     }
     if (support::RunningUnderWine() && !HasFailure()) {
-        GTEST_SKIP() << "NOT TESTED: Wine's proxies of own interfaces do not pass error records on. The rest passed.";
+        GTEST_SKIP()
+            << "NOT TESTED: Wine's proxies of custom interfaces do not pass error records on. The rest passed.";
     }
 }
 
-/// The source is looked up when the error happens. A program's own manifest is always in effect.
+/// The source is looked up when the error is set. A program's own manifest is always active.
 TEST(RegistrationFreeErrorsOutsideTheContext, HaveNoSource) {
     const ApartmentOf apartment(ApartmentOf::SingleThreaded);
     CComPtr<IDispatch> list;

@@ -1,4 +1,4 @@
-"""What the tests of the packages share: checks with names, and a Wine prefix of their own."""
+"""Shared by the package tests: named checks, and a Wine prefix."""
 import pathlib
 import os
 import re
@@ -12,7 +12,7 @@ WINE = ROOT / 'tools' / 'lib' / 'wine'
 
 
 class Checks:
-    """Counts checks, and prints those that fail."""
+    """Counts checks and prints failures."""
 
     def __init__(self):
         self.passed = 0
@@ -29,7 +29,7 @@ class Checks:
         self.that(name, actual == expected, f'  is        {actual!r}\n  should be {expected!r}')
 
     def same_entries(self, name, actual, expected):
-        """Compares two dictionaries or sets, and prints the entries that only one of them has."""
+        """Compares two dictionaries or sets and prints entries that only one has."""
         actual, expected = (set(entries.items() if isinstance(entries, dict) else entries)
                             for entries in (actual, expected))
         lines = [f'  unexpected: {entry}' for entry in sorted(actual - expected, key=str)]
@@ -47,11 +47,10 @@ def windows_path(path):
 
 
 class Prefix:
-    """A Wine prefix that a test changes and leaves as it was. If it did not come to its end, the next one makes a new
-    prefix.
+    """A Wine prefix that a test changes and restores. After a test that did not finish, a new prefix is created.
 
-    Registry entries are {(key, name): value}, as a registry file has them, with keys in lower case. A key's own entry has
-    the name None.
+    Registry entries are {(key, name): value}, as in a registry file, with keys in lower case. The entry of a key itself
+    has the name None.
     """
 
     def __init__(self, path):
@@ -60,18 +59,18 @@ class Prefix:
         if not self.unchanged.exists():
             shutil.rmtree(self.path, ignore_errors=True)
         self.unchanged.unlink(missing_ok=True)
-        # Creates it. What Wine's programs write at their first use is not to be taken for a change.
+        # Creates it. What Wine's programs write at first use must not count as a change.
         self.run('msiexec')
         script = self.path / 'first.vbs'
         script.write_text('WScript.Echo WScript.Name', encoding='ascii')
         self.run('cscript', '//nologo', windows_path(script))
 
     def is_unchanged(self):
-        """Says so at the end."""
+        """Call this at the end of a test that restored the prefix."""
         self.unchanged.touch()
 
     def run(self, *command, **variables):
-        """The exit code and the output of a program."""
+        """Runs a program and returns its exit code and output."""
         result = subprocess.run([WINE, self.path, *command], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                 check=False, env={**os.environ, **variables})
         return result.returncode, result.stdout.decode('utf-8', 'replace').replace('\r', '')
@@ -93,7 +92,7 @@ class Prefix:
         return read_registry_file(text)
 
     def state(self):
-        """All files, and all registry entries that are not Wine's own."""
+        """All files, and all registry entries except Wine's."""
         return self.files(), self.registry('HKLM\\Software') | {
             entry: value for entry, value in self.registry('HKCU\\Software').items()
             if not entry[0].startswith('hkey_current_user\\software\\wine')}

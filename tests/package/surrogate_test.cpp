@@ -1,5 +1,5 @@
-// The classes in the system's surrogate process, by way of the registry files that are packaged. The client is a 64-bit
-// program that asks for another process; a 32-bit one would be given the same.
+// The classes in the system's surrogate process, with the packaged registry files. The client is a 64-bit program that
+// requests another process; a 32-bit one would get the same.
 
 #include <filesystem>
 #include <iterator>
@@ -26,7 +26,7 @@ std::string NameOf(const testing::TestParamInfo<Class>& row) {
     return row.param.name;
 }
 
-/// Imports the registry file that the environment variable names.
+/// Imports the registry file named by the environment variable.
 void Import(const char* variable) {
     std::wstring command =
         L"reg.exe import \"" + std::filesystem::path(Environment(variable)).make_preferred().wstring() + L"\"";
@@ -60,7 +60,7 @@ std::wstring ClassKey(const Class& row) {
     return std::wstring(L"CLSID\\") + clsid;
 }
 
-/// A value below HKEY_CLASSES_ROOT; nothing if it is not there.
+/// A value below HKEY_CLASSES_ROOT, if it exists.
 std::optional<std::wstring> ValueOf(const std::wstring& key, const wchar_t* name) {
     wchar_t text[MAX_PATH] = {};
     DWORD size = sizeof(text);
@@ -70,7 +70,7 @@ std::optional<std::wstring> ValueOf(const std::wstring& key, const wchar_t* name
     return text;
 }
 
-/// What the registry file has added.
+/// Expects the entries of the registry file.
 void ExpectImported() {
     EXPECT_EQ(ValueOf(AppIdKey(), nullptr), L"Nuvolex");
     EXPECT_EQ(ValueOf(AppIdKey(), L"DllSurrogate"), L"");
@@ -79,7 +79,7 @@ void ExpectImported() {
     }
 }
 
-/// Nothing is left of that, and the DLL is still registered.
+/// Expects none of these entries, and the DLL still registered.
 void ExpectRemoved() {
     EXPECT_FALSE(KeyExists(AppIdKey()));
     for (const Class& row : classes) {
@@ -91,14 +91,14 @@ void ExpectRemoved() {
     EXPECT_EQ(Result(CreateInSurrogate(classes[0], object)), Result(REGDB_E_CLASSNOTREG));
 }
 
-/// The DLL is registered, and the registry file imported; both are taken back in the end.
+/// Registers the DLL and imports the registry file; reverses both at the end.
 class Installation : public testing::Environment {
     void SetUp() override {
         const ApartmentOf apartment(ApartmentOf::SingleThreaded);
         ASSERT_EQ(Result(Dll().RegisterServer()), Result(S_OK));
         Import("NUVOLEX_SURROGATE");
         ExpectImported();
-        if (support::RunningUnderWine()) { // Wine takes the value for a path, even if it is empty
+        if (support::RunningUnderWine()) { // Wine uses the value as a path, even if it is empty
             RegistryKey(AppIdKey()).SetText(L"DllSurrogate", L"C:\\windows\\system32\\dllhost.exe");
         }
     }

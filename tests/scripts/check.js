@@ -1,9 +1,9 @@
 
-// ---- Appended to every JScript test by tests/scripts/run: what the tests check with, and their last line.
+// ---- Appended to every JScript test by tests/scripts/run: the check functions and the last line.
 
 var checks, failures;
 
-// The value must be this one, of the same type.
+// The value must have this value and type.
 function equal(what, actual, expected) {
     checks = (checks || 0) + 1;
     if (actual === expected) {

@@ -1,9 +1,9 @@
 
-' ---- Appended to every VBScript test by tests/scripts/run: what the tests check with, and their last line.
+' ---- Appended to every VBScript test by tests/scripts/run: the check functions and the last line.
 
 Dim checks, failures
 
-' The value must be this one: text as text, a number as a number.
+' The value must have this value; text must be text, numbers numbers.
 Sub Equal(what, actual, expected)
     checks = checks + 1
     If (VarType(actual) = vbString) = (VarType(expected) = vbString) Then
@@ -14,14 +14,14 @@ Sub Equal(what, actual, expected)
         TypeName(expected) & " [" & expected & "]"
 End Sub
 
-' The statement before must have raised this run-time error, or none if it is 0. Under On Error Resume Next.
+' Under On Error Resume Next: the previous statement must have raised this run-time error; 0: none.
 Sub Raised(what, number)
     Dim actual : actual = Err.Number
     Err.Clear
     Equal what & ", error number", actual, number
 End Sub
 
-' The statement before must have raised some run-time error; engines differ in its number.
+' The previous statement must have raised a run-time error; engines differ in the number.
 Sub RaisedSomething(what)
     Dim actual : actual = Err.Number
     Err.Clear

@@ -1,4 +1,4 @@
-// NXFileStream as a JScript author uses it.
+// NXFileStream in JScript.
 
 var files = new ActiveXObject("Scripting.FileSystemObject");
 var stream = new ActiveXObject("Nuvolex.NXFileStream");
@@ -19,7 +19,7 @@ function makeFile(name, bytes) {
     writer.Close();
 }
 
-// ---- A new one is closed and has no name
+// ---- A new stream is closed and has no name
 
 equal("IsOpen of a new object", stream.IsOpen(), false);
 equal("IsEOF of a new object", stream.IsEOF(), true);
@@ -42,7 +42,7 @@ equal("Flush", stream.Flush(), true);
 stream.Close();
 equal("what was written", bytesOf("new.txt"), "first\r\n\r\n42\r\n");
 
-// ---- Text in the system's code page: one byte for each of these letters
+// ---- Text in the system's code page: one byte per letter here
 
 stream.Clear();
 stream.Open("new.txt", false);
@@ -51,7 +51,7 @@ stream.Open("new.txt", false);
 equal("letters inside and outside the code page", stream.ReadNextLine(), "\u00e4\u20ac?");
 equal("size of the file", files.GetFile("new.txt").Size, 5);
 
-// ---- Reading, with the modes' line ends
+// ---- Reading in both modes
 
 makeFile("lines.txt", "# comment\r\none\ntwo\r\n");
 function readAll(binary) {
@@ -79,7 +79,7 @@ stream.Close();
 equal("the line read last stays after Close", stream.ReadNextLine(), "# comment");
 equal("UngetLine when closed", stream.UngetLine(), false);
 
-// ---- Lines of an odd length come as pieces
+// ---- Lines of odd lengths are read in pieces
 
 function line(length) {
     var text = "";
@@ -97,7 +97,7 @@ equal("and nothing more is read", stream.ReadNextLine(), "");
 equal("before the end", stream.IsEOF(), false);
 stream.Close();
 
-// ---- Lines are the script's own
+// ---- The script owns its lines
 
 var kept = [];
 makeFile("lines.txt", "one\r\ntwo");
@@ -113,7 +113,7 @@ equal("10002 lines outlive their stream", kept.length, 10002);
 equal("the first of them", kept[0], "one");
 equal("the last of them", kept[10001], "two");
 
-// ---- An error between Open and Close leaves the file whole, and closed once the stream is gone
+// ---- An error between Open and Close keeps the data, and releasing the stream closes the file
 
 function failsInTheMiddle() {
     var stream = new ActiveXObject("Nuvolex.NXFileStream");

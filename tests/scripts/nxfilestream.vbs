@@ -1,4 +1,4 @@
-' NXFileStream as a VBScript author uses it.
+' NXFileStream in VBScript.
 Option Explicit
 
 Dim stream, other, files, line, all, i
@@ -24,7 +24,7 @@ Sub MakeFile(name, bytes)
     End With
 End Sub
 
-' ---- A new one is closed and has no name
+' ---- A new stream is closed and has no name
 
 Equal "IsOpen of a new object", stream.IsOpen, False
 Equal "IsEOF of a new object", stream.IsEOF, True
@@ -105,7 +105,7 @@ Equal "number sign", stream.IsCommentLine("# x"), True
 Equal "blank before a semicolon", stream.IsCommentLine(" ;"), False
 Equal "text", stream.IsCommentLine("x ; y"), False
 
-' ---- Lines are the script's own, and as many as it likes
+' ---- The script owns its lines, any number of them
 
 stream.Open "lines.txt", False
 line = stream.ReadNextLine
@@ -157,7 +157,7 @@ Raised "DeleteFile when the stream is gone", 0
 Equal "it is deleted", files.FileExists("lines.txt"), False
 On Error GoTo 0
 
-' ---- An error between Open and Close leaves the file whole, and closed once the stream is gone
+' ---- An error between Open and Close keeps the data, and releasing the stream closes the file
 
 Sub FailsInTheMiddle
     Dim stream
@@ -180,7 +180,7 @@ Raised "MoveFile of the closed file", 0
 Equal "it is moved", files.FileExists("moved.txt"), True
 On Error GoTo 0
 
-' The same for a whole program that nobody is left to go on with.
+' The same in a script that ends with the error.
 MakeFile "failing.vbs", _
     "Set stream = CreateObject(""Nuvolex.NXFileStream"")" & vbCrLf & _
     "stream.Open ""moved.txt"", False" & vbCrLf & _

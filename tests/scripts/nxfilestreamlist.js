@@ -1,4 +1,4 @@
-// NXFileStreamList as a JScript author uses it.
+// NXFileStreamList in JScript.
 
 var files = new ActiveXObject("Scripting.FileSystemObject");
 var list = new ActiveXObject("Nuvolex.NXFileStreamList");
@@ -11,7 +11,7 @@ function openNew(stream, name) {
     return stream;
 }
 
-// Whether somebody has the file open.
+// Whether the file is open.
 function isInUse(name) {
     try {
         files.MoveFile(name, name + ".moved");
@@ -57,7 +57,7 @@ stream = null;
 CollectGarbage();
 equal("and closes its file in the end", isInUse("0.txt"), false);
 
-// ---- A bad index raises an error and changes nothing
+// ---- An invalid index raises an error and changes nothing
 
 list = new ActiveXObject("Nuvolex.NXFileStreamList");
 list.AddNew();
@@ -73,7 +73,7 @@ raises("an object of another class written", function () {
 });
 equal("count after all that", list.Count, 1);
 
-// ---- Walking (last, because the Enumerator of some engines never lets go of what it has walked)
+// ---- Enumeration (last, since the Enumerator of some engines never releases its collection)
 
 openNew(list(0), "3.txt");
 list.Add(list(0));
@@ -84,7 +84,7 @@ for (var walk = new Enumerator(list); !walk.atEnd(); walk.moveNext()) {
 }
 equal("Enumerator", names.join(";"), "3.txt:true;3.txt:true;:false");
 
-// ---- AddNew as a statement, very often
+// ---- AddNew as a statement, many times
 
 list = new ActiveXObject("Nuvolex.NXFileStreamList");
 for (var i = 0; i < 10000; ++i) {

@@ -1,4 +1,4 @@
-' NXFileStreamList as a VBScript author uses it.
+' NXFileStreamList in VBScript.
 Option Explicit
 
 Dim list, stream, other, second, files, all, i
@@ -15,7 +15,7 @@ Sub OpenNew(stream, name)
     Equal "Open of " & name, stream.Open(name, False), True
 End Sub
 
-' Whether somebody has the file open.
+' Whether the file is open.
 Function IsInUse(name)
     On Error Resume Next
     files.MoveFile name, name & ".moved"
@@ -64,7 +64,7 @@ For Each stream In list
 Next
 Equal "what was written", all, "0.txt;;1.txt;;2.txt;2.txt;;2.txt;2.txt;;closed;closed;"
 
-' ---- Removing and replacing let go of the files
+' ---- Removing and replacing closes the files
 
 Set stream = Nothing
 Equal "a file whose stream is in the list", IsInUse("0.txt"), True
@@ -83,7 +83,7 @@ Equal "a removed stream lives on", IsInUse("2.txt"), True
 Set stream = Nothing
 Equal "and closes its file in the end", IsInUse("2.txt"), False
 
-' ---- Nothing is an entry too
+' ---- Nothing is a valid entry
 
 list.Add Nothing
 i = list.Count - 1
@@ -99,7 +99,7 @@ list.Item(i) = Nothing
 Equal "by Nothing again", list.Item(i) Is Nothing, True
 list.Remove i
 
-' ---- Set replaces an entry, as a plain assignment does
+' ---- Set replaces an entry, like a plain assignment
 
 Set second = CreateObject("Nuvolex.NXFileStreamList")
 OpenNew second.AddNew, "3.txt"
@@ -116,7 +116,7 @@ Equal "Set to Nothing", second(2) Is Nothing, True
 Equal "the file after Set to Nothing", IsInUse("3.txt"), False
 Equal "count after all Sets", second.Count, 3
 
-' ---- The list changes while it is walked
+' ---- The list changes during For Each
 
 all = 0
 For Each stream In list
@@ -127,7 +127,7 @@ For Each stream In list
 Next
 Equal "For Each goes on with what there is", all, 3
 
-' ---- A bad index raises an error and changes nothing
+' ---- An invalid index raises an error and changes nothing
 
 Equal "count before bad indices", list.Count, 3
 On Error Resume Next
@@ -164,7 +164,7 @@ Equal "the entry after a failed Set", list(0) Is stream, True
 On Error GoTo 0
 Equal "count after all that", list.Count, 3
 
-' ---- An error in the middle closes the files of a list that goes
+' ---- After an error, releasing the list closes its files
 
 Sub FailsInTheMiddle
     Dim list
@@ -183,7 +183,7 @@ Equal "first file closed", IsInUse("0.txt"), False
 Equal "second file closed", IsInUse("1.txt"), False
 Equal "what was written is there", files.GetFile("0.txt").Size, 12
 
-' ---- AddNew as a statement, very often
+' ---- AddNew as a statement, many times
 
 Set list = CreateObject("Nuvolex.NXFileStreamList")
 For i = 1 To 10000

@@ -1,13 +1,13 @@
-// NXString as a JScript author uses it.
+// NXString in JScript.
 
-// ---- Created by either program identifier
+// ---- Created by either ProgID
 
 var text = new ActiveXObject("Nuvolex.NXString");
 var versioned = new ActiveXObject("Nuvolex.NXString.1");
 equal("kind of value", typeof text, "object");
 equal("WScript's way to create", WScript.CreateObject("Nuvolex.NXString").Length, 0);
 
-// ---- A new one is empty
+// ---- A new object is empty
 
 equal("value of a new object", text.Value, "");
 equal("length of a new object", text.Length, 0);
@@ -48,7 +48,7 @@ text.Value = "ab\0cd";
 equal("value ends at a NUL", text.Value, "ab");
 equal("length ends at a NUL", text.Length, 2);
 
-// ---- What is no text becomes text
+// ---- Other types become text
 
 text.Value = 42;
 equal("a number written", text.Value, "42");

@@ -1,7 +1,7 @@
-' NXString as a VBScript author uses it.
+' NXString in VBScript.
 Option Explicit
 
-' ---- Created by either program identifier
+' ---- Created by either ProgID
 
 Dim text, versioned, same
 Set text = CreateObject("Nuvolex.NXString")
@@ -10,7 +10,7 @@ Equal "kind of object", TypeName(text), "INXString"
 Equal "kind of object by versioned name", TypeName(versioned), "INXString"
 Equal "two objects are two", text Is versioned, False
 
-' ---- A new one is empty
+' ---- A new object is empty
 
 Equal "value of a new object", text.Value, ""
 Equal "length of a new object", text.Length, 0
@@ -33,7 +33,7 @@ Equal "UCase of a null string", UCase(versioned.Value), ""
 Equal "Left of a null string", Left(versioned.Value, 1), ""
 Equal "InStr in a null string", InStr(versioned.Value, "x"), 0
 
-' Wine's Trim and RegExp crash on a null string and its InStr does not find one; a variable holds an empty string.
+' Wine's Trim and RegExp crash on a null string and its InStr fails; in a variable it is an empty string.
 same = versioned.Value
 Equal "Trim of a null string from a variable", Trim(same), ""
 Equal "InStr of a null string from a variable", InStr("x", same) = 1, True
@@ -59,7 +59,7 @@ text.Value = "ab" & Chr(0) & "cd"
 Equal "value ends at a NUL", text.Value, "ab"
 Equal "length ends at a NUL", text.Length, 2
 
-' ---- What is no text becomes text
+' ---- Other types become text
 
 text.Value = 42
 Equal "a number written", text.Value, "42"
@@ -68,7 +68,7 @@ Equal "Empty written", text.Value, ""
 text.Value = versioned.Length
 Equal "another property written", text.Value, "0"
 
-' ---- Trimming: as a function it counts
+' ---- Trimming as a function returns the count
 
 text.Value = "  two before, one after "
 Equal "TrimLeft", text.TrimLeft(), 2
@@ -83,7 +83,7 @@ text.Value = "   "
 Equal "Trim of nothing but blanks", text.Trim(), 3
 Equal "after Trim of nothing but blanks", text.Value, ""
 
-' ---- Trimming: as a statement it just trims
+' ---- Trimming as a statement
 
 text.Value = " a "
 text.TrimLeft
@@ -120,7 +120,7 @@ Equal "text as length", text.Left("3"), "abc"
 Equal "a fraction as length is rounded", text.Left(2.6), "abc"
 Equal "parts of parts", Len(text.Left(4) & text.Right(2)), 6
 
-' ---- Names in any case
+' ---- Member names in any case
 
 text.VALUE = "ABC"
 Equal "value in lower case", text.value, "ABC"
@@ -137,7 +137,7 @@ Equal "Left after Clear", text.Left(3), ""
 text.Value = "again"
 Equal "value after Clear and a write", text.Value, "again"
 
-' ---- One object by two names
+' ---- Two variables for one object
 
 Set same = text
 same.Value = "through another variable"

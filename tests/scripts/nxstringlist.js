@@ -1,9 +1,9 @@
-// NXStringList as a JScript author uses it.
+// NXStringList in JScript.
 
 var list = new ActiveXObject("Nuvolex.NXStringList");
 equal("count of a new list", list.Count, 0);
 
-// All that an Enumerator delivers.
+// All elements of an Enumerator.
 function all() {
     var texts = "";
     for (var walk = new Enumerator(list); !walk.atEnd(); walk.moveNext()) {
@@ -40,7 +40,7 @@ list.Remove(1);
 list.Remove(0);
 equal("count of the emptied list", list.Count, 0);
 
-// ---- Texts
+// ---- Strings
 
 list.Add("\u4e2d\u00e4\u20ac\ud83d\ude00");
 equal("letters from anywhere", list.Item(0), "\u4e2d\u00e4\u20ac\ud83d\ude00");
@@ -64,7 +64,7 @@ equal("the entry and text", list(1) + "x", "x");
 equal("Enumerator with such entries", all(), ";;last;");
 list = mixed;
 
-// ---- A bad index raises an error and changes nothing
+// ---- An invalid index raises an error and changes nothing
 
 raises("Item behind the last", function () { list.Item(3); });
 raises("a negative index", function () { list.Item(-1); });

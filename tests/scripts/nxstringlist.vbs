@@ -1,4 +1,4 @@
-' NXStringList as a VBScript author uses it.
+' NXStringList in VBScript.
 Option Explicit
 
 Dim list, nulls, item, all, i
@@ -6,7 +6,7 @@ Set list = CreateObject("Nuvolex.NXStringList")
 Equal "kind of object", TypeName(list), "INXStringList"
 Equal "versioned name", TypeName(CreateObject("Nuvolex.NXStringList.1")), "INXStringList"
 
-' ---- A new one is empty
+' ---- A new object is empty
 
 Equal "count of a new list", list.Count, 0
 all = ""
@@ -57,7 +57,7 @@ list.Remove list.Count - 1
 list.Remove 0
 Equal "count of the emptied list", list.Count, 0
 
-' ---- What is no text becomes text
+' ---- Other types become text
 
 list.Add 42
 Equal "a number added", list(0), "42"
@@ -86,7 +86,7 @@ For Each item In nulls
 Next
 Equal "For Each with null entries", all, "[0True][0True][0True][last4False]"
 
-' ---- A bad index raises an error and changes nothing
+' ---- An invalid index raises an error and changes nothing
 
 On Error Resume Next
 item = list.Item(3)

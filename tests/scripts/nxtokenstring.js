@@ -1,4 +1,4 @@
-// NXTokenString as a JScript author uses it.
+// NXTokenString in JScript.
 
 var tokens = new ActiveXObject("Nuvolex.NXTokenString");
 equal("count of a new object", tokens.Count, 0);
@@ -22,7 +22,7 @@ equal("token with the separator as one text", tokens.Token(1), "b;c");
 tokens.Separator = ";,";
 equal("a written separator resets the mode", tokens.MultiCharacter, false);
 
-// ---- Walking
+// ---- Enumeration
 
 var texts = "";
 for (var walk = new Enumerator(tokens); !walk.atEnd(); walk.moveNext()) {
@@ -42,7 +42,7 @@ tokens.Value;
 tokens.Token(0);
 equal("count after reads as statements", tokens.Count, 5);
 
-// ---- A bad index raises an error
+// ---- An invalid index raises an error
 
 raises("a token behind the last", function () { tokens.Token(5); });
 raises("a negative index", function () { tokens.Token(-1); });

@@ -1,4 +1,4 @@
-' NXTokenString as a VBScript author uses it.
+' NXTokenString in VBScript.
 Option Explicit
 
 Dim tokens, token, all
@@ -6,7 +6,7 @@ Set tokens = CreateObject("Nuvolex.NXTokenString")
 Equal "kind of object", TypeName(tokens), "INXTokenString"
 Equal "versioned name", TypeName(CreateObject("Nuvolex.NXTokenString.1")), "INXTokenString"
 
-' ---- A new one has nothing
+' ---- A new object is empty
 
 Equal "count of a new object", tokens.Count, 0
 Equal "value of a new object", tokens.Value, ""
@@ -43,7 +43,7 @@ For Each token In tokens
 Next
 Equal "For Each while the value changes", all, "a;2;"
 
-' ---- The separator as one text
+' ---- The whole separator
 
 tokens.Separator = ";,"
 tokens.MultiCharacter = True
@@ -66,7 +66,7 @@ Equal "value with it", tokens.Value, "a,p,q"
 tokens.MultiCharacter = False
 Equal "split by a written mode", tokens.Count, 3
 
-' ---- A bad index raises an error and changes nothing
+' ---- An invalid index raises an error and changes nothing
 
 On Error Resume Next
 token = tokens.Token(3)

@@ -1,4 +1,4 @@
-// NXTokenStringList as a JScript author uses it.
+// NXTokenStringList in JScript.
 
 var list = new ActiveXObject("Nuvolex.NXTokenStringList");
 equal("count of a new list", list.Count, 0);
@@ -20,7 +20,7 @@ equal("what AddNew gave is the entry", list.Item(2).Value, "add new");
 list.New = tokens;
 equal("count", list.Count, 4);
 
-// ---- Walking
+// ---- Enumeration
 
 var texts = "";
 for (var walk = new Enumerator(list); !walk.atEnd(); walk.moveNext()) {
@@ -58,7 +58,7 @@ CollectGarbage();
 created.Value = "outlives";
 equal("an entry of a list that is gone", created.Value, "outlives");
 
-// ---- A bad index raises an error and changes nothing
+// ---- An invalid index raises an error and changes nothing
 
 raises("Item behind the last", function () { list.Item(3); });
 raises("a negative index", function () { list.Item(-1); });
@@ -73,7 +73,7 @@ raises("an object of another class written", function () {
 equal("the entry after a failed write", list(0) === tokens, true);
 equal("count after all that", list.Count, 3);
 
-// ---- AddNew as a statement, very often
+// ---- AddNew as a statement, many times
 
 list = new ActiveXObject("Nuvolex.NXTokenStringList");
 for (var i = 0; i < 10000; ++i) {

@@ -1,4 +1,4 @@
-' NXTokenStringList as a VBScript author uses it.
+' NXTokenStringList in VBScript.
 Option Explicit
 
 Dim list, other, tokens, entry, all, i
@@ -52,7 +52,7 @@ Equal "a removed object lives on", entry.Value, "new"
 list.Remove 0
 Equal "the same object's other entry stays", list(1).Value, "changed"
 
-' ---- Nothing is an entry too
+' ---- Nothing is a valid entry
 
 list.Add Nothing
 Equal "an entry that is Nothing", list(2) Is Nothing, True
@@ -63,7 +63,7 @@ Next
 Equal "For Each with Nothing", all, 3
 list.Remove 2
 
-' ---- Set replaces an entry, as a plain assignment does
+' ---- Set replaces an entry, like a plain assignment
 
 Set other = CreateObject("Nuvolex.NXTokenStringList")
 Set entry = other.AddNew
@@ -92,7 +92,7 @@ Equal "an entry of a list that is gone", entry.Value, "outlives"
 Set entry = Nothing
 Equal "in another list", list(2).Value, "outlives"
 
-' ---- A bad index raises an error and changes nothing
+' ---- An invalid index raises an error and changes nothing
 
 On Error Resume Next
 Set entry = list.Item(3)
@@ -118,7 +118,7 @@ Equal "the entry after a failed Set", list(0) Is entry, True
 On Error GoTo 0
 Equal "count after all that", list.Count, 3
 
-' ---- AddNew as a statement, very often
+' ---- AddNew as a statement, many times
 
 Set list = CreateObject("Nuvolex.NXTokenStringList")
 For i = 1 To 10000

@@ -1,9 +1,9 @@
-// NXVariantCollection as a JScript author uses it.
+// NXVariantCollection in JScript.
 
 var values = new ActiveXObject("Nuvolex.NXVariantCollection");
 equal("count of a new collection", values.Count, 0);
 
-// All that an Enumerator delivers.
+// All elements of an Enumerator.
 function all() {
     var texts = "";
     for (var walk = new Enumerator(values); !walk.atEnd(); walk.moveNext()) {
@@ -36,7 +36,7 @@ values.Item(1);
 values.Count;
 equal("count after reads as statements", values.Count, 2);
 
-// ---- A bad position or index raises an error and changes nothing
+// ---- An invalid position or index raises an error and changes nothing
 
 function failure(action) {
     try {
@@ -63,7 +63,7 @@ raises("Add with text as position", function () { values.Add(1, "x"); });
 raises("a written element", function () { values.Item(1) = 5; });
 equal("after all that", all(), "9;2;");
 
-// ---- Values of every kind, their originals gone
+// ---- Values of every kind, after their variables are cleared
 
 function added(value) {
     values = new ActiveXObject("Nuvolex.NXVariantCollection");
@@ -91,13 +91,13 @@ equal("a function", added(function () { return "called"; })(), "called");
 equal("a date", added(new Date(5)).getTime(), 5);
 equal("an object of the library", added(new ActiveXObject("Nuvolex.NXString")).Length, 0);
 
-// JScript's own objects are objects here too: the collection refers to them.
+// JScript's own objects: the collection refers to them.
 var array = [1, 2];
 values.Add(array);
 array[0] = "seen";
 equal("a change of an array", values(2)[0], "seen");
 
-// ---- What a variable holds is taken as it is now
+// ---- The current value of a variable is copied
 
 var text = "before";
 values = new ActiveXObject("Nuvolex.NXVariantCollection");

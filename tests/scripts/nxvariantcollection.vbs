@@ -1,4 +1,4 @@
-' NXVariantCollection as a VBScript author uses it.
+' NXVariantCollection in VBScript.
 Option Explicit
 
 Dim values, value, all, i
@@ -15,7 +15,7 @@ Function Listed()
     Listed = text
 End Function
 
-' ---- A new one is empty
+' ---- A new object is empty
 
 Equal "count of a new collection", values.Count, 0
 Equal "For Each over nothing", Listed, ""
@@ -43,7 +43,7 @@ Equal "removed the last by 0", Listed, "9;2;"
 values.Remove values.Count
 Equal "removed the last by its number", Listed, "9;"
 
-' ---- A bad position or index raises an error and changes nothing
+' ---- An invalid position or index raises an error and changes nothing
 
 On Error Resume Next
 values.Add 5, 2
@@ -84,9 +84,9 @@ RaisedSomething "a written count"
 On Error GoTo 0
 Equal "after all that", Listed, "9;"
 
-' ---- Values of every kind, their originals gone
+' ---- Values of every kind, after their variables are cleared
 
-' Adds one and says of what kind the element is.
+' Adds a value and returns the type of the element.
 Function KindOf(added)
     Set values = CreateObject("Nuvolex.NXVariantCollection")
     values.Add added
@@ -131,7 +131,7 @@ values.Add values
 Equal "the collection itself", values(2) Is values, True
 values.Remove
 
-' ---- Variables, which are passed by reference, are taken as they are now
+' ---- Variables, passed by reference: the current value is copied
 
 Dim grid(1, 2)
 
@@ -165,7 +165,7 @@ Equal "an element of two dimensions by reference", value(1, 2), "deep"
 value = values(5)
 Equal "what Item gives is a copy", value(1, 2), "deep"
 
-' ---- Objects live as long as they are in the collection
+' ---- Objects live while they are in the collection
 
 Dim ended
 
@@ -191,7 +191,7 @@ Equal "not any more", ended, 2
 Set values = Nothing
 Equal "the collection is gone", ended, 4
 
-' ---- Objects that use the collection when they end
+' ---- Objects whose Class_Terminate uses the collection
 
 Class Busy
     Private Sub Class_Terminate

@@ -1,10 +1,9 @@
-// Long load: scripts and compiled clients use all classes at the same time, each in a process of its own. Their memory
-// and handles are sampled, and must not grow once a client has warmed up.
+// Long load: scripts and compiled clients use all classes concurrently, each in its own process. Their memory and
+// handles are sampled and must not grow after the warm-up.
 //
 //     soak MINUTES SCRIPTS MODEL_TESTS APARTMENT_TESTS
 //
-// SCRIPTS is the folder of soak.vbs and soak.js, the others are test programs. Exit code 0: no client failed, none
-// grew.
+// SCRIPTS is the folder of soak.vbs and soak.js, the others are test programs. Exit code 0: no client failed or grew.
 
 #include <algorithm>
 #include <cctype>
@@ -40,7 +39,7 @@ struct Closer {
 };
 using Handle = std::unique_ptr<void, Closer>;
 
-/// The value in the middle. Throws std::runtime_error if there is none.
+/// The median. Throws std::runtime_error if there are no values.
 std::size_t Median(std::vector<std::size_t> values) {
     if (values.empty()) {
         throw std::runtime_error("too few samples");
@@ -50,7 +49,7 @@ std::size_t Median(std::vector<std::size_t> values) {
     return *middle;
 }
 
-/// What a process has in use.
+/// The resources that a process uses.
 struct Usage {
     std::size_t kibibytes; ///< of private memory
     std::size_t handles;
@@ -61,11 +60,11 @@ enum class Kind {
     Repeating, ///< goes on until it is terminated; prints how much it did in each repetition
 };
 
-/// A process that uses the library, and what is known of it.
+/// A process that uses the library.
 class Client {
   public:
-    /// Starts it in `folder`. Its output goes to a file there, in which its work is a number before `unit`. Its memory
-    /// may grow by `tolerance` KiB.
+    /// Starts it in `folder`. Its output goes to a file there; a number before `unit` is the work done. Its memory may
+    /// grow by `tolerance` KiB.
     Client(std::string name, std::wstring commandLine, const path& folder, std::string unit, Kind kind,
            std::size_t tolerance)
         : m_name(std::move(name)),
@@ -100,8 +99,7 @@ class Client {
     }
     [[nodiscard]] const Usage& LastSample() const { return m_samples.back().second; }
 
-    /// What was in use between two points in time: the median, so that a few samples of a client that has not warmed up
-    /// yet do not count.
+    /// The median usage between two points in time, so that a few samples before the end of the warm-up do not count.
     [[nodiscard]] Usage TypicalUsage(double from, double to) const {
         std::vector<std::size_t> kibibytes;
         std::vector<std::size_t> handles;
@@ -114,7 +112,7 @@ class Client {
         return {Median(kibibytes), Median(handles)};
     }
 
-    /// How much it has done.
+    /// The work done.
     [[nodiscard]] std::size_t Work() const {
         std::size_t work = 0;
         std::ifstream output(m_output);
@@ -132,12 +130,12 @@ class Client {
     [[nodiscard]] const std::string& Unit() const noexcept { return m_unit; }
     [[nodiscard]] std::size_t Tolerance() const noexcept { return m_tolerance; }
 
-    /// Whether it has printed that a check failed.
+    /// Whether its output reports a failed check.
     [[nodiscard]] bool HasFailed() const { return Output().find("FAILED") != std::string::npos; }
 
-    /// Waits for its end, or ends it. Returns what went wrong, if anything did.
+    /// Waits for its end, or terminates it. Returns the failure, if any.
     [[nodiscard]] std::string Finish() {
-        constexpr DWORD patience = 120'000; // ms; a script seldom looks for its end, and a test program tidies up
+        constexpr DWORD patience = 120'000; // ms; scripts seldom check for the end, and test programs clean up
         if (m_kind == Kind::Repeating && IsRunning()) {
             TerminateProcess(m_process.get(), 0);
         }
@@ -153,7 +151,7 @@ class Client {
         return HasFailed() ? "failed" : "";
     }
 
-    /// Everything that it has printed.
+    /// Its output.
     [[nodiscard]] std::string Output() const {
         std::ifstream output(m_output, std::ios::binary);
         return {std::istreambuf_iterator<char>(output), {}};
@@ -169,7 +167,7 @@ class Client {
     std::vector<std::pair<double, Usage>> m_samples; // with the time in seconds
 };
 
-/// A folder for temporary files, removed with what is in it.
+/// A temporary folder, removed with its content.
 class Folder {
   public:
     Folder()
@@ -204,7 +202,7 @@ void PrintRow(double time, const std::vector<std::unique_ptr<Client>>& clients) 
     std::fflush(stdout);
 }
 
-/// Lets the clients work for some seconds. Returns false, with a message, when one fails or ends before.
+/// Lets the clients work for some seconds. Returns false, with a message, if one fails or ends early.
 bool Watch(const std::vector<std::unique_ptr<Client>>& clients, double seconds) {
     constexpr auto sampleInterval = std::chrono::milliseconds(250);
     const double rowInterval = std::max(5.0, seconds / 30);
@@ -231,10 +229,10 @@ bool Watch(const std::vector<std::unique_ptr<Client>>& clients, double seconds) 
     return true;
 }
 
-/// Whether the client has no more in use in the last fifth of the time than in the second fifth, apart from its
-/// tolerance. Prints both figures.
+/// Whether the client's usage in the last fifth of the time exceeds that in the second fifth by no more than its
+/// tolerance. Prints both.
 bool IsFlat(const Client& client, double seconds) {
-    constexpr std::size_t handlesTolerated = 8; // threads that start and end
+    constexpr std::size_t handlesTolerated = 8; // for threads that start and end
     const Usage before = client.TypicalUsage(seconds * 0.2, seconds * 0.4);
     const Usage after = client.TypicalUsage(seconds * 0.8, seconds + 1);
     const bool flat =
@@ -245,7 +243,7 @@ bool IsFlat(const Client& client, double seconds) {
     return flat;
 }
 
-/// Returns whether all went well.
+/// Returns whether all clients passed.
 bool Soak(double seconds, const path& scripts, const path& modelTests, const path& apartmentTests) {
     const Folder folder;
     const std::wstring cscript = L"cscript //nologo ";
@@ -297,7 +295,7 @@ bool Soak(double seconds, const path& scripts, const path& modelTests, const pat
 
 int main(int argc, char** argv) {
     const double minutes = argc == 5 ? std::strtod(argv[1], nullptr) : 0;
-    if (minutes < 0.5) { // in less time the threads have not warmed up
+    if (minutes < 0.5) { // less is too short for the warm-up
         std::printf("soak MINUTES SCRIPTS MODEL_TESTS APARTMENT_TESTS, with at least 0.5 minutes\n");
         return 2;
     }

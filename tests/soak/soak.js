@@ -1,7 +1,7 @@
-// One of the soak's clients: all classes late-bound from JScript, round after round, until there is a file "stop" in the
-// current folder. Prints the number of rounds from time to time, and at the end "Done: N rounds".
+// A client for tools/soak: uses all classes from JScript until there is a file "stop" in the current folder. Prints the
+// number of rounds from time to time, and at the end "Done: N rounds".
 //
-// Collections are walked by index, because Wine 8's Enumerator leaks, whatever collection it is made for.
+// Reads collections by index, since Wine 8's Enumerator leaks with any collection.
 
 var fso = new ActiveXObject("Scripting.FileSystemObject");
 

@@ -1,5 +1,5 @@
-' One of the soak's clients: all classes late-bound from VBScript, round after round, until there is a file "stop" in the
-' current folder. Prints the number of rounds from time to time, and at the end "Done: N rounds".
+' A client for tools/soak: uses all classes from VBScript until there is a file "stop" in the current folder. Prints the
+' number of rounds from time to time, and at the end "Done: N rounds".
 Option Explicit
 
 Dim fso, rounds
