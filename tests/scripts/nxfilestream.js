@@ -126,7 +126,7 @@ raises("the error in the middle", failsInTheMiddle);
 CollectGarbage();
 equal("the file is whole", bytesOf("lines.txt"), "last words\r\n");
 files.DeleteFile("lines.txt");
-equal("and nobody has it open", files.FileExists("lines.txt"), false);
+equal("and it can be deleted", files.FileExists("lines.txt"), false);
 
 // ---- Wrong use raises an error and changes nothing
 

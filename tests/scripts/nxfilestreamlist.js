@@ -35,7 +35,7 @@ equal("the entry of an added stream", list.Item(0).fileName, "0.txt");
 equal("of one that New gave", list.Item(1).fileName, "1.txt");
 equal("of one that AddNew gave", list(2).fileName, "2.txt");
 equal("of one written to New, by the default member", list(3).fileName, "0.txt");
-equal("of one that nobody used", list(4).fileName, "");
+equal("of an unused one", list(4).fileName, "");
 equal("an entry is the same object", list(3).WriteLine("through the list") && stream.UngetLine(), true);
 
 // ---- A file is open as long as its stream
@@ -61,11 +61,11 @@ equal("and closes its file in the end", isInUse("0.txt"), false);
 
 list = new ActiveXObject("Nuvolex.NXFileStreamList");
 list.AddNew();
-raises("Item behind the last", function () { list.Item(1); });
+raises("Item past the end", function () { list.Item(1); });
 raises("a negative index", function () { list.Item(-1); });
-raises("the default member behind the last", function () { list(1); });
-raises("a write behind the last", function () { list.Item(1) = list(0); });
-raises("Remove behind the last", function () { list.Remove(1); });
+raises("the default member past the end", function () { list(1); });
+raises("a write past the end", function () { list.Item(1) = list(0); });
+raises("Remove past the end", function () { list.Remove(1); });
 raises("text added", function () { list.Add("text"); });
 raises("null written", function () { list.Item(0) = null; });
 raises("an object of another class written", function () {

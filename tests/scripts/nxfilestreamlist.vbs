@@ -134,20 +134,20 @@ On Error Resume Next
 Set stream = list.Item(3)
 Equal "description", Err.Description, "Index out of bounds!"
 Equal "source", Err.Source, "Nuvolex.NXFileStreamList.1"
-RaisedSomething "Item behind the last"
+RaisedSomething "Item past the end"
 i = list(3)
 Equal "description by the default member", Err.Description, "Index out of bounds!"
-RaisedSomething "the default member behind the last"
+RaisedSomething "the default member past the end"
 Set stream = list(3)
-RaisedSomething "Set from the default member behind the last"
+RaisedSomething "Set from the default member past the end"
 Set stream = list(-1)
 RaisedSomething "a negative index"
 list.Item(3) = other
 Equal "description of a write", Err.Description, "Index out of bounds!"
-RaisedSomething "a write behind the last"
+RaisedSomething "a write past the end"
 list.Remove 3
 Equal "description of Remove", Err.Description, "Index out of bounds!"
-RaisedSomething "Remove behind the last"
+RaisedSomething "Remove past the end"
 list.Remove -1
 RaisedSomething "Remove of a negative index"
 list.Add "text"

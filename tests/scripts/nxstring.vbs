@@ -33,7 +33,7 @@ Equal "UCase of a null string", UCase(versioned.Value), ""
 Equal "Left of a null string", Left(versioned.Value, 1), ""
 Equal "InStr in a null string", InStr(versioned.Value, "x"), 0
 
-' Wine's Trim and RegExp crash on a null string and its InStr fails; in a variable it is an empty string.
+' Wine's Trim and RegExp crash on a null string and its InStr returns 0; in a variable it is an empty string.
 same = versioned.Value
 Equal "Trim of a null string from a variable", Trim(same), ""
 Equal "InStr of a null string from a variable", InStr("x", same) = 1, True

@@ -66,11 +66,11 @@ list = mixed;
 
 // ---- An invalid index raises an error and changes nothing
 
-raises("Item behind the last", function () { list.Item(3); });
+raises("Item past the end", function () { list.Item(3); });
 raises("a negative index", function () { list.Item(-1); });
-raises("the default member behind the last", function () { list(3); });
-raises("Remove behind the last", function () { list.Remove(3); });
-raises("a write beyond the place behind the last", function () { list.Item(4) = "x"; });
+raises("the default member past the end", function () { list(3); });
+raises("Remove past the end", function () { list.Remove(3); });
+raises("a write beyond Count", function () { list.Item(4) = "x"; });
 raises("no index", function () { list.Item(); });
 var message = "";
 try {

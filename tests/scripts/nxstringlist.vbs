@@ -92,16 +92,16 @@ On Error Resume Next
 item = list.Item(3)
 Equal "description", Err.Description, "Index out of bounds!"
 Equal "source", Err.Source, "Nuvolex.NXStringList.1"
-RaisedSomething "Item behind the last"
+RaisedSomething "Item past the end"
 item = list(-1)
 Equal "description by the default member", Err.Description, "Index out of bounds!"
 RaisedSomething "a negative index"
 list.Remove 3
 Equal "description of Remove", Err.Description, "Index out of bounds!"
-RaisedSomething "Remove behind the last"
+RaisedSomething "Remove past the end"
 list.Item(4) = "x"
 Equal "description of a write", Err.Description, "Index out of bounds!"
-RaisedSomething "a write beyond the place behind the last"
+RaisedSomething "a write beyond Count"
 list.Count = 5
 RaisedSomething "a written count"
 item = list.Item("x")

@@ -44,7 +44,7 @@ equal("count after reads as statements", tokens.Count, 5);
 
 // ---- An invalid index raises an error
 
-raises("a token behind the last", function () { tokens.Token(5); });
+raises("a token past the end", function () { tokens.Token(5); });
 raises("a negative index", function () { tokens.Token(-1); });
 raises("null written", function () { tokens.Value = null; });
 var message = "";

@@ -72,7 +72,7 @@ On Error Resume Next
 token = tokens.Token(3)
 Equal "description", Err.Description, "Index out of bounds!"
 Equal "source", Err.Source, "Nuvolex.NXTokenString.1"
-RaisedSomething "a token behind the last"
+RaisedSomething "a token past the end"
 token = tokens(-1)
 RaisedSomething "a negative index"
 tokens.Value = Null

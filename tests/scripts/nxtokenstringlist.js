@@ -60,10 +60,10 @@ equal("an entry of a list that is gone", created.Value, "outlives");
 
 // ---- An invalid index raises an error and changes nothing
 
-raises("Item behind the last", function () { list.Item(3); });
+raises("Item past the end", function () { list.Item(3); });
 raises("a negative index", function () { list.Item(-1); });
-raises("the default member behind the last", function () { list(3); });
-raises("Remove behind the last", function () { list.Remove(3); });
+raises("the default member past the end", function () { list(3); });
+raises("Remove past the end", function () { list.Remove(3); });
 raises("text added", function () { list.Add("text"); });
 raises("a write past index Count", function () { list.Item(4) = tokens; });
 raises("null written", function () { list.Item(0) = null; });

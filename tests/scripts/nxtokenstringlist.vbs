@@ -31,7 +31,7 @@ Set entry = Nothing
 Equal "the entry stays when the variable goes", list(2).Value, "add new"
 
 list.Item(3) = tokens
-Equal "a write behind the last appends", list.Count, 4
+Equal "a write past the end appends", list.Count, 4
 Equal "the same object twice", list(3) Is list(0), True
 
 ' ---- For Each
@@ -98,12 +98,12 @@ On Error Resume Next
 Set entry = list.Item(3)
 Equal "description", Err.Description, "Index out of bounds!"
 Equal "source", Err.Source, "Nuvolex.NXTokenStringList.1"
-RaisedSomething "Item behind the last"
+RaisedSomething "Item past the end"
 Set entry = list(-1)
 RaisedSomething "a negative index"
 list.Remove 3
 Equal "description of Remove", Err.Description, "Index out of bounds!"
-RaisedSomething "Remove behind the last"
+RaisedSomething "Remove past the end"
 list.Add "text"
 RaisedSomething "text added"
 list.Add CreateObject("Nuvolex.NXString")

@@ -49,12 +49,12 @@ function failure(action) {
 
 var outOfBounds = "Index out of bounds! " + (0x80004005 | 0);
 var invalid = "Position invalid! " + (0x80004005 | 0);
-equal("Add behind the last", failure(function () { values.Add(5, 3); }), invalid);
+equal("Add past the end", failure(function () { values.Add(5, 3); }), invalid);
 equal("Add at -1", failure(function () { values.Add(5, -1); }), invalid);
-equal("Remove behind the last", failure(function () { values.Remove(3); }), outOfBounds);
+equal("Remove past the end", failure(function () { values.Remove(3); }), outOfBounds);
 equal("Remove of -1", failure(function () { values.Remove(-1); }), outOfBounds);
 equal("Item 0", failure(function () { values.Item(0); }), outOfBounds);
-equal("Item behind the last", failure(function () { values.Item(3); }), outOfBounds);
+equal("Item past the end", failure(function () { values.Item(3); }), outOfBounds);
 equal("the default member at -1", failure(function () { values(-1); }), outOfBounds);
 raises("Item without a number", function () { values.Item(); });
 raises("Add of nothing", function () { values.Add(); });

@@ -49,14 +49,14 @@ On Error Resume Next
 values.Add 5, 2
 Equal "description of Add", Err.Description, "Position invalid!"
 Equal "source of Add", Err.Source, "Nuvolex.NXVariantCollection.1"
-Raised "Add behind the last", &H80004005
+Raised "Add past the end", &H80004005
 values.Add 5, -1
 Equal "description of Add at -1", Err.Description, "Position invalid!"
 Raised "Add at -1", &H80004005
 values.Remove 2
 Equal "description of Remove", Err.Description, "Index out of bounds!"
 Equal "source of Remove", Err.Source, "Nuvolex.NXVariantCollection.1"
-Raised "Remove behind the last", &H80004005
+Raised "Remove past the end", &H80004005
 values.Remove -1
 Raised "Remove of -1", &H80004005
 value = values.Item(0)
@@ -64,7 +64,7 @@ Equal "description of Item", Err.Description, "Index out of bounds!"
 Equal "source of Item", Err.Source, "Nuvolex.NXVariantCollection.1"
 Raised "Item 0", &H80004005
 value = values(2)
-Raised "the default member behind the last", &H80004005
+Raised "the default member past the end", &H80004005
 value = values.Item()
 Raised "Item without a number", 450
 values.Add
