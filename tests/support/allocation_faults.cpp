@@ -14,7 +14,7 @@ std::atomic<DWORD> faultThread;
 std::size_t allocationsToFault;
 bool faultLasts;
 
-/// COM asks this about each use of its task allocator. Lives as long as the program and allocates nothing.
+/// COM calls this at each use of its task allocator. Lives as long as the program and allocates nothing.
 class BstrSpy final : public IMallocSpy {
   public:
     STDMETHOD(QueryInterface)(REFIID iid, void** object) override {
@@ -48,7 +48,7 @@ class BstrSpy final : public IMallocSpy {
     STDMETHOD_(void, PostHeapMinimize)() override {}
 };
 
-/// Installs the spy at the first call. Whether it sees every BSTR come and go: not when they are cached.
+/// Installs the spy at the first call. Returns whether it sees every BSTR, which it does not if they are cached.
 bool SpyOnBstrs() {
     static BstrSpy spy;
     static const bool seesAll = [] {
@@ -67,7 +67,7 @@ bool SpyOnBstrs() {
 
 LiveAllocations CountLiveAllocations() {
     if (!SpyOnBstrs()) {
-        ADD_FAILURE() << "Cannot see every BSTR come and go. Set OANOCACHE=1 in the environment.";
+        ADD_FAILURE() << "BSTRs are cached, so they cannot be counted. Set OANOCACHE=1 in the environment.";
     }
     return {liveObjects, liveBstrs};
 }
@@ -116,15 +116,15 @@ void CountObject(std::ptrdiff_t change) noexcept {
 bool detail::ExpectOutcome(Outcome outcome, bool fired, std::size_t number, OutOfMemory allowed) {
     const char* complaint = nullptr;
     if (!fired && outcome != Outcome::Done) {
-        complaint = "The operation failed, but not for lack of memory.";
+        complaint = "The operation failed without a failed allocation.";
     } else if (!fired && number == 1) {
         complaint = "The operation allocates nothing.";
     } else if (fired && outcome == Outcome::Done) {
-        complaint = "Lack of memory went unnoticed.";
+        complaint = "Out of memory was not reported.";
     } else if (fired && outcome == Outcome::BadAlloc && allowed != OutOfMemory::ComErrorOrBadAlloc) {
         complaint = "std::bad_alloc instead of E_OUTOFMEMORY.";
     } else if (outcome == Outcome::Other) {
-        complaint = "Another failure than lack of memory.";
+        complaint = "A failure other than out of memory.";
     }
     if (complaint != nullptr) {
         ADD_FAILURE() << complaint;
@@ -134,8 +134,8 @@ bool detail::ExpectOutcome(Outcome outcome, bool fired, std::size_t number, OutO
 
 } // namespace support
 
-// The other forms of new and delete end up in these.
-// NOLINTBEGIN(cppcoreguidelines-no-malloc): here is where memory comes from
+// The other forms of new and delete call these.
+// NOLINTBEGIN(cppcoreguidelines-no-malloc): this is the allocator
 
 void* operator new(std::size_t size) {
     void* const memory = support::AllocationMustFail() ? nullptr : std::malloc(size);

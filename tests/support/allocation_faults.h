@@ -1,6 +1,6 @@
-/// Allocations of a test program that are counted, to find leaks, and made to fail one at a time, to see what lack of
-/// memory does. Counted are the objects that operator new makes and the BSTRs (with everything else that COM's task
-/// allocator hands out). Linking this replaces the program's operator new and delete.
+/// Counts the allocations of a test program, to find leaks, and makes them fail one at a time, to test running out of
+/// memory. Counted are the objects of operator new, and the BSTRs with everything else from COM's task allocator.
+/// Linking this replaces the program's operator new and delete.
 #pragma once
 
 #include <comdef.h>
@@ -25,8 +25,8 @@ struct LiveAllocations {
 /// variable OANOCACHE is 1 (CTest sets it); without it, every call is a test failure.
 [[nodiscard]] LiveAllocations CountLiveAllocations();
 
-/// Adds a test failure unless exactly as much is allocated at the end of its scope as at the start. In a test that
-/// has failed or was skipped only BSTRs are looked at, because its messages are objects too.
+/// Adds a test failure unless exactly as much is allocated at the end of its scope as at the start. In a failed or
+/// skipped test only BSTRs count, because its messages are objects too.
 class ExpectNoLeaks {
   public:
     ExpectNoLeaks() : m_before(CountLiveAllocations()) {}
@@ -38,8 +38,8 @@ class ExpectNoLeaks {
     const LiveAllocations m_before;
 };
 
-/// During its life the `number`-th allocation (from 1) of this thread fails; if `Lasting`, so does every one after it.
-/// One at a time.
+/// While this lives, the `number`-th allocation (from 1) of this thread fails; if `Lasting`, so do all after it. There
+/// must be only one at a time.
 class AllocationFault {
   public:
     enum Extent { Once, Lasting };
@@ -49,30 +49,30 @@ class AllocationFault {
     AllocationFault(const AllocationFault&) = delete;
     AllocationFault& operator=(const AllocationFault&) = delete;
 
-    /// Whether the allocation has been asked for and refused.
+    /// Whether that allocation was requested, and so failed.
     [[nodiscard]] bool Fired() const noexcept;
-    /// How many allocations have been asked for so far, at most up to the one that failed.
+    /// The number of allocations requested so far, up to the one that failed.
     [[nodiscard]] std::size_t Requests() const noexcept;
 
   private:
     const std::size_t m_number;
 };
 
-/// How many allocations `operation` asks for, whether or not it frees them again.
+/// The number of allocations that `operation` requests, including those that it frees.
 template <class Operation> [[nodiscard]] std::size_t CountRequests(Operation operation) {
     const AllocationFault never(static_cast<std::size_t>(-1));
     operation();
     return never.Requests();
 }
 
-/// Whether the allocation that is being asked for must fail. Counts it; call it once for each. For code that stands in
-/// for an allocator, such as the malloc of a loaded DLL.
+/// Counts a requested allocation and returns whether it must fail. For code that replaces an allocator, such as the
+/// malloc of a loaded DLL. Call it once for each allocation.
 [[nodiscard]] bool AllocationMustFail() noexcept;
 
-/// Counts objects that such code has made (+1) or freed (-1).
+/// Counts an object that such code has allocated (+1) or freed (-1).
 void CountObject(std::ptrdiff_t change) noexcept;
 
-/// How lack of memory may show itself.
+/// How an operation may report that it is out of memory.
 enum class OutOfMemory {
     ComError,           ///< _com_error with E_OUTOFMEMORY, or E_OUTOFMEMORY if the operation returns an HRESULT
     ComErrorOrBadAlloc, ///< that, or std::bad_alloc
@@ -82,7 +82,7 @@ namespace detail {
 
 enum class Outcome { Done, ComError, BadAlloc, Other };
 
-/// Runs `operation` and tells how it ended. Allocates nothing by itself.
+/// Runs `operation` and returns its outcome. Allocates nothing itself.
 template <class Operation> Outcome Run(Operation& operation) {
     try {
         if constexpr (std::is_same_v<decltype(operation()), HRESULT>) {
@@ -101,14 +101,14 @@ template <class Operation> Outcome Run(Operation& operation) {
     }
 }
 
-/// Whether `outcome` is what must come of a run in which the fault fired or not; adds a test failure if it is not.
+/// Returns whether `outcome` is right for a run in which the fault fired or not. Adds a test failure if it is not.
 bool ExpectOutcome(Outcome outcome, bool fired, std::size_t number, OutOfMemory allowed);
 
 } // namespace detail
 
-/// Makes a world with `setup()`, runs `operation(world)` with its first allocation failing, then `check(world)`; and so
-/// on in a new world with the second allocation failing, until all succeed. Adds a test failure when lack of memory
-/// shows itself in any way but the `allowed` one or not at all, when a run leaks, and when there was nothing to fail.
+/// Creates a world with `setup()`, runs `operation(world)` with its first allocation failing, then `check(world)`.
+/// Repeats this in new worlds with the second allocation failing and so on, until all succeed. Adds a test failure if
+/// the operation does not report out of memory in the `allowed` way, if a run leaks, and if nothing was allocated.
 /// `setup` and `check` run without faults, and `check` only after a failed operation.
 template <class Setup, class Operation, class Check>
 void ForEachAllocationFailure(Setup setup, Operation operation, Check check,
@@ -130,7 +130,7 @@ void ForEachAllocationFailure(Setup setup, Operation operation, Check check,
                 check(world);
             }
         }
-        // Said only now, because a message is an allocation too.
+        // Only now, because a message is an allocation too.
         if (!detail::ExpectOutcome(outcome, fired, number, allowed) || !fired) {
             break;
         }

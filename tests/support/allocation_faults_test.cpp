@@ -23,7 +23,7 @@ using support::OutOfMemory;
 
 namespace {
 
-TEST(LiveAllocationsTest, CountsObjectsAndBstrs) {
+TEST(LiveAllocationsTest, ObjectsAndBstrs_AreCounted) {
     const LiveAllocations before = CountLiveAllocations();
     auto object = std::make_unique<int>(1);
     Bstr text(L"abc");
@@ -33,29 +33,29 @@ TEST(LiveAllocationsTest, CountsObjectsAndBstrs) {
     EXPECT_EQ(CountLiveAllocations(), before);
 }
 
-TEST(ExpectNoLeaksTest, ReportsALostBstr) {
-    static BSTR lost;
+TEST(ExpectNoLeaksTest, LeakedBstr_IsReported) {
+    static BSTR leaked;
     EXPECT_NONFATAL_FAILURE(
         {
             const ExpectNoLeaks noLeaks;
-            lost = SysAllocString(L"lost");
+            leaked = SysAllocString(L"leaked");
         },
         "objects by 0, BSTRs by 1");
-    SysFreeString(lost);
+    SysFreeString(leaked);
 }
 
-TEST(ExpectNoLeaksTest, ReportsALostObject) {
-    static std::unique_ptr<int> lost;
+TEST(ExpectNoLeaksTest, LeakedObject_IsReported) {
+    static std::unique_ptr<int> leaked;
     EXPECT_NONFATAL_FAILURE(
         {
             const ExpectNoLeaks noLeaks;
-            lost = std::make_unique<int>(1);
+            leaked = std::make_unique<int>(1);
         },
         "objects by 1, BSTRs by 0");
-    lost.reset();
+    leaked.reset();
 }
 
-TEST(AllocationFaultTest, FailsOnlyTheAllocationOfThatNumber) {
+TEST(AllocationFaultTest, Allocation_OfThatNumber_FailsAndNoOther) {
     const AllocationFault fault(2);
     const Bstr first(SysAllocString(L"1"));
     EXPECT_FALSE(fault.Fired());
@@ -67,7 +67,7 @@ TEST(AllocationFaultTest, FailsOnlyTheAllocationOfThatNumber) {
     EXPECT_BSTR(third, L"3");
 }
 
-TEST(AllocationFaultTest, FailsOperatorNewInAllItsForms) {
+TEST(AllocationFaultTest, EachFormOfOperatorNew_Fails) {
     const auto fails = [](auto allocate) {
         const AllocationFault fault(1);
         try {
@@ -82,13 +82,13 @@ TEST(AllocationFaultTest, FailsOperatorNewInAllItsForms) {
     EXPECT_TRUE(fails([] { return std::unique_ptr<int[]>(new (std::nothrow) int[2]); }));
 }
 
-TEST(AllocationFaultTest, EndsWithItsScope) {
+TEST(AllocationFaultTest, Fault_EndsWithItsScope) {
     std::optional<AllocationFault> fault(std::in_place, 1);
     fault.reset();
     EXPECT_BSTR(Bstr(L"a"), L"a");
 }
 
-TEST(CountRequestsTest, CountsWhatIsFreedAgainToo) {
+TEST(CountRequestsTest, FreedAllocations_AreCounted) {
     EXPECT_EQ(CountRequests([] {
                   const Bstr text(L"a");
                   const auto object = std::make_unique<int>(1);
@@ -96,7 +96,7 @@ TEST(CountRequestsTest, CountsWhatIsFreedAgainToo) {
               2u);
 }
 
-TEST(ForEachAllocationFailureTest, FailsEachAllocationOnce) {
+TEST(ForEachAllocationFailureTest, EachAllocation_FailsOnce) {
     int checks = 0;
     std::vector<int> reached;
     reached.reserve(10);
@@ -115,57 +115,57 @@ TEST(ForEachAllocationFailureTest, FailsEachAllocationOnce) {
     EXPECT_EQ(checks, 3);
 }
 
-TEST(ForEachAllocationFailureTest, ReportsAnUnnoticedFailure) {
-    EXPECT_NONFATAL_FAILURE(ForEachAllocationFailure([] { return Bstr(SysAllocString(L"a")); }), "went unnoticed");
+TEST(ForEachAllocationFailureTest, IgnoredFailure_IsReported) {
+    EXPECT_NONFATAL_FAILURE(ForEachAllocationFailure([] { return Bstr(SysAllocString(L"a")); }), "was not reported");
 }
 
-TEST(ForEachAllocationFailureTest, ReportsAnOperationWithoutAllocations) {
+TEST(ForEachAllocationFailureTest, OperationWithoutAllocations_IsReported) {
     EXPECT_NONFATAL_FAILURE(ForEachAllocationFailure([] {}), "allocates nothing");
 }
 
-TEST(ForEachAllocationFailureTest, ReportsBadAllocUnlessAllowed) {
+TEST(ForEachAllocationFailureTest, BadAlloc_IsReportedUnlessAllowed) {
     static const auto allocate = [] { return std::make_unique<int>(1); };
     EXPECT_NONFATAL_FAILURE(ForEachAllocationFailure(allocate), "std::bad_alloc");
     ForEachAllocationFailure(allocate, OutOfMemory::ComErrorOrBadAlloc);
 }
 
-TEST(ForEachAllocationFailureTest, ReportsAnotherException) {
+TEST(ForEachAllocationFailureTest, OtherException_IsReported) {
     EXPECT_NONFATAL_FAILURE(ForEachAllocationFailure([] {
                                 if (Bstr(SysAllocString(L"a")) == nullptr) {
                                     throw std::exception();
                                 }
                             }),
-                            "Another failure");
+                            "A failure other than");
 }
 
-TEST(ForEachAllocationFailureTest, ReportsALeak) {
-    static std::vector<Bstr> lost;
+TEST(ForEachAllocationFailureTest, Leak_IsReported) {
+    static std::vector<Bstr> leaked;
     ::testing::TestPartResultArray failures;
     {
         const ::testing::ScopedFakeTestPartResultReporter reporter(&failures);
-        ForEachAllocationFailure([] { lost.emplace_back(L"a"); }, OutOfMemory::ComErrorOrBadAlloc);
+        ForEachAllocationFailure([] { leaked.emplace_back(L"a"); }, OutOfMemory::ComErrorOrBadAlloc);
     }
-    lost.clear();
-    lost.shrink_to_fit();
+    leaked.clear();
+    leaked.shrink_to_fit();
     ASSERT_GE(failures.size(), 1);
     EXPECT_NE(std::string_view(failures.GetTestPartResult(0).message()).find("Live allocations changed"),
               std::string_view::npos);
 }
 
-TEST(IsBstrTest, TellsNullFromLengthZero) {
+TEST(IsBstrTest, NullAndZeroLength_Differ) {
     EXPECT_TRUE(support::IsBstr("", "", Bstr(L""), L""));
     EXPECT_FALSE(support::IsBstr("", "", nullptr, L""));
     EXPECT_TRUE(support::IsNullBstr("", nullptr));
     EXPECT_FALSE(support::IsNullBstr("", Bstr(L"")));
 }
 
-TEST(IsBstrTest, ComparesPastNuls) {
+TEST(IsBstrTest, TextWithNul_IsComparedWhole) {
     EXPECT_TRUE(support::IsBstr("", "", Bstr(L"a\0b"sv), L"a\0b"sv));
     EXPECT_FALSE(support::IsBstr("", "", Bstr(L"a\0b"sv), L"a\0c"sv));
     EXPECT_FALSE(support::IsBstr("", "", Bstr(L"a\0b"sv), L"a"));
 }
 
-TEST(IsBstrTest, FailureShowsBothTexts) {
+TEST(IsBstrTest, Failure_ShowsBothTexts) {
     EXPECT_STREQ(support::IsBstr("code", "", Bstr(L"a\0\x00e4"sv), L"b").message(),
                  "code\n    is: L\"a\\x0000\\x00e4\" (3 units)\nwanted: L\"b\" (1 units)");
     EXPECT_STREQ(support::IsBstr("code", "", nullptr, L"").message(),

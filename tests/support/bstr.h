@@ -1,4 +1,4 @@
-/// BSTRs in tests: an owner, and assertions that always tell a null BSTR from one of length zero.
+/// BSTRs in tests: an owner, and assertions in which a null BSTR differs from one of length zero.
 #pragma once
 
 #include <comdef.h>
@@ -15,9 +15,9 @@ namespace support {
 class Bstr {
   public:
     Bstr() noexcept = default;
-    /// Takes over what a call returned.
+    /// Takes ownership of what a call returned.
     explicit Bstr(BSTR owned) noexcept : m_text(owned) {}
-    /// A new BSTR with all of `text`, NULs included. Raises _com_error if memory runs out.
+    /// A new BSTR with all of `text`, NULs included. Out of memory raises _com_error.
     explicit Bstr(std::wstring_view text) : m_text(SysAllocStringLen(text.data(), static_cast<UINT>(text.size()))) {
         if (m_text == nullptr) {
             _com_issue_error(E_OUTOFMEMORY);
@@ -33,19 +33,19 @@ class Bstr {
 
     /// The BSTR, still owned here: for an [in] argument or an assertion.
     operator BSTR() const noexcept { return m_text; } // NOLINT(google-explicit-constructor): used like the BSTR itself
-    /// Where a call stores its result: `object->get_Value(text.Out())`. Frees what was there before.
+    /// The address where a call stores its result: `object->get_Value(text.Out())`. Frees the BSTR held before.
     [[nodiscard]] BSTR* Out() noexcept {
         SysFreeString(Release());
         return &m_text;
     }
-    /// Gives the BSTR away.
+    /// Transfers ownership to the caller.
     [[nodiscard]] BSTR Release() noexcept { return std::exchange(m_text, nullptr); }
 
   private:
     BSTR m_text = nullptr;
 };
 
-/// `text` as a test prints it: L"ab\x00e4\x0000c" (5 units).
+/// `text` for a test's message: L"ab\x00e4\x0000c" (5 units).
 inline std::string Printed(std::wstring_view text) {
     std::string printed = "L\"";
     for (const wchar_t unit : text) {
@@ -60,7 +60,7 @@ inline std::string Printed(std::wstring_view text) {
     return printed + "\" (" + std::to_string(text.size()) + " units)";
 }
 
-/// The predicates behind EXPECT_BSTR and EXPECT_NULL_BSTR.
+/// The predicates of EXPECT_BSTR and EXPECT_NULL_BSTR.
 inline ::testing::AssertionResult IsBstr(const char* actualCode, const char*, const wchar_t* actual,
                                          std::wstring_view expected) {
     if (actual == nullptr) {
@@ -85,7 +85,7 @@ inline ::testing::AssertionResult IsNullBstr(const char* actualCode, const wchar
 
 } // namespace support
 
-/// `actual` (a BSTR, a Bstr, or a string whose text is one) is not null and has exactly the code units of `expected`, a
+/// `actual` (a BSTR, a Bstr or a CNKString) is not null and has exactly the code units of `expected`, a
 /// std::wstring_view: EXPECT_BSTR(text, L"a\0b"sv), EXPECT_BSTR(text, L"").
 #define EXPECT_BSTR(actual, expected) EXPECT_PRED_FORMAT2(::support::IsBstr, actual, expected)
 /// `actual` is a null BSTR, not one of length zero.

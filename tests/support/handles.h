@@ -1,4 +1,4 @@
-/// How many handles a process has open, to find those that are never closed.
+/// Counts the open handles of a process, to find leaks.
 #pragma once
 
 #include <cstddef>
@@ -8,12 +8,12 @@
 
 namespace support {
 
-/// The handles that a process has open. `process` needs the right to duplicate handles.
+/// The number of handles that a process has open. `process` needs the right to duplicate handles.
 ///
-/// It tries one value after the other: GetProcessHandleCount of Wine 8 always gives 0, and asking for all handles of
-/// the system crashes Wine's server when another process is just starting or ending.
+/// Tries one value after the other: Wine 8's GetProcessHandleCount always gives 0, and listing all handles of the
+/// system crashes Wine's server if another process is starting or ending.
 inline std::size_t OpenHandles(HANDLE process = GetCurrentProcess()) {
-    constexpr std::uintptr_t step = 4; // the lowest two bits of a handle are no part of its value
+    constexpr std::uintptr_t step = 4; // the lowest two bits of a handle are ignored
     constexpr std::size_t widestGap = 1024;
     std::size_t count = 0;
     std::size_t gap = 0;

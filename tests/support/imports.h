@@ -1,4 +1,4 @@
-/// The imports of a loaded module, redirected for a while.
+/// Redirects the imports of a loaded module for a while.
 ///
 ///     const support::RedirectedImport failing(module, "MultiByteToWideChar", &FailingConversion);
 #pragma once
@@ -12,14 +12,14 @@
 
 namespace support {
 
-/// What is at an address, aligned or not: lld aligns the tables of imports to 4 bytes.
+/// The value at an address, aligned or not: lld aligns import tables to 4 bytes.
 template <class T> T ValueAt(const unsigned char* address) {
     T value;
     std::memcpy(&value, address, sizeof(value));
     return value;
 }
 
-/// The slot in which the loader has put the address of the function `name` that `module` imports; null if it does not.
+/// The slot with the address of the function `name` that `module` imports; null if it does not import it.
 inline unsigned char* ImportSlot(HMODULE module, const char* name) {
     auto* const base = reinterpret_cast<unsigned char*>(module);
     const auto header = static_cast<std::size_t>(ValueAt<IMAGE_DOS_HEADER>(base).e_lfanew);
@@ -46,7 +46,7 @@ inline unsigned char* ImportSlot(HMODULE module, const char* name) {
     }
 }
 
-/// As long as this lives, `module` calls `replacement` instead of the function that it imports under that name.
+/// While this lives, `module` calls `replacement` instead of the imported function `name`.
 class RedirectedImport {
   public:
     template <class Function>

@@ -26,17 +26,17 @@ std::atomic<std::size_t> allocationsSinceArmed;
 
 std::atomic<bool> slow;
 
-// NOLINTBEGIN(cppcoreguidelines-no-malloc): here is where memory comes from
+// NOLINTBEGIN(cppcoreguidelines-no-malloc): this is the allocator
 
-/// Ends the program: the DLL has written where it must not.
+/// Ends the program after an invalid write of the DLL.
 [[noreturn]] void DieOfCorruption(const char* what) {
     std::fprintf(stderr, "A followed DLL has written %s.\n", what);
     std::fflush(stderr);
     std::abort();
 }
 
-/// The blocks that followed DLLs have allocated and not yet freed. They may free others, which they allocated before
-/// they were followed. Takes its own memory from malloc, because operator new is counted.
+/// The live blocks of the followed DLLs, which may also free blocks from before they were followed. Its own memory
+/// comes from malloc, because operator new is counted.
 class Blocks {
   public:
     void* Allocate(std::size_t size) {
@@ -77,7 +77,7 @@ class Blocks {
         }
         oldest = {start, size};
     }
-    /// The block's size; none: it is not known.
+    /// The block's size; nothing if it is unknown.
     std::optional<std::size_t> SizeOf(void* block) {
         const std::lock_guard lock(m_mutex);
         const auto found = m_sizes.find(block);
@@ -127,7 +127,7 @@ Blocks& KnownBlocks() {
     return blocks;
 }
 
-/// To be asked once for each allocation.
+/// Whether an allocation must fail. Call it once for each.
 bool MustFail() noexcept {
     if (slow) {
         Sleep(1);

@@ -1,8 +1,7 @@
-/// Allocations of a loaded DLL, counted and made to fail like those of the test program itself.
+/// Counts the allocations of a loaded DLL and makes them fail, like those of the test program itself.
 ///
-/// A DLL with a C++ run-time library of its own has an operator new of its own, which a test program cannot replace.
-/// But its memory comes from the C run-time library's DLL in the end, through imported functions, and those a test can
-/// redirect.
+/// A DLL with its own C++ runtime has its own operator new, which a test program cannot replace. But that calls the C
+/// runtime's DLL through imports, which a test can redirect.
 #pragma once
 
 #include <cstddef>
@@ -11,17 +10,16 @@
 
 namespace support {
 
-/// From now on, what `module` allocates is counted by CountLiveAllocations and fails when an AllocationFault says so
-/// (see allocation_faults.h). Memory that it has already is left out of the count. Lasts until the DLL is unloaded;
-/// what it frees while being unloaded still counts.
+/// From now on, the allocations of `module` are counted by CountLiveAllocations and fail with an AllocationFault (see
+/// allocation_faults.h). Earlier ones are not counted. Lasts until the DLL is unloaded; what it frees while it is
+/// unloaded still counts.
 ///
-/// Its blocks get guard bytes, and freed ones are kept for a while, filled with others. A write outside a block, or to
-/// a freed one, ends the program with a message.
+/// Its blocks get guard bytes. Freed blocks are filled and kept for a while. A write outside a block or to a freed one
+/// ends the program with a message.
 void FollowAllocations(HMODULE module);
 
-/// As long as this lives, the `number`-th allocation (from 1) in the DLLs that are followed fails; if `Lasting`, so
-/// does every one after it. Unlike an AllocationFault it leaves alone what COM allocates, even on a DLL's behalf. One
-/// at a time.
+/// While this lives, the `number`-th allocation (from 1) in the followed DLLs fails, on any thread; if `Lasting`, so do
+/// all after it. Unlike with an AllocationFault, COM's allocations never fail. There must be only one at a time.
 class ModuleAllocationFault {
   public:
     enum Extent { Once, Lasting };
@@ -31,12 +29,12 @@ class ModuleAllocationFault {
     ModuleAllocationFault(const ModuleAllocationFault&) = delete;
     ModuleAllocationFault& operator=(const ModuleAllocationFault&) = delete;
 
-    /// Whether the allocation has been asked for and refused.
+    /// Whether that allocation was requested, and so failed.
     [[nodiscard]] bool Fired() const noexcept;
 };
 
-/// As long as this lives, every allocation in the DLLs that are followed takes a while, so that what several threads do
-/// at once happens at once.
+/// While this lives, every allocation in the followed DLLs takes a millisecond or more, so that the calls of several
+/// threads overlap.
 class SlowModuleAllocations {
   public:
     SlowModuleAllocations() noexcept;
