@@ -1,5 +1,5 @@
-// Conversions between narrow text and BSTRs that the system refuses. No ANSI code page refuses anything by itself, so
-// the test program's calls of the system are redirected.
+// Failing conversions between narrow text and BSTRs. No ANSI code page makes the system's conversions fail, so the test
+// program's imports of them are redirected.
 
 #include <comdef.h>
 #include <windows.h>
@@ -15,17 +15,17 @@ namespace {
 
 using support::Bstr;
 
-int WINAPI RefuseToWiden(UINT, DWORD, LPCCH, int, LPWSTR, int) {
+int WINAPI FailToWiden(UINT, DWORD, LPCCH, int, LPWSTR, int) {
     SetLastError(ERROR_NO_UNICODE_TRANSLATION);
     return 0;
 }
 
-int WINAPI RefuseToNarrow(UINT, DWORD, LPCWCH, int, LPSTR, int, LPCCH, LPBOOL) {
+int WINAPI FailToNarrow(UINT, DWORD, LPCWCH, int, LPSTR, int, LPCCH, LPBOOL) {
     SetLastError(ERROR_INVALID_FLAGS);
     return 0;
 }
 
-/// The HRESULT of the _com_error that `action` raises; S_OK: it raises none.
+/// The HRESULT of the _com_error that `action` raises, S_OK if it raises none.
 template <class Action> HRESULT RaisedBy(Action action) {
     try {
         action();
@@ -38,33 +38,33 @@ template <class Action> HRESULT RaisedBy(Action action) {
 class ComSuppTest : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
-        RaisedBy([] { _com_issue_error(E_FAIL); }); // a thread's first exception allocates
+        RaisedBy([] { _com_issue_error(E_FAIL); }); // a thread's first exception allocates memory that stays
         static_cast<void>(support::CountLiveAllocations());
     }
 
-    const support::RedirectedImport m_noWidening{GetModuleHandleW(nullptr), "MultiByteToWideChar", &RefuseToWiden};
-    const support::RedirectedImport m_noNarrowing{GetModuleHandleW(nullptr), "WideCharToMultiByte", &RefuseToNarrow};
+    const support::RedirectedImport m_failingWidening{GetModuleHandleW(nullptr), "MultiByteToWideChar", &FailToWiden};
+    const support::RedirectedImport m_failingNarrowing{GetModuleHandleW(nullptr), "WideCharToMultiByte", &FailToNarrow};
     const support::ExpectNoLeaks m_noLeaks;
 };
 
-TEST_F(ComSuppTest, ConvertStringToBSTR_OfTextThatTheSystemRefuses_RaisesItsError) {
+TEST_F(ComSuppTest, ConvertStringToBSTR_WhenTheSystemFails_RaisesItsError) {
     const HRESULT hr = RaisedBy([] { const Bstr unused(_com_util::ConvertStringToBSTR("a\xe4")); });
     EXPECT_EQ(hr, HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION));
 }
 
-TEST_F(ComSuppTest, ConvertBSTRToString_OfTextThatTheSystemRefuses_RaisesItsError) {
+TEST_F(ComSuppTest, ConvertBSTRToString_WhenTheSystemFails_RaisesItsError) {
     const Bstr text(L"a\x00e4");
     const HRESULT hr = RaisedBy([&] { delete[] _com_util::ConvertBSTRToString(text); });
     EXPECT_EQ(hr, HRESULT_FROM_WIN32(ERROR_INVALID_FLAGS));
 }
 
-/// ASCII needs no conversion, so it cannot fail.
-TEST_F(ComSuppTest, Ascii_IsNeverRefused) {
+/// ASCII is converted without the system.
+TEST_F(ComSuppTest, Ascii_WhenTheSystemFails_IsConverted) {
     EXPECT_BSTR(Bstr(_com_util::ConvertStringToBSTR("a")), L"a");
     EXPECT_EQ(RaisedBy([] { delete[] _com_util::ConvertBSTRToString(Bstr(L"a")); }), S_OK);
 }
 
-TEST_F(ComSuppTest, String_OfTextThatTheSystemRefuses_RaisesItsErrorAndKeepsItsText) {
+TEST_F(ComSuppTest, String_WhenTheSystemFails_RaisesItsErrorAndKeepsItsText) {
     CNKString text(L"before");
     EXPECT_EQ(RaisedBy([&] { text += "\xe4"; }), HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION));
     EXPECT_BSTR(text, L"before");

@@ -1,5 +1,5 @@
-// The forms of paths that go to the system (opening long ones proves nothing here: Wine takes them without the prefix),
-// and what the system may answer that it never does for a file on a disk.
+// CNKFile: extended-length paths, and failures that files on a disk do not have. The form of long paths is tested, not
+// opening them: Wine opens them without the prefix, too.
 
 #include "core/nkfile.h"
 
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// `length` characters that end a path: folders with names of 50, and a file.
+/// The end of a path, of `length` characters: folders with names of 50 characters, and a file.
 std::wstring Tail(std::size_t length) {
     std::wstring tail;
     for (std::size_t i = 1; i <= length; ++i) {
@@ -21,7 +21,7 @@ std::wstring Tail(std::size_t length) {
     return tail;
 }
 
-/// A path as long as that.
+/// A path of `length` characters.
 std::wstring PathOf(const std::wstring& beginning, std::size_t length) {
     return beginning + Tail(length - beginning.size());
 }
@@ -30,24 +30,24 @@ void ExpectForm(const std::wstring& path, const std::wstring& form) {
     EXPECT_EQ(ToExtendedLengthPath(path.c_str()), form);
 }
 
-TEST(AnyLengthPathTest, ShortPaths_StayAsTheyAre) {
+TEST(ToExtendedLengthPathTest, ShortPaths_StayUnchanged) {
     for (const std::wstring& path : {std::wstring(L"lines.txt"), std::wstring(L"c:/folder/./lines.txt"), std::wstring(),
                                      std::wstring(L"\\\\server\\share\\lines.txt"), PathOf(L"C:\\", MAX_PATH - 1)}) {
         ExpectForm(path, path);
     }
 }
 
-TEST(AnyLengthPathTest, LongPaths_GetThePrefix) {
+TEST(ToExtendedLengthPathTest, LongPaths_GetThePrefix) {
     const std::wstring path = PathOf(L"C:\\", MAX_PATH);
     ExpectForm(path, L"\\\\?\\" + path);
 }
 
-TEST(AnyLengthPathTest, LongPathsOfAServer_GetItsPrefix) {
+TEST(ToExtendedLengthPathTest, LongServerPaths_GetTheUncPrefix) {
     const std::wstring path = PathOf(L"\\\\server\\share\\", MAX_PATH);
     ExpectForm(path, L"\\\\?\\UNC" + path.substr(1));
 }
 
-TEST(AnyLengthPathTest, LongPaths_AreResolvedFirst) {
+TEST(ToExtendedLengthPathTest, LongPaths_AreResolvedBeforeThePrefix) {
     const std::wstring tail = Tail(300);
     ExpectForm(L"C:/folder/../other/./" + tail, L"\\\\?\\C:\\other\\" + tail);
     wchar_t current[MAX_PATH];
@@ -55,7 +55,7 @@ TEST(AnyLengthPathTest, LongPaths_AreResolvedFirst) {
     ExpectForm(tail, L"\\\\?\\" + std::wstring(current) + L"\\" + tail);
 }
 
-TEST(AnyLengthPathTest, LongFormsOfShortPaths_StayAsTheyAre) {
+TEST(ToExtendedLengthPathTest, LongFormsOfShortPaths_StayUnchanged) {
     std::wstring path = L"C:";
     for (int i = 0; i < 200; ++i) {
         path += L"\\.";
@@ -63,7 +63,7 @@ TEST(AnyLengthPathTest, LongFormsOfShortPaths_StayAsTheyAre) {
     ExpectForm(path + L"\\lines.txt", path + L"\\lines.txt");
 }
 
-TEST(AnyLengthPathTest, PathsWithThePrefix_StayAsTheyAre) {
+TEST(ToExtendedLengthPathTest, PathsWithAPrefix_StayUnchanged) {
     for (const std::wstring prefix : {L"\\\\?\\C:\\", L"\\\\.\\C:\\", L"\\\\?\\UNC\\server\\share\\"}) {
         const std::wstring path = PathOf(prefix, 400);
         ExpectForm(path, path);
@@ -72,7 +72,7 @@ TEST(AnyLengthPathTest, PathsWithThePrefix_StayAsTheyAre) {
     ExpectForm(L"//?/C:/" + tail, L"\\\\?\\C:\\" + tail);
 }
 
-// What the system may answer
+// Failures of the system
 
 BOOL WINAPI CloseAndReportFailure(HANDLE handle) {
     static const auto close = reinterpret_cast<BOOL(WINAPI*)(HANDLE)>(
@@ -86,7 +86,7 @@ BOOL WINAPI WriteNothing(HANDLE, LPCVOID, DWORD, LPDWORD written, LPOVERLAPPED) 
     return TRUE;
 }
 
-TEST(CNKFileTest, MakeEmpty_OfAFileThatCannotBeClosed_Fails) {
+TEST(CNKFileTest, CreateEmpty_OfAFileThatCannotBeClosed_Fails) {
     const support::TemporaryFolder folder;
     const std::wstring path = folder / L"lines.txt";
     EXPECT_TRUE(CNKFile::CreateEmpty(path.c_str()));
@@ -94,7 +94,7 @@ TEST(CNKFileTest, MakeEmpty_OfAFileThatCannotBeClosed_Fails) {
     EXPECT_FALSE(CNKFile::CreateEmpty(path.c_str()));
 }
 
-/// Trying again would go on for ever.
+/// Repeating the write would never end.
 TEST(CNKFileTest, Write_ThatMakesNoProgress_Fails) {
     const support::TemporaryFolder folder;
     const std::wstring path = folder / L"lines.txt";

@@ -1,8 +1,8 @@
-// What a file stream does when the system fails it: lack of memory, whichever allocation fails, and reads and writes
-// that are refused.
+// CNKFileStream: out of memory, whichever allocation fails, and failed reads and writes.
 
 #include "core/nkfilestream.h"
 
+#include "tests/core/nkfilestream_fixture.h"
 #include "tests/core/textfiles.h"
 #include "tests/core/texts.h"
 #include "tests/support/allocation_faults.h"
@@ -17,28 +17,25 @@
 #include <string_view>
 #include <thread>
 
+using support::binaryMode;
 using support::Bstr;
 using support::CountRequests;
 using support::Exists;
 using support::ExpectNoLeaks;
 using support::FileHandle;
 using support::ForEachAllocationFailure;
+using support::fromBeginning;
+using support::fromCurrent;
 using support::IsClosed;
 using support::Make;
 using support::OpenFile;
 using support::OutOfMemory;
 using support::ReadBytes;
 using support::TemporaryFolder;
+using support::textMode;
 using support::WriteBytes;
 
 namespace {
-
-// The two modes.
-constexpr bool textMode = false;
-constexpr bool binaryMode = true;
-
-constexpr CNKFileStream::Origin fromBeginning = CNKFileStream::FromBeginning;
-constexpr CNKFileStream::Origin fromCurrent = CNKFileStream::FromCurrent;
 
 class NKFileStreamFailure : public ::testing::Test {
   protected:
@@ -47,14 +44,14 @@ class NKFileStreamFailure : public ::testing::Test {
 };
 
 using NKFileStreamMemory = NKFileStreamFailure;
-using NKFileStreamRefused = NKFileStreamFailure;
+using NKFileStreamIo = NKFileStreamFailure;
 
-// Lack of memory
+// Out of memory
 
-/// A file of three lines, and a stream that has it open and has read some. What is passed to an operation is at hand.
+/// A file of three lines, a stream that has it open and has read some of them, and arguments for its operations.
 struct World {
     static constexpr const char* bytes = "ab\r\ncde\r\nf";
-    static constexpr std::array<std::int64_t, 4> starts = {0, 4, 9, 10}; ///< of the lines, and the end
+    static constexpr std::array<std::int64_t, 4> starts = {0, 4, 9, 10}; ///< the positions of the lines, and the end
 
     World(const std::wstring& file, std::size_t linesRead) : path(file) {
         WriteBytes(path, bytes);
@@ -72,7 +69,7 @@ struct World {
     CNKFileStream stream;
 };
 
-/// The stream does what it does after a success.
+/// The stream works as if nothing had failed.
 void ExpectUsable(World& world) {
     world.stream.Close();
     EXPECT_TRUE(IsClosed(world.path));
@@ -86,7 +83,7 @@ void ExpectUsable(World& world) {
     EXPECT_EQ(ReadBytes(world.path), "ab\r\nx\xe4z\r\nf");
 }
 
-TEST_F(NKFileStreamMemory, ReadNextLine_LosesThatLineAtMost) {
+TEST_F(NKFileStreamMemory, ReadNextLine_LosesAtMostThatLine) {
     for (const std::size_t linesRead : {0u, 1u, 2u}) {
         ForEachAllocationFailure(
             [&] { return World(path, linesRead); },
@@ -169,7 +166,7 @@ TEST_F(NKFileStreamMemory, WriteLine_WritesNothing) {
                              OutOfMemory::ComErrorOrBadAlloc);
 }
 
-TEST_F(NKFileStreamMemory, Open_IsClosedAfterwardsAndHasTheName) {
+TEST_F(NKFileStreamMemory, Open_LeavesTheStreamClosedWithTheName) {
     const auto check = [](World& world) {
         EXPECT_FALSE(world.stream.IsOpen());
         EXPECT_TRUE(IsClosed(world.path));
@@ -222,7 +219,7 @@ TEST_F(NKFileStreamMemory, GetFileName_ChangesNothing) {
                              });
 }
 
-TEST_F(NKFileStreamMemory, AllOtherOperations_NeedNone) {
+TEST_F(NKFileStreamMemory, OtherOperations_AllocateNothing) {
     const ExpectNoLeaks noLeaks;
     World world(path, 1);
     EXPECT_EQ(CountRequests([&] {
@@ -239,10 +236,10 @@ TEST_F(NKFileStreamMemory, AllOtherOperations_NeedNone) {
               0u);
 }
 
-// Reads and writes that are refused
+// Failed reads and writes
 
-/// A pipe that a stream can open as a file: what is sent comes first when it is read, and after that, once this end is
-/// closed, every read and write fails.
+/// A pipe that a stream can open as a file. Once this end is closed, the stream can read what was sent before; after
+/// that every read and write fails.
 class Pipe {
   public:
     Pipe()
@@ -262,7 +259,7 @@ class Pipe {
         DWORD read = 0;
         for (std::size_t received = 0; received < count; received += read) {
             if (!ReadFile(m_end.get(), &bytes[received], static_cast<DWORD>(count - received), &read, nullptr)) {
-                ADD_FAILURE() << "Nothing to receive";
+                ADD_FAILURE() << "nothing to receive";
                 break;
             }
         }
@@ -275,7 +272,7 @@ class Pipe {
     FileHandle m_end;
 };
 
-TEST_F(NKFileStreamRefused, Read_IsTheEndOfTheFile) {
+TEST_F(NKFileStreamIo, FailedRead_IsTheEndOfTheFile) {
     const ExpectNoLeaks noLeaks;
     Pipe pipe;
     CNKFileStream stream;
@@ -292,7 +289,7 @@ TEST_F(NKFileStreamRefused, Read_IsTheEndOfTheFile) {
     EXPECT_FALSE(stream.IsEOF());
 }
 
-TEST_F(NKFileStreamRefused, FirstRead_IsTheEndOfTheFile) {
+TEST_F(NKFileStreamIo, FailedFirstRead_IsTheEndOfTheFile) {
     const ExpectNoLeaks noLeaks;
     Pipe pipe;
     CNKFileStream stream;
@@ -303,7 +300,7 @@ TEST_F(NKFileStreamRefused, FirstRead_IsTheEndOfTheFile) {
     EXPECT_EQ(stream.TellRead(), 0);
 }
 
-TEST_F(NKFileStreamRefused, ReadThatGivesOnlyTheFirstBytes_IsNotTheEndOfTheFile) {
+TEST_F(NKFileStreamIo, IncompleteRead_IsNotTheEndOfTheFile) {
     Pipe pipe;
     CNKFileStream stream;
     ASSERT_TRUE(stream.Open(Make(pipe.Name()), textMode));
@@ -319,8 +316,8 @@ TEST_F(NKFileStreamRefused, ReadThatGivesOnlyTheFirstBytes_IsNotTheEndOfTheFile)
     sender.join();
 }
 
-/// What a stream answers once a write was refused, which the caller learns from nothing else. Its position
-/// is still `position`.
+/// The state and the results of a stream after a failed write, which itself returned true. Its position is still
+/// `position`.
 void ExpectBroken(CNKFileStream& stream, std::int64_t position) {
     EXPECT_TRUE(stream.IsOpen());
     EXPECT_FALSE(stream.IsEOF());
@@ -333,7 +330,7 @@ void ExpectBroken(CNKFileStream& stream, std::int64_t position) {
     EXPECT_EQ(stream.TellRead(), position);
 }
 
-TEST_F(NKFileStreamRefused, Write_StopsReadingAndWritingUntilTheFlagsAreReset) {
+TEST_F(NKFileStreamIo, FailedWrite_StopsReadingAndWritingUntilTheFlagsAreReset) {
     const ExpectNoLeaks noLeaks;
     Pipe pipe;
     CNKFileStream stream;
@@ -351,7 +348,7 @@ TEST_F(NKFileStreamRefused, Write_StopsReadingAndWritingUntilTheFlagsAreReset) {
     EXPECT_TRUE(stream.IsEOF());
 }
 
-TEST_F(NKFileStreamRefused, Write_IsForgottenByWhatResetsTheFlags) {
+TEST_F(NKFileStreamIo, FailedWrite_IsForgottenWhenTheFlagsAreReset) {
     const ExpectNoLeaks noLeaks;
     for (const auto reset : {&CNKFileStream::RewindRead, &CNKFileStream::RewindWrite, &CNKFileStream::SeekReadEnd,
                              &CNKFileStream::SeekWriteEnd}) {
@@ -373,11 +370,11 @@ TEST_F(NKFileStreamRefused, Write_IsForgottenByWhatResetsTheFlags) {
     }
 }
 
-TEST_F(NKFileStreamRefused, FullDisk_StopsReadingAndWriting) {
+TEST_F(NKFileStreamIo, FullDisk_StopsReadingAndWriting) {
     const ExpectNoLeaks noLeaks;
     const std::wstring fullDisk = L"Z:\\dev\\full";
     if (OpenFile(fullDisk, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE) == nullptr) {
-        GTEST_SKIP() << "needs a device without room, as Wine shows that of Linux";
+        GTEST_SKIP() << "needs a full device, such as Linux's /dev/full under Wine";
     }
     CNKFileStream stream;
     ASSERT_TRUE(stream.Open(Make(fullDisk), textMode));

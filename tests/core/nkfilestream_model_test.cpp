@@ -1,4 +1,4 @@
-// File streams against a model of them: random operations on both, and after each the same answers.
+// CNKFileStream compared with a model: random operations on both must give the same results.
 
 #include "core/nkfilestream.h"
 
@@ -28,7 +28,7 @@ using support::WriteBytes;
 
 namespace {
 
-/// The text of bytes that are below 0x80 or above 0x9f, where code page 1252 is the beginning of Unicode.
+/// The text of bytes below 0x80 or above 0x9f, where code page 1252 equals the first 256 characters of Unicode.
 std::wstring Wide(const std::string& bytes) {
     std::wstring wide;
     for (const char byte : bytes) {
@@ -37,7 +37,7 @@ std::wstring Wide(const std::string& bytes) {
     return wide;
 }
 
-/// A file with its stream, in the plainest words: the bytes, a position, the flags, one character at a time.
+/// A file with its stream, as simply as possible: bytes, position and flags, one character at a time.
 struct Model {
     std::string bytes;
     bool binary = false;
@@ -53,7 +53,7 @@ struct Model {
 
     bool AtLineEndOfTwo() const { return !binary && bytes.compare(position, 2, "\r\n") == 0; }
 
-    /// What the standard's getline with a buffer of 128 does.
+    /// std::istream::getline with a buffer of 128.
     std::string GetLine() {
         std::string piece;
         if (endOfFile || failed) {
@@ -136,7 +136,7 @@ struct Model {
         position += 1;
     }
 
-    /// Writes a character as a stream does it.
+    /// Writes a character with the mode's line end.
     void Write(char character) {
         if (character == '\n' && !binary) {
             Put('\r');
@@ -157,7 +157,7 @@ struct Model {
         Write('\n');
     }
 
-    /// The tokens of a list of up to three lines, as one line.
+    /// Writes the tokens as one line.
     void WriteTokens(const std::vector<std::string>& tokens) {
         std::string line;
         for (std::size_t i = 0; i < tokens.size(); ++i) {
@@ -167,22 +167,22 @@ struct Model {
     }
 };
 
-/// A stream and its model, which undergo the same random operations.
+/// A stream and its model, both changed by the same random operations.
 class Pair {
   public:
     explicit Pair(unsigned int seed) : m_random(seed) {}
 
-    /// Opens a new file of random bytes, up to twice what a stream reads at once.
+    /// Opens a new file of random bytes, up to two read blocks long.
     void Open() {
         Begin("Open");
         m_model = {};
         m_model.binary = Chance(3);
         const std::size_t size = Chance(2) ? Below(2000) : Below(140'000);
         while (m_model.bytes.size() < size) {
-            m_model.bytes += AnyLine(140) + (Chance(4) ? "\n" : "\r\n");
+            m_model.bytes += RandomLine(140) + (Chance(4) ? "\n" : "\r\n");
         }
         if (Chance(2)) {
-            m_model.bytes += AnyLine(140);
+            m_model.bytes += RandomLine(140);
         }
         WriteBytes(m_path, m_model.bytes);
         Note(m_stream.Open(Make(m_path), m_model.binary), true);
@@ -214,30 +214,30 @@ class Pair {
         }
     }
 
-    /// Whether the last operation gave the same result, and stream and model are in the same state.
+    /// Whether the last operation gave the same result, and stream and model have the same state.
     bool Agree() const {
         return m_sameResult && m_stream.IsEOF() == m_model.endOfFile &&
                m_stream.TellRead() == static_cast<std::int64_t>(m_model.position);
     }
 
-    /// Closes the file. Whether it has the model's bytes.
-    bool AgreeInTheEnd() {
+    /// Closes the file. Returns whether it has the model's bytes.
+    bool AgreeAfterClose() {
         m_stream.Close();
         return ReadBytes(m_path) == m_model.bytes;
     }
 
     std::string Print() const {
-        const auto place = [](std::int64_t position, bool endOfFile) {
-            return "position " + std::to_string(position) + (endOfFile ? ", at the end" : "");
+        const auto state = [](std::int64_t position, bool endOfFile) {
+            return "position " + std::to_string(position) + (endOfFile ? ", end of file" : "");
         };
         return std::string("\noperation: ") + m_operation + " with " + std::to_string(m_offset) + ", " +
                std::to_string(m_origin) + ", " + Printed(Wide(m_argument)) +
-               (m_sameResult ? "" : ", another result than wanted") + (m_model.binary ? "\nbinary" : "\ntext") +
+               (m_sameResult ? "" : ", unexpected result") + (m_model.binary ? "\nbinary" : "\ntext") +
                "\nfrom: position " + std::to_string(m_before) + ": " +
                Printed(Wide(m_before < m_model.bytes.size() ? m_model.bytes.substr(m_before, 300) : "")) +
-               "\nwanted: " + place(static_cast<std::int64_t>(m_model.position), m_model.endOfFile) + ", last line " +
+               "\nwanted: " + state(static_cast<std::int64_t>(m_model.position), m_model.endOfFile) + ", last line " +
                (m_model.lastLine ? Printed(*m_model.lastLine) : "null") +
-               "\nis: " + place(m_stream.TellRead(), m_stream.IsEOF()) + ", last line " +
+               "\nis: " + state(m_stream.TellRead(), m_stream.IsEOF()) + ", last line " +
                (m_lastLine.IsEmpty() ? "null" : Printed(*Held(m_lastLine)));
     }
 
@@ -255,8 +255,8 @@ class Pair {
 
     void Note(bool result, bool wanted) { m_sameResult = result == wanted; }
 
-    /// A line of a length at which something happens, or of up to `limit`, in which letters are frequent.
-    std::string AnyLine(std::size_t limit) {
+    /// A random line, mostly letters. Its length is short, near that of a piece, or below `limit`.
+    std::string RandomLine(std::size_t limit) {
         static constexpr char rare[] = {'\r', '\r', '\n', '\0', '\x1a', '\xe4', '\xff', ' ', ';'};
         const std::size_t length = Chance(3) ? Below(4) : Chance(2) ? 120 + Below(16) : Below(limit);
         const bool plain = Chance(2);
@@ -284,7 +284,7 @@ class Pair {
 
     void WriteLine() {
         Begin("WriteLine");
-        m_argument = AnyLine(300);
+        m_argument = RandomLine(300);
         m_model.WriteLine(m_argument);
         Note(m_stream.WriteLine(Make(Wide(m_argument))), true);
     }
@@ -294,7 +294,7 @@ class Pair {
         std::vector<std::string> tokens;
         CNKStringList list;
         for (std::size_t count = Below(4); count > 0; --count) {
-            tokens.push_back(AnyLine(20));
+            tokens.push_back(RandomLine(20));
             list.push_back(Make(Wide(tokens.back())));
         }
         m_model.WriteTokens(tokens);
@@ -313,7 +313,7 @@ class Pair {
                    : m_origin == 2 && !Chance(4) ? anywhere - size
                                                  : static_cast<int>(Below(300)) - 150;
         if (m_origin == 2 && m_offset > 50) {
-            m_offset = 0; // the file shall not grow for ever
+            m_offset = 0; // keeps the file small
         }
         const bool wanted = m_model.Seek(m_offset, m_origin, forWriting);
         Note(forWriting ? m_stream.SeekWrite(m_offset, m_origin) : m_stream.SeekRead(m_offset, m_origin), wanted);
@@ -347,7 +347,7 @@ class Pair {
     CNKFileStream m_stream;
     Model m_model;
 
-    // The last operation, for the case that it fails.
+    // The last operation, for the failure message.
     const char* m_operation = "none";
     std::size_t m_before = 0;
     std::string m_argument;
@@ -357,7 +357,7 @@ class Pair {
     bool m_sameResult = true;
 };
 
-TEST(NKFileStreamModel, RandomOperations_GiveTheAnswersOfTheModel) {
+TEST(NKFileStreamModel, RandomOperations_GiveTheResultsOfTheModel) {
     if (GetACP() != 1252) {
         GTEST_SKIP() << "needs ANSI code page 1252, has " << GetACP();
     }
@@ -373,7 +373,7 @@ TEST(NKFileStreamModel, RandomOperations_GiveTheAnswersOfTheModel) {
             pair.Operate();
         }
         ASSERT_TRUE(pair.Agree()) << "seed " << seed << ", file " << file << pair.Print();
-        ASSERT_TRUE(pair.AgreeInTheEnd()) << "seed " << seed << ", file " << file;
+        ASSERT_TRUE(pair.AgreeAfterClose()) << "seed " << seed << ", file " << file;
     }
 }
 

@@ -1,7 +1,6 @@
-// A program that uses _bstr_t itself and is compiled in the way that fits the string library least: the header's
-// operator new returns null when memory is short, and the compiler leaves out the test for that. Where the linker keeps
-// one copy of the header's inline functions it keeps this file's, which comes first. The library's strings must not
-// care.
+// A client that uses _bstr_t itself, compiled in the least favourable way: the header's operator new returns null when
+// out of memory, and the compiler omits the check for that. Where the linker keeps one copy of the header's inline
+// functions, it keeps this file's, which comes first. The library's strings must work all the same.
 
 #define _COM_OPERATOR_NEW_THROWS // NOLINT(bugprone-reserved-identifier): the header's name
 
@@ -24,7 +23,7 @@ TEST(NKStringConsumer, OwnUseOfBstr_Works) {
     EXPECT_BSTR(copy, L"abcdef");
 }
 
-TEST(NKStringConsumer, FailuresInTheLibrary_AreLackOfMemory) {
+TEST(NKStringConsumer, FailedAllocationInTheLibrary_IsOutOfMemory) {
     ForEachAllocationFailure([] { return CNKString(L"abc"); });
     ForEachAllocationFailure([] { return CNKString("abc"); });
     ForEachAllocationFailure([] { return CNKString(L"abc", 2); });

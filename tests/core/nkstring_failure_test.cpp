@@ -1,36 +1,25 @@
-// What lack of memory does to a string: _com_error with E_OUTOFMEMORY and nothing else, whichever allocation fails.
+// CNKString: out of memory is _com_error with E_OUTOFMEMORY, whichever allocation fails.
 
 #include "core/nkstring.h"
 
+#include "tests/core/nkstring_fixture.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/bstr.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdarg>
+#include <cstddef>
 #include <string_view>
-#include <utility>
 
 using namespace std::literals;
 using support::Bstr;
 using support::ExpectNoLeaks;
 using support::ForEachAllocationFailure;
+using support::Format;
 
 namespace {
 
-template <class Character> void Format(CNKString& target, const Character* format, ...) {
-    va_list arguments = {};
-    va_start(arguments, format);
-    try {
-        target.Format(format, arguments);
-    } catch (...) {
-        va_end(arguments);
-        throw;
-    }
-    va_end(arguments);
-}
-
-/// Two handles to one text.
+/// Two strings with shared text.
 struct Shared {
     CNKString text = CNKString(L"  \x00e4 B  ");
     CNKString sharer = text;
@@ -38,7 +27,7 @@ struct Shared {
 
 constexpr std::wstring_view sharedText = L"  \x00e4 B  ";
 
-/// A change that fails leaves both handles as they were, and goes well with memory.
+/// A change that fails leaves both strings unchanged. With enough memory it succeeds.
 template <class Change> void ExpectFailureChangesNothing(Change change) {
     ForEachAllocationFailure([] { return Shared(); }, change,
                              [&](Shared& shared) {
@@ -49,7 +38,7 @@ template <class Change> void ExpectFailureChangesNothing(Change change) {
                              });
 }
 
-/// An assignment that fails leaves a null string, and the other handle with its text; it goes well with memory.
+/// An assignment that fails leaves the string null and the other one unchanged. With enough memory it succeeds.
 template <class Assignment> void ExpectFailureLeavesNull(Assignment assign) {
     ForEachAllocationFailure([] { return Shared(); }, assign,
                              [&](Shared& shared) {
@@ -60,7 +49,7 @@ template <class Assignment> void ExpectFailureLeavesNull(Assignment assign) {
                              });
 }
 
-TEST(NKStringFailure, Constructors) {
+TEST(NKStringFailure, Constructors_RaiseOutOfMemory) {
     ForEachAllocationFailure([] { return CNKString(L"abc"); });
     ForEachAllocationFailure([] { return CNKString(L""); });
     ForEachAllocationFailure([] { return CNKString(static_cast<const wchar_t*>(nullptr)); });
@@ -86,12 +75,12 @@ TEST(NKStringFailure, AdoptedBstr_IsFreed) {
                              [](Bstr& source) { EXPECT_NULL_BSTR(source); });
 }
 
-TEST(NKStringFailure, TextTooLongForABstr_IsLackOfMemory) {
+TEST(NKStringFailure, TextTooLongForABstr_IsOutOfMemory) {
     const ExpectNoLeaks noLeaks;
     for (const std::size_t length : {std::size_t{0x80000000}, std::size_t{0x100000001}, static_cast<std::size_t>(-1)}) {
         try {
             const CNKString text(L'x', length);
-            ADD_FAILURE() << "a text of " << text.GetLength() << " units";
+            ADD_FAILURE() << "a string of " << text.GetLength() << " units";
         } catch (const _com_error& error) {
             EXPECT_EQ(error.Error(), E_OUTOFMEMORY);
         }
@@ -130,7 +119,7 @@ TEST(NKStringFailure, GetBSTR_OfNull_LeavesNull) {
                              [](CNKString& text) { EXPECT_NULL_BSTR(text); });
 }
 
-TEST(NKStringFailure, Changes_LeaveTheOldText) {
+TEST(NKStringFailure, Changes_LeaveTheStringUnchanged) {
     ExpectFailureChangesNothing([](Shared& shared) { shared.text.TrimLeft(); });
     ExpectFailureChangesNothing([](Shared& shared) { shared.text.TrimRight(); });
     ExpectFailureChangesNothing([](Shared& shared) { shared.text.Trim(); });
@@ -144,7 +133,7 @@ TEST(NKStringFailure, Changes_LeaveTheOldText) {
     ExpectFailureChangesNothing([](Shared& shared) { shared.text += 'x'; });
 }
 
-TEST(NKStringFailure, Results_LeaveTheOldText) {
+TEST(NKStringFailure, Results_LeaveTheStringUnchanged) {
     ExpectFailureChangesNothing([](Shared& shared) { return shared.text.Left(2); });
     ExpectFailureChangesNothing([](Shared& shared) { return shared.text.Right(2); });
     ExpectFailureChangesNothing([](Shared& shared) { return shared.text.Mid(1, 2); });
@@ -157,12 +146,12 @@ TEST(NKStringFailure, Results_LeaveTheOldText) {
     ExpectFailureChangesNothing([](Shared& shared) { return Bstr(shared.text.Mid(1, 2).Detach()); });
 }
 
-TEST(NKStringFailure, DetachOfSharedText_LeavesTheOldText) {
+TEST(NKStringFailure, DetachOfSharedText_LeavesTheStringUnchanged) {
     ExpectFailureChangesNothing([](Shared& shared) { return Bstr(shared.text.Detach()); });
     ExpectFailureChangesNothing([](Shared& shared) { return Bstr(shared.text.Detach()); });
 }
 
-TEST(NKStringFailure, NarrowViewOfAsciiText_LeavesTheOldText) {
+TEST(NKStringFailure, NarrowTextOfAscii_LeavesTheStringUnchanged) {
     ForEachAllocationFailure([] { return CNKString(L"abc"); },
                              [](CNKString& text) { static_cast<void>(static_cast<const char*>(text)); },
                              [](CNKString& text) {
@@ -171,7 +160,7 @@ TEST(NKStringFailure, NarrowViewOfAsciiText_LeavesTheOldText) {
                              });
 }
 
-TEST(NKStringFailure, Concatenations_LeaveTheOldText) {
+TEST(NKStringFailure, Concatenations_LeaveTheStringUnchanged) {
     ExpectFailureChangesNothing([](Shared& shared) { return shared.text + shared.sharer; });
     ExpectFailureChangesNothing([](Shared& shared) { return shared.text + L"x"; });
     ExpectFailureChangesNothing([](Shared& shared) { return shared.text + "x"; });

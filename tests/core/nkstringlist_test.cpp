@@ -20,7 +20,7 @@ using support::TextOf;
 
 namespace {
 
-// Every test leaves as much allocated as it found.
+/// Every test leaves as much allocated as it found.
 class NKStringListTest : public ::testing::Test {
     const ExpectNoLeaks m_noLeaks;
 };
@@ -51,13 +51,13 @@ TEST_F(NKStringListTest, PushBack_SharesTheText) {
     EXPECT_EQ(TextOf(list[0]), TextOf(text));
 }
 
-TEST_F(NKStringListTest, PushBackOfMovedString_TakesItsText) {
+TEST_F(NKStringListTest, PushBackOfAMovedString_MovesItsText) {
     CNKString text(L"a");
     const wchar_t* const before = TextOf(text);
     CNKStringList list;
     list.push_back(std::move(text));
     EXPECT_EQ(TextOf(list[0]), before);
-    EXPECT_NULL_BSTR(text); // NOLINT(bugprone-use-after-move): that it is null is the point
+    EXPECT_NULL_BSTR(text); // NOLINT(bugprone-use-after-move): the moved-from string is tested
 }
 
 TEST_F(NKStringListTest, Element_IsReadAndAssignedInPlace) {
@@ -67,7 +67,7 @@ TEST_F(NKStringListTest, Element_IsReadAndAssignedInPlace) {
     EXPECT_TEXTS(list, L"a", L"new", L"c");
 }
 
-TEST_F(NKStringListTest, CopiedElement_SharesTheTextButNotItsChanges) {
+TEST_F(NKStringListTest, CopiedElement_SharesTheTextButNotChanges) {
     CNKStringList list = MakeList({L" a "});
     CNKString element = list[0];
     EXPECT_EQ(TextOf(element), TextOf(list[0]));
@@ -92,7 +92,7 @@ TEST_F(NKStringListTest, EraseOfTheOnlyElement_LeavesAnEmptyList) {
     EXPECT_TRUE(list.begin() == list.end());
 }
 
-TEST_F(NKStringListTest, NullElement_CountsLikeAnyOther) {
+TEST_F(NKStringListTest, NullElement_IsAnElement) {
     CNKStringList list = MakeList({L"a", std::nullopt, L""});
     EXPECT_EQ(list.size(), 3u);
     EXPECT_TEXTS(list, L"a", std::nullopt, L"");
@@ -100,7 +100,7 @@ TEST_F(NKStringListTest, NullElement_CountsLikeAnyOther) {
     EXPECT_TEXTS(list, std::nullopt, L"");
 }
 
-TEST_F(NKStringListTest, EqualStrings_AreKeptApartAndUnsorted) {
+TEST_F(NKStringListTest, EqualStrings_AreKeptUnsorted) {
     EXPECT_TEXTS(MakeList({L"b", L"a", L"b", L"B"}), L"b", L"a", L"b", L"B");
 }
 
@@ -114,7 +114,7 @@ TEST_F(NKStringListTest, Iteration_IsInOrderAndContiguous) {
     EXPECT_EQ(position, 3u);
 }
 
-TEST_F(NKStringListTest, Copy_SharesTheTexts) {
+TEST_F(NKStringListTest, Copy_SharesTheText) {
     const CNKStringList original = MakeList({L"a", std::nullopt});
     CNKStringList copy = original;
     EXPECT_EQ(TextOf(copy[0]), TextOf(original[0]));
@@ -122,7 +122,7 @@ TEST_F(NKStringListTest, Copy_SharesTheTexts) {
     EXPECT_TEXTS(original, L"a", std::nullopt);
 }
 
-TEST_F(NKStringListTest, Destruction_DropsOnlyItsOwnReferences) {
+TEST_F(NKStringListTest, Destruction_ReleasesOnlyItsOwnReferences) {
     CNKString text(L"a");
     {
         CNKStringList list;

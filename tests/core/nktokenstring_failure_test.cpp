@@ -1,38 +1,36 @@
-// What lack of memory does to a token string: which tokens it has afterwards, whichever allocation fails.
+// CNKTokenString: the tokens after running out of memory, whichever allocation fails.
 
 #include "core/nktokenstring.h"
 
+#include "tests/core/nktokenstring_fixture.h"
 #include "tests/core/texts.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/bstr.h"
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <new>
-#include <optional>
 #include <string_view>
 
 using support::AllocationFault;
 using support::CountRequests;
+using support::eachCharacter;
 using support::ExpectNoLeaks;
 using support::ForEachAllocationFailure;
 using support::Held;
 using support::MakeList;
+using support::null;
 using support::OutOfMemory;
+using support::wholeSeparator;
 
 namespace {
 
-constexpr std::nullopt_t null = std::nullopt;
+// A token takes two allocations, its BSTR and its record, unless its text is shared. These raise _com_error. The array
+// of tokens takes another one each time it grows, which raises std::bad_alloc.
 
-// The two modes.
-constexpr bool characters = false;
-constexpr bool wholeText = true;
-
-// A token takes two allocations, its text and its record, unless it shares a text. The array of tokens takes another
-// one each time it has to grow, which raises std::bad_alloc; all else raises _com_error.
-
-/// An object with the tokens "a,b" and "c", and what is passed to it. Unless there is room for more tokens, the first
-/// new one needs a greater array.
+/// An object with the tokens "a,b" and "c", and arguments for it. Unless there is room for more tokens, the first new
+/// one needs a larger array.
 struct World {
     explicit World(std::size_t room) {
         object = MakeList({L"a,b", L"c"});
@@ -40,7 +38,7 @@ struct World {
         object.reserve(room);
     }
 
-    CNKTokenString object = CNKTokenString(CNKString(), L",", characters);
+    CNKTokenString object = CNKTokenString(CNKString(), L",", eachCharacter);
     CNKString text = CNKString(L"x,y");
     CNKString separator = CNKString(L";,");
     CNKStringList list = MakeList({L"1,2", null});
@@ -54,7 +52,7 @@ World MakeWorldWithRoom() {
     return World(20);
 }
 
-/// The first `count` of these tokens, and no more.
+/// `object` has exactly the first `count` tokens of `all`.
 void ExpectTokensSoFar(const CNKTokenString& object, std::size_t count, const CNKStringList& all) {
     ASSERT_LE(count, all.size());
     ASSERT_EQ(object.GetCount(), count);
@@ -63,30 +61,30 @@ void ExpectTokensSoFar(const CNKTokenString& object, std::size_t count, const CN
     }
 }
 
-void ExpectRule(const CNKTokenString& object, std::wstring_view separator, bool mode) {
+void ExpectSeparator(const CNKTokenString& object, std::wstring_view separator, bool mode) {
     EXPECT_BSTR(object.GetSeparator(), separator);
     EXPECT_EQ(object.GetMultiCharacter(), mode);
 }
 
-/// The object does what it does after a success.
+/// The object works as if nothing had failed.
 void ExpectUsable(CNKTokenString& object) {
-    object.SetSeparator(L"-", characters).SetValue(L"1-2-3").Add(L"4-5").Insert(0, L"-");
+    object.SetSeparator(L"-", eachCharacter).SetValue(L"1-2-3").Add(L"4-5").Insert(0, L"-");
     EXPECT_TEXTS(object, L"", L"", L"1", L"2", L"3", L"4-5");
     EXPECT_BSTR(object.GetValue(), L"--1-2-3-4-5");
 }
 
-/// Whichever allocation of `operation(world)` fails, the object is as it was before.
+/// Whichever allocation of `operation(world)` fails, the object is unchanged.
 template <class Operation> void ExpectFailureChangesNothing(Operation operation) {
     const auto check = [](World& world) {
         EXPECT_TEXTS(world.object, L"a,b", L"c");
-        ExpectRule(world.object, L",", characters);
+        ExpectSeparator(world.object, L",", eachCharacter);
         EXPECT_TEXTS(world.list, L"1,2", null);
         ExpectUsable(world.object);
     };
     ForEachAllocationFailure(MakeWorld, operation, check, OutOfMemory::ComErrorOrBadAlloc);
 }
 
-/// The same for an operation that allocates nothing but a greater array.
+/// The same for an operation that allocates only a larger array.
 template <class Operation> void ExpectFailedGrowthIsBadAlloc(Operation operation) {
     ExpectFailureChangesNothing(operation);
     const ExpectNoLeaks noLeaks;
@@ -106,8 +104,8 @@ TEST(NKTokenStringFailure, SetValue_KeepsTheTokensSoFar) {
         bool mode;
         const wchar_t* value;
     };
-    for (const Case& example : {Case{L",", characters, L"1,2,,3"}, Case{L",", wholeText, L"1,2,,3"},
-                                Case{L",;", characters, L"1,2;,3"}, Case{L",;", wholeText, L"1,;2,;,;3"}}) {
+    for (const Case& example : {Case{L",", eachCharacter, L"1,2,,3"}, Case{L",", wholeSeparator, L"1,2,,3"},
+                                Case{L",;", eachCharacter, L"1,2;,3"}, Case{L",;", wholeSeparator, L"1,;2,;,;3"}}) {
         const CNKStringList all = MakeList({L"1", L"2", L"", L"3"});
         const CNKString value(example.value);
         std::size_t failures = 0;
@@ -121,7 +119,7 @@ TEST(NKTokenStringFailure, SetValue_KeepsTheTokensSoFar) {
             [&](CNKTokenString& object) { object.SetValue(value); },
             [&](CNKTokenString& object) {
                 ExpectTokensSoFar(object, failures++ / 2, all);
-                ExpectRule(object, example.separator, example.mode);
+                ExpectSeparator(object, example.separator, example.mode);
                 object.SetValue(value);
                 ExpectTokensSoFar(object, all.size(), all);
                 ExpectUsable(object);
@@ -134,7 +132,7 @@ TEST(NKTokenStringFailure, SetValueWithoutRoom_KeepsTheTokensSoFar) {
     const CNKString value(L"1,2,,3");
     const CNKStringList all = MakeList({L"1", L"2", L"", L"3"});
     std::size_t reached = 0;
-    ForEachAllocationFailure([] { return CNKTokenString(CNKString(), L",", characters); },
+    ForEachAllocationFailure([] { return CNKTokenString(CNKString(), L",", eachCharacter); },
                              [&](CNKTokenString& object) { object.SetValue(value); },
                              [&](CNKTokenString& object) {
                                  EXPECT_LT(object.GetCount(), all.size());
@@ -149,10 +147,10 @@ TEST(NKTokenStringFailure, SetValueWithoutRoom_KeepsTheTokensSoFar) {
     EXPECT_EQ(reached, all.size() - 1);
 }
 
-TEST(NKTokenStringFailure, SetValueThatSharesItsText_LeavesNoTokens) {
+TEST(NKTokenStringFailure, SetValueOfOneSharedToken_LeavesNoTokens) {
     const ExpectNoLeaks noLeaks;
     const CNKString value(L"abc");
-    CNKTokenString object(CNKString(), L",", characters);
+    CNKTokenString object(CNKString(), L",", eachCharacter);
     {
         const AllocationFault fault(1);
         EXPECT_THROW(object.SetValue(value), std::bad_alloc);
@@ -173,11 +171,13 @@ TEST(NKTokenStringFailure, SetValueOfAnOwnToken_KeepsTheTokensSoFar) {
     EXPECT_EQ(failures, 4u);
 }
 
-TEST(NKTokenStringFailure, Constructors_LeaveNothingBehind) {
-    ForEachAllocationFailure([] { return CNKTokenString(L"1,2", L",", characters); }, OutOfMemory::ComErrorOrBadAlloc);
-    ForEachAllocationFailure([] { return CNKTokenString(L"1,;2", L",;", wholeText); }, OutOfMemory::ComErrorOrBadAlloc);
+TEST(NKTokenStringFailure, Constructors_LeakNothing) {
+    ForEachAllocationFailure([] { return CNKTokenString(L"1,2", L",", eachCharacter); },
+                             OutOfMemory::ComErrorOrBadAlloc);
+    ForEachAllocationFailure([] { return CNKTokenString(L"1,;2", L",;", wholeSeparator); },
+                             OutOfMemory::ComErrorOrBadAlloc);
     ForEachAllocationFailure(
-        MakeWorld, [](World& world) { return CNKTokenString(world.list, world.separator, characters); },
+        MakeWorld, [](World& world) { return CNKTokenString(world.list, world.separator, eachCharacter); },
         [](World& world) { EXPECT_TEXTS(world.list, L"1,2", null); }, OutOfMemory::ComErrorOrBadAlloc);
 }
 
@@ -190,53 +190,54 @@ TEST(NKTokenStringFailure, GetValue_ChangesNothing) {
         [&](World& world) {
             ++failures;
             EXPECT_TEXTS(world.object, L"a,b", L"c");
-            ExpectRule(world.object, L",", characters);
+            ExpectSeparator(world.object, L",", eachCharacter);
             EXPECT_BSTR(world.object.GetValue(), L"a,b,c");
             ExpectUsable(world.object);
         });
     EXPECT_EQ(failures, 2u);
 }
 
-// Split again
+// Joining and splitting again
 
-/// Whichever allocation of `change`, which splits the value again, fails: nothing changes when it is one of the two
-/// that the join takes, and else the rule is `separator` and `mode` and the tokens are those so far.
-template <class Change> void ExpectRuleStoredBeforeSplit(Change change, std::wstring_view separator, bool mode) {
+/// `change` joins the tokens and splits them again. If one of the join's two allocations fails, nothing changes. If a
+/// later one fails, `separator` and `mode` are stored and the object has the tokens split so far.
+template <class Change> void ExpectSeparatorStoredBeforeSplit(Change change, std::wstring_view separator, bool mode) {
     const CNKStringList all = MakeList({L"a", L"b", L"c"});
     std::size_t failures = 0;
     ForEachAllocationFailure(MakeWorldWithRoom, change, [&](World& world) {
         const std::size_t before = failures++;
         if (before < 2) {
             EXPECT_TEXTS(world.object, L"a,b", L"c");
-            ExpectRule(world.object, L",", characters);
+            ExpectSeparator(world.object, L",", eachCharacter);
         } else {
             ExpectTokensSoFar(world.object, (before - 2) / 2, all);
-            ExpectRule(world.object, separator, mode);
+            ExpectSeparator(world.object, separator, mode);
         }
         ExpectUsable(world.object);
     });
     EXPECT_EQ(failures, 2 + 2 * all.size());
 }
 
-TEST(NKTokenStringFailure, SetSeparator_StoresTheRuleBeforeItSplits) {
-    ExpectRuleStoredBeforeSplit([](World& world) { world.object.SetSeparator(world.separator, characters); }, L";,",
-                                characters);
+TEST(NKTokenStringFailure, SetSeparator_IsStoredBeforeTheSplit) {
+    ExpectSeparatorStoredBeforeSplit([](World& world) { world.object.SetSeparator(world.separator, eachCharacter); },
+                                     L";,", eachCharacter);
 }
 
-TEST(NKTokenStringFailure, SetMultiCharacter_StoresTheModeBeforeItSplits) {
-    ExpectRuleStoredBeforeSplit([](World& world) { world.object.SetMultiCharacter(wholeText); }, L",", wholeText);
+TEST(NKTokenStringFailure, SetMultiCharacter_IsStoredBeforeTheSplit) {
+    ExpectSeparatorStoredBeforeSplit([](World& world) { world.object.SetMultiCharacter(wholeSeparator); }, L",",
+                                     wholeSeparator);
 }
 
 TEST(NKTokenStringFailure, SetSeparatorWithoutRoom_KeepsTheTokensSoFar) {
     ForEachAllocationFailure(
-        MakeWorld, [](World& world) { world.object.SetSeparator(world.separator, characters); },
+        MakeWorld, [](World& world) { world.object.SetSeparator(world.separator, eachCharacter); },
         [](World& world) {
             if (world.object.GetSeparator() == CNKString(L";,")) {
                 EXPECT_LT(world.object.GetCount(), 3u);
                 ExpectTokensSoFar(world.object, world.object.GetCount(), MakeList({L"a", L"b", L"c"}));
             } else {
                 EXPECT_TEXTS(world.object, L"a,b", L"c");
-                ExpectRule(world.object, L",", characters);
+                ExpectSeparator(world.object, L",", eachCharacter);
             }
             ExpectUsable(world.object);
         },
@@ -245,9 +246,9 @@ TEST(NKTokenStringFailure, SetSeparatorWithoutRoom_KeepsTheTokensSoFar) {
 
 // Tokens
 
-TEST(NKTokenStringFailure, Add_AppendsNothingWhenTheTokenCannotBeSplit) {
+TEST(NKTokenStringFailure, Add_WithoutMemoryToSplit_AppendsNothing) {
     ExpectFailureChangesNothing([](World& world) { world.object.Add(world.text); });
-    // The split on trial: an array and two tokens.
+    // Add splits the token as a trial: an array and two tokens.
     World world = MakeWorldWithRoom();
     EXPECT_EQ(CountRequests([&] { world.object.Add(world.text); }), 1u + 4u);
 }
@@ -266,15 +267,15 @@ TEST(NKTokenStringFailure, InsertAtTheCount_AppendsNothing) {
     ExpectFailureChangesNothing([](World& world) { world.object.Insert(2, world.text); });
 }
 
-TEST(NKTokenStringFailure, SetToken_HasRemovedTheTokenAndInsertsNothing) {
+TEST(NKTokenStringFailure, SetToken_RemovesTheTokenAndInsertsNothing) {
     const auto firstRemoved = [](World& world) {
         EXPECT_TEXTS(world.object, L"c");
-        ExpectRule(world.object, L",", characters);
+        ExpectSeparator(world.object, L",", eachCharacter);
         ExpectUsable(world.object);
     };
     const auto lastRemoved = [](World& world) {
         EXPECT_TEXTS(world.object, L"a,b");
-        ExpectRule(world.object, L",", characters);
+        ExpectSeparator(world.object, L",", eachCharacter);
         ExpectUsable(world.object);
     };
     constexpr OutOfMemory any = OutOfMemory::ComErrorOrBadAlloc;
@@ -322,7 +323,7 @@ TEST(NKTokenStringFailure, Copy_IsBadAllocAndLeavesTheOriginal) {
 }
 
 TEST(NKTokenStringFailure, AssignmentOfACopy_IsBadAllocAndChangesNothing) {
-    const CNKTokenString source(L"1;,2;,3", L";,", wholeText);
+    const CNKTokenString source(L"1;,2;,3", L";,", wholeSeparator);
     ExpectFailedGrowthIsBadAlloc([&](World& world) { world.object = source; });
 }
 

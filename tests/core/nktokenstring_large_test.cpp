@@ -1,12 +1,11 @@
-// Token strings of a million tokens: no step that takes quadratic time, which would not end within the test's time
-// limit, and no more memory than the tokens need.
+// CNKTokenString with a million tokens: quadratic time would exceed the test's time limit, and no more memory is used
+// than the tokens need.
 
 #include "core/nktokenstring.h"
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <string>
 #include <string_view>
 
 // clang-format off: psapi.h needs windows.h
@@ -20,12 +19,12 @@ constexpr std::size_t tokenLength = 33;
 constexpr std::size_t tokenCount = 1'000'000;
 constexpr std::size_t megabyte = 1'000'000;
 
-/// Memory that a text of `length` units takes, with what the allocators round up and put before it and the record.
+/// The memory of a string of `length` units, with its record and the allocators' overhead.
 constexpr std::size_t Cost(std::size_t length) {
     return 2 * length + 100;
 }
 
-/// What a million tokens take: the strings, and the array of handles, of which up to half may be spare.
+/// The memory of a million tokens: the strings, and the array, of which up to half may be spare.
 constexpr std::size_t tokensCost = tokenCount * Cost(tokenLength) + 2 * sizeof(void*) * tokenCount;
 
 PROCESS_MEMORY_COUNTERS Memory() {
@@ -34,7 +33,7 @@ PROCESS_MEMORY_COUNTERS Memory() {
     return memory;
 }
 
-/// A million tokens of 33 units with `separator` in between: 68 MB and more.
+/// A million tokens of 33 units, separated by `separator`: 68 MB and more.
 CNKString LargeValue(std::wstring_view separator) {
     const std::size_t step = tokenLength + separator.size();
     CNKString value(nullptr, tokenCount * step - separator.size());
@@ -61,11 +60,11 @@ void ExpectLargeTokens(const CNKTokenString& object) {
     EXPECT_EQ(wrong, 0u);
 }
 
-/// Splits a large value, whose tokens `joiner` separates, joins it, and does both once more by setting the mode anew.
+/// Splits a large value, whose tokens `joiner` separates, and joins it. Then does both again by setting the mode.
 void SplitAndJoin(std::wstring_view joiner, const CNKString& separator, bool multiCharacter) {
     const CNKString value = LargeValue(joiner);
     const std::size_t before = Memory().WorkingSetSize;
-    ASSERT_GT(before, 2 * value.GetLength()) << "no figures of memory";
+    ASSERT_GT(before, 2 * value.GetLength()) << "memory use is unknown";
 
     CNKTokenString object(value, separator, multiCharacter);
     ExpectLargeTokens(object);
@@ -73,30 +72,30 @@ void SplitAndJoin(std::wstring_view joiner, const CNKString& separator, bool mul
     object.SetMultiCharacter(multiCharacter);
     ExpectLargeTokens(object);
 
-    // All tokens once, and one joined text.
+    // All tokens once, and one joined value.
     EXPECT_LT(Memory().PeakWorkingSetSize - before, tokensCost + Cost(value.GetLength()) + 10 * megabyte);
 }
 
-TEST(NKTokenStringLarge, OneCharacter) {
+TEST(NKTokenStringLarge, OneCharacter_SplitsInLinearTimeAndMemory) {
     SplitAndJoin(L",", L",", false);
 }
 
-TEST(NKTokenStringLarge, SeveralCharacters) {
+TEST(NKTokenStringLarge, SeveralCharacters_SplitInLinearTimeAndMemory) {
     SplitAndJoin(L",", L",;|", false);
 }
 
-TEST(NKTokenStringLarge, WholeText) {
+TEST(NKTokenStringLarge, WholeSeparator_SplitsInLinearTimeAndMemory) {
     SplitAndJoin(L",;", L",;", true);
 }
 
-TEST(NKTokenStringLarge, LongSeparatorThatNearlyMatchesEverywhere) {
+TEST(NKTokenStringLarge, LongSeparatorThatNearlyMatchesEverywhere_SplitsInLinearTime) {
     const CNKString value(L'a', 4'000'000);
     const CNKString separator = CNKString(L'a', 100'000) + L'b';
     EXPECT_EQ(CNKTokenString(value, separator, true).GetCount(), 1u);
     EXPECT_EQ(CNKTokenString(value + separator + L"c", separator, true).GetToken(1), CNKString(L"c"));
 }
 
-TEST(NKTokenStringLarge, ManySeparators) {
+TEST(NKTokenStringLarge, ManySeparatorCharacters_SplitInLinearTime) {
     CNKString separators(nullptr, 50'000);
     wchar_t* to = separators;
     for (wchar_t character = 50'000; character > 0; --character) {

@@ -1,4 +1,4 @@
-// Token strings against a model of them: random operations on both, and after each the same state.
+// CNKTokenString compared with a model: random operations on both must lead to the same state.
 
 #include "core/nktokenstring.h"
 
@@ -23,42 +23,42 @@ using support::TextOf;
 
 namespace {
 
-using OwnText = std::optional<std::wstring>;
-using OwnTexts = std::vector<OwnText>;
+using OwnedText = std::optional<std::wstring>;
+using Texts = std::vector<OwnedText>;
 
-std::string Print(const OwnText& text) {
+std::string Print(const OwnedText& text) {
     return text ? Printed(*text) : "null";
 }
 
-std::string Print(const OwnTexts& texts) {
+std::string Print(const Texts& texts) {
     std::string printed;
-    for (const OwnText& text : texts) {
+    for (const OwnedText& text : texts) {
         printed += "\n        " + Print(text);
     }
     return printed;
 }
 
-OwnText Own(const CNKString& string) {
-    return OwnText(Held(string));
+OwnedText Own(const CNKString& string) {
+    return OwnedText(Held(string));
 }
 
-/// What a token string holds, and its rules in the plainest words.
+/// The state of a token string and its rules, written as simply as possible.
 struct Model {
-    OwnTexts tokens;
-    OwnText separator;
-    bool wholeText = false;
+    Texts tokens;
+    OwnedText separator;
+    bool multiCharacter = false;
 
     bool operator==(const Model&) const = default;
 
     std::string Print() const {
-        return std::string("\n    mode ") + (wholeText ? "whole text" : "characters") + ", separator " +
+        return std::string("\n    mode ") + (multiCharacter ? "whole separator" : "each character") + ", separator " +
                ::Print(separator) + ", tokens" + ::Print(tokens);
     }
 
-    /// How many units of `text` at `position`, which lies before its first NUL, are a separator; 0 if it is none.
+    /// The length of the separator at `position` of `text`, which is before the first NUL; 0 if there is none.
     std::size_t SeparatorAt(const std::wstring& text, std::size_t position) const {
         const std::wstring all = separator.value_or(L"");
-        if (wholeText && all.size() > 1) {
+        if (multiCharacter && all.size() > 1) {
             const bool hasNul = all.find(L'\0') != std::wstring::npos;
             return !hasNul && text.substr(position, all.size()) == all ? all.size() : 0;
         }
@@ -73,11 +73,11 @@ struct Model {
         return 0;
     }
 
-    OwnTexts Pieces(const OwnText& value) const {
+    Texts Pieces(const OwnedText& value) const {
         if (value.value_or(L"").empty()) {
             return {};
         }
-        OwnTexts pieces = {L""};
+        Texts pieces = {L""};
         bool searching = true;
         for (std::size_t position = 0; position < value->size();) {
             searching = searching && value->at(position) != L'\0';
@@ -92,32 +92,32 @@ struct Model {
         return pieces;
     }
 
-    OwnText Value() const {
+    OwnedText Value() const {
         std::wstring joiner = separator.value_or(L"");
-        if (!wholeText) {
+        if (!multiCharacter) {
             joiner = joiner.substr(0, 1) == std::wstring(1, L'\0') ? L"" : joiner.substr(0, 1);
         }
-        OwnText value;
-        for (const OwnText& token : tokens) {
+        OwnedText value;
+        for (const OwnedText& token : tokens) {
             value = (value ? *value + joiner : L"") + token.value_or(L"");
         }
         return value;
     }
 
-    void SetRule(const OwnText& newSeparator, bool newMode) {
-        const OwnText value = Value();
+    void SetSeparator(const OwnedText& newSeparator, bool newMode) {
+        const OwnedText value = Value();
         separator = newSeparator;
-        wholeText = newMode;
+        multiCharacter = newMode;
         tokens = Pieces(value);
     }
 
-    /// Puts `added` before token `n`, or at the end.
-    void Put(std::size_t n, const OwnTexts& added) {
-        OwnTexts result;
+    /// Inserts `added` before token `n`, or at the end.
+    void Put(std::size_t n, const Texts& added) {
+        Texts result;
         for (std::size_t i = 0; i < tokens.size() && i < n; ++i) {
             result.push_back(tokens[i]);
         }
-        for (const OwnText& text : added) {
+        for (const OwnedText& text : added) {
             result.push_back(text);
         }
         for (std::size_t i = n; i < tokens.size(); ++i) {
@@ -126,10 +126,10 @@ struct Model {
         tokens = result;
     }
 
-    void Insert(std::size_t n, const OwnText& text) { Put(n, n < tokens.size() ? Pieces(text) : OwnTexts{text}); }
+    void Insert(std::size_t n, const OwnedText& text) { Put(n, n < tokens.size() ? Pieces(text) : Texts{text}); }
 
     void Remove(std::size_t n) {
-        OwnTexts result;
+        Texts result;
         for (std::size_t i = 0; i < tokens.size(); ++i) {
             if (i != n) {
                 result.push_back(tokens[i]);
@@ -139,9 +139,9 @@ struct Model {
     }
 };
 
-/// Whether the object is in the state of the model, and says so in each way there is to ask.
+/// Whether each query of the object gives the state of the model.
 bool Agrees(const CNKTokenString& object, const Model& model) {
-    if (object.GetCount() != model.tokens.size() || object.GetMultiCharacter() != model.wholeText ||
+    if (object.GetCount() != model.tokens.size() || object.GetMultiCharacter() != model.multiCharacter ||
         Own(object.GetSeparator()) != model.separator || Own(object.GetValue()) != model.Value() ||
         !object.GetToken(model.tokens.size()).IsEmpty()) {
         return false;
@@ -154,18 +154,18 @@ bool Agrees(const CNKTokenString& object, const Model& model) {
     return true;
 }
 
-/// An object and its model, which undergo the same random operations.
+/// An object and its model, both changed by the same random operations.
 class Pair {
   public:
     explicit Pair(unsigned int seed) : m_random(seed) {}
 
-    /// Sets a random value, sometimes after setting a random rule.
+    /// Sets a random value, sometimes after a random separator and mode.
     void SetValue() {
         if (Chance(3)) {
             SetSeparator();
         }
         Begin("SetValue");
-        const Argument value = AnyText(12);
+        const Argument value = RandomArgument(12);
         m_model.tokens = m_model.Pieces(value.text);
         m_object.SetValue(value.string);
     }
@@ -210,18 +210,18 @@ class Pair {
             actual.tokens.push_back(Own(token));
         }
         actual.separator = Own(m_object.GetSeparator());
-        actual.wholeText = m_object.GetMultiCharacter();
+        actual.multiCharacter = m_object.GetMultiCharacter();
         return std::string("\noperation: ") + m_operation + " with n = " + std::to_string(m_position) +
-               ", flag = " + (m_flag ? "true" : "false") + ", texts" + ::Print(m_arguments) +
+               ", flag = " + (m_flag ? "true" : "false") + ", arguments" + ::Print(m_arguments) +
                "\nbefore:" + m_before.Print() + "\nwanted:" + m_model.Print() + "\n    value " +
                ::Print(m_model.Value()) + "\nis:" + actual.Print() + "\n    value " + ::Print(Own(m_object.GetValue()));
     }
 
   private:
-    /// A random text: a string to pass, which may be a token of the object itself, and what it holds.
+    /// A random argument: a string to pass, which may be a token of the object itself, and its text.
     struct Argument {
         const CNKString& string;
-        OwnText text;
+        OwnedText text;
     };
 
     std::size_t Below(std::size_t limit) { return m_random() % limit; }
@@ -233,14 +233,14 @@ class Pair {
         m_arguments.clear();
     }
 
-    bool AnyFlag() { return m_flag = Chance(2); }
-    std::size_t AnyPosition(std::size_t limit) { return m_position = Below(limit); }
+    bool RandomFlag() { return m_flag = Chance(2); }
+    std::size_t RandomPosition(std::size_t limit) { return m_position = Below(limit); }
 
-    /// A text of fewer than `limit` units, or null.
-    OwnText AnyOwnText(std::size_t limit) {
+    /// A random text of fewer than `limit` units, or null.
+    OwnedText RandomText(std::size_t limit) {
         // Separators are frequent, NULs less so.
         static constexpr wchar_t alphabet[] = {L'a', L'b', L',', L',', L';', L';', L',', L';', L'a', L'\0'};
-        OwnText text;
+        OwnedText text;
         if (!Chance(20)) {
             text = L"";
             for (std::size_t length = Below(limit); length > 0; --length) {
@@ -251,55 +251,55 @@ class Pair {
         return text;
     }
 
-    Argument AnyText(std::size_t limit) {
+    Argument RandomArgument(std::size_t limit) {
         if (!m_model.tokens.empty() && Chance(5)) {
             const std::size_t own = Below(m_model.tokens.size());
             m_arguments.push_back(m_model.tokens[own]);
             return {m_object.at(own), m_model.tokens[own]};
         }
-        const OwnText text = AnyOwnText(limit);
+        const OwnedText text = RandomText(limit);
         return {m_fresh = Make(text), text};
     }
 
-    /// A list of up to three texts, or else the object itself.
-    std::pair<const CNKStringList&, OwnTexts> AnyList() {
+    /// A list of up to three random strings, or the object itself.
+    std::pair<const CNKStringList&, Texts> RandomList() {
         if (m_model.tokens.size() < 20 && Chance(5)) {
             m_arguments = m_model.tokens;
             return {m_object, m_model.tokens};
         }
         m_freshList.clear();
         for (std::size_t count = Below(4); count > 0; --count) {
-            m_freshList.push_back(Make(AnyOwnText(6)));
+            m_freshList.push_back(Make(RandomText(6)));
         }
         return {m_freshList, m_arguments};
     }
 
     void SetSeparator() {
         Begin("SetSeparator");
-        const Argument separator = AnyText(4);
-        const bool mode = AnyFlag();
-        m_model.SetRule(separator.text, mode);
+        const Argument separator = RandomArgument(4);
+        const bool mode = RandomFlag();
+        m_model.SetSeparator(separator.text, mode);
         m_object.SetSeparator(separator.string, mode);
     }
 
     void SetMultiCharacter() {
         Begin("SetMultiCharacter");
-        const bool mode = AnyFlag();
-        m_model.SetRule(m_model.separator, mode);
+        const bool mode = RandomFlag();
+        m_model.SetSeparator(m_model.separator, mode);
         m_object.SetMultiCharacter(mode);
     }
 
     void Add() {
         Begin("Add");
-        const Argument token = AnyText(6);
+        const Argument token = RandomArgument(6);
         m_model.tokens.push_back(token.text);
         m_object.Add(token.string);
     }
 
     void Insert() {
         Begin("Insert");
-        const Argument text = AnyText(8);
-        const std::size_t n = AnyPosition(m_model.tokens.size() + 3);
+        const Argument text = RandomArgument(8);
+        const std::size_t n = RandomPosition(m_model.tokens.size() + 3);
         m_model.Insert(n, text.text);
         m_object.Insert(n, text.string);
     }
@@ -309,11 +309,11 @@ class Pair {
             return;
         }
         Begin("SetToken");
-        const Argument text = AnyText(8);
-        const std::size_t n = AnyPosition(m_model.tokens.size());
+        const Argument text = RandomArgument(8);
+        const std::size_t n = RandomPosition(m_model.tokens.size());
         m_model.Remove(n);
         m_model.Insert(n, text.text);
-        if (AnyFlag()) {
+        if (RandomFlag()) {
             m_object.SetToken(n, text.string);
         } else {
             m_object.SetToken(m_object.begin() + static_cast<std::ptrdiff_t>(n), text.string);
@@ -322,39 +322,39 @@ class Pair {
 
     void AddList() {
         Begin("AddList");
-        const auto [list, texts] = AnyList();
+        const auto [list, texts] = RandomList();
         m_model.Put(m_model.tokens.size(), texts);
         m_object.AddList(list);
     }
 
     void InsertList() {
         Begin("InsertList");
-        const auto [list, texts] = AnyList();
-        const std::size_t n = AnyPosition(m_model.tokens.size() + 3);
+        const auto [list, texts] = RandomList();
+        const std::size_t n = RandomPosition(m_model.tokens.size() + 3);
         m_model.Put(n, texts);
         m_object.InsertList(n, list);
     }
 
     void InsertAt() {
         Begin("InsertAt");
-        const Argument token = AnyText(6);
-        const std::size_t n = AnyPosition(m_model.tokens.size() + 1);
+        const Argument token = RandomArgument(6);
+        const std::size_t n = RandomPosition(m_model.tokens.size() + 1);
         m_model.Put(n, {token.text});
         m_object.InsertAt(n, token.string);
     }
 
     void AssignList() {
         Begin("operator=");
-        const auto [list, texts] = AnyList();
+        const auto [list, texts] = RandomList();
         m_model.tokens = texts;
         m_object = list;
     }
 
     void Construct() {
         Begin("constructor from a value");
-        const Argument value = AnyText(12);
-        const Argument separator = {m_freshSeparator = Make(AnyOwnText(4)), m_arguments.back()};
-        const bool mode = AnyFlag();
+        const Argument value = RandomArgument(12);
+        const Argument separator = {m_freshSeparator = Make(RandomText(4)), m_arguments.back()};
+        const bool mode = RandomFlag();
         m_model = {{}, separator.text, mode};
         m_model.tokens = m_model.Pieces(value.text);
         m_object = CNKTokenString(value.string, separator.string, mode);
@@ -362,13 +362,13 @@ class Pair {
 
     void ConstructFromParts() {
         Begin("constructor from parts");
-        const auto [list, texts] = AnyList();
+        const auto [list, texts] = RandomList();
         std::wstring all;
-        for (const OwnText& text : texts) {
+        for (const OwnedText& text : texts) {
             all += text.value_or(L"");
         }
-        const Argument separator = {m_freshSeparator = Make(AnyOwnText(4)), m_arguments.back()};
-        const bool mode = AnyFlag();
+        const Argument separator = {m_freshSeparator = Make(RandomText(4)), m_arguments.back()};
+        const bool mode = RandomFlag();
         m_model = {{}, separator.text, mode};
         m_model.tokens = m_model.Pieces(all);
         m_object = CNKTokenString(list, separator.string, mode);
@@ -378,15 +378,15 @@ class Pair {
     CNKTokenString m_object;
     Model m_model;
 
-    // What arguments that are not part of the object refer to.
+    // The arguments that are not part of the object.
     CNKString m_fresh;
     CNKString m_freshSeparator;
     CNKStringList m_freshList;
 
-    // The last operation, for the case that it fails.
+    // The last operation, for the failure message.
     const char* m_operation = "none";
     Model m_before;
-    OwnTexts m_arguments;
+    Texts m_arguments;
     std::size_t m_position = 0;
     bool m_flag = false;
 };

@@ -1,4 +1,4 @@
-/// Files in tests: a folder for them, made byte by byte and looked at byte by byte.
+/// Files in tests: a folder for them, and functions that write and read their bytes.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ struct HandleCloser {
 /// Owns the handle of an open file or pipe; null when there is none.
 using FileHandle = std::unique_ptr<HANDLE, HandleCloser>;
 
-/// Null if the file cannot be opened so.
+/// Opens a file. Null if that fails.
 inline FileHandle OpenFile(const std::wstring& path, DWORD access, DWORD sharing, DWORD disposition = OPEN_EXISTING) {
     const HANDLE handle = CreateFileW(path.c_str(), access, sharing, nullptr, disposition, 0, nullptr);
     return FileHandle(handle == INVALID_HANDLE_VALUE ? nullptr : handle);
@@ -36,12 +36,12 @@ inline bool Exists(const std::wstring& path) {
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-/// The form of an absolute path in which the system takes it at any length and as it stands.
+/// The extended-length form of an absolute path.
 inline std::wstring Extended(const std::wstring& path) {
     return L"\\\\?\\" + path;
 }
 
-/// Makes a file of these bytes, also in place of another one, while others may have it open.
+/// Creates or replaces a file with these bytes. Others may have it open.
 inline void WriteBytes(const std::wstring& path, std::string_view bytes) {
     const FileHandle file = OpenFile(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, CREATE_ALWAYS);
     DWORD written = 0;
@@ -50,12 +50,12 @@ inline void WriteBytes(const std::wstring& path, std::string_view bytes) {
                 written == bytes.size());
 }
 
-/// All bytes of a file that others may have open.
+/// All bytes of a file. Others may have it open.
 inline std::string ReadBytes(const std::wstring& path) {
     const FileHandle file = OpenFile(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE);
     LARGE_INTEGER size = {};
     if (file == nullptr || !GetFileSizeEx(file.get(), &size)) {
-        ADD_FAILURE() << "No file to read the bytes of";
+        ADD_FAILURE() << "cannot read the file";
         return {};
     }
     std::string bytes(static_cast<std::size_t>(size.QuadPart), '\0');
@@ -84,7 +84,7 @@ inline std::vector<std::wstring> NamesIn(const std::wstring& folder) {
     return names;
 }
 
-/// A folder with a name of its own, removed in the end with all that is in it: no file there may be open by then.
+/// A new folder, which the destructor removes with its contents. No file in it may be open then.
 class TemporaryFolder {
   public:
     TemporaryFolder() {
