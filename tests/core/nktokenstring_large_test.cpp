@@ -8,10 +8,8 @@
 #include <cstddef>
 #include <string_view>
 
-// clang-format off: psapi.h needs windows.h
 #include <psapi.h>
 #include <windows.h>
-// clang-format on
 
 namespace {
 
