@@ -205,7 +205,7 @@ const EditRow setTokenRows[] = {
      {L"a", L"x", L"y", L"1,2"}},
     {{"TheOnly_IsReplacedUnsplit"}, {L"a"}, L",", eachCharacter, 0, L"x,y", {L"x,y"}},
     {{"InTheMiddleToZeroLength_IsRemoved"}, {L"a", L"b", L"c"}, L",", eachCharacter, 1, L"", {L"a", L"c"}},
-    {{"TheFirstToZeroLength_IsRemoved"}, {L"a", L"x", L"y"}, L",", eachCharacter, 0, L"", {L"x", L"y"}},
+    {{"TheFirstToZeroLength_IsRemoved"}, {L"a", L"x", L"y", L"1,2"}, L",", eachCharacter, 0, L"", {L"x", L"y", L"1,2"}},
     {{"TheFirstToNull_IsRemoved"}, {L"a", L"c"}, L",", eachCharacter, 0, null, {L"c"}},
     {{"TheLastToZeroLength_IsReplaced"}, {L"a", L"b"}, L",", eachCharacter, 1, L"", {L"a", L""}},
     {{"TheLastToNull_IsReplaced"}, {L"a", L""}, L",", eachCharacter, 1, null, {L"a", null}},
