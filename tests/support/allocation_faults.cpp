@@ -66,6 +66,7 @@ bool SpyOnBstrs() {
 } // namespace
 
 LiveAllocations CountLiveAllocations() {
+    { SCOPED_TRACE("a thread's first trace allocates memory that stays"); }
     if (!SpyOnBstrs()) {
         ADD_FAILURE() << "BSTRs are cached, so they cannot be counted. Set OANOCACHE=1 in the environment.";
     }

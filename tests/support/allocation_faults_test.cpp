@@ -8,6 +8,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -53,6 +54,13 @@ TEST(ExpectNoLeaksTest, LeakedObject_IsReported) {
         },
         "objects by 1, BSTRs by 0");
     leaked.reset();
+}
+
+TEST(ExpectNoLeaksTest, FirstTraceOfAThread_IsNoLeak) {
+    std::thread([] {
+        const ExpectNoLeaks noLeaks;
+        SCOPED_TRACE("first");
+    }).join();
 }
 
 TEST(AllocationFaultTest, Allocation_OfThatNumber_FailsAndNoOther) {
