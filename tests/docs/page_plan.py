@@ -27,6 +27,8 @@ EXTENSIONS = {'vbscript': '.vbs', 'javascript': '.js'}
 MISSPELLED = {'vbs', 'js', 'jscript', 'VBScript', 'JavaScript', 'JScript', 'Vbscript', 'Javascript', 'VBS', 'JS'}
 COPY = {'vbscript': 'CreateObject("Scripting.FileSystemObject").CopyFile "{}", "{}"',
         'javascript': 'new ActiveXObject("Scripting.FileSystemObject").CopyFile("{}", "{}");'}
+SAYS_NOT_RUN = re.compile(r'\b(?:not|nothing)\b[^.:]*\bbeen\s+run\b', re.IGNORECASE)
+QUOTED_BLOCK = re.compile(r'^[ ]{0,3}>[ >]*(?:`{3}|~{3})', re.MULTILINE)
 MARKS = {'vbscript': re.compile(r".*' ->(?: (.*))?"), 'javascript': re.compile(r'.*// ->(?: (.*))?')}
 
 
@@ -75,7 +77,10 @@ def with_end(language: str, text: list[str]) -> list[str]:
 
 class _Planner:
     def __init__(self, page: Page) -> None:
+        self.prose = page.prose
         self.blocks = [(block, *self._directive(block)) for block in page.blocks]
+        if quoted := QUOTED_BLOCK.search(page.text):
+            raise PageError(page.line_of(quoted.end()), 'a block in a quote would not be run')
         for line, comment in page.stray_comments:
             if comment.partition(':')[0] in KINDS:
                 raise PageError(line, f'"{comment}" stands above no block')
@@ -102,6 +107,11 @@ class _Planner:
             raise PageError(block.line, f'write vbscript or javascript for {block.language}')
         return found[0] if found else ('', '')
 
+    def _require_that_the_prose_says_what_is_not_run(self) -> None:
+        line = next((block.line for block, kind, _ in self.blocks if kind == 'not run'), 0)
+        if line and not SAYS_NOT_RUN.search(self.prose):
+            raise PageError(line, 'the page does not say that this has not been run')
+
     @staticmethod
     def _name(block: Block, name: str) -> str:
         if not re.fullmatch(r'[\w][\w .-]*(?:/[\w][\w .-]*)*', name):
@@ -109,6 +119,7 @@ class _Planner:
         return name
 
     def plan(self) -> list[Step]:
+        self._require_that_the_prose_says_what_is_not_run()
         for place, (block, kind, value) in enumerate(self.blocks):
             if kind == 'file':
                 name = self._name(block, value)

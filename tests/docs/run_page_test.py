@@ -144,11 +144,13 @@ class Files(RunPage):
 
 class Marks(RunPage):
     def test_what_is_not_run_is_said(self):
-        code, output = self.run_page(vbscript('Nonsense', comment='not run: it needs Excel'))
+        prose = 'It has not been\nrun.\n\n'
+        code, output = self.run_page(prose, vbscript('Nonsense', comment='not run: it needs Excel'))
         self.assertEqual(code, 77)
         self.assertIn('NOT RUN: it needs Excel', output)
-        self.holds(vbscript('Nonsense', comment='not run: it needs Excel'), vbscript("WScript.Echo 1 ' -> 1"))
-        self.fails('is never run', block('cpp', 'int i;', comment='not run: it is C++'))
+        self.holds(prose, vbscript('Nonsense', comment='not run: it needs Excel'), vbscript("WScript.Echo 1 ' -> 1"))
+        self.fails('does not say that this has not been run', vbscript('Nonsense', comment='not run: it needs Excel'))
+        self.fails('is never run', prose, block('cpp', 'int i;', comment='not run: it is C++'))
 
     def test_misspelled_marks_fail(self):
         fine = vbscript("WScript.Echo 1 ' -> 1")
@@ -158,6 +160,7 @@ class Marks(RunPage):
         self.fails('more than one comment', fine, '<!-- file: a -->\n', text('file: b', '1'))
         self.fails('write vbscript or javascript', fine, block('vbs', 'a = 1'))
         self.fails('is not closed', fine, '```vbscript\n')
+        self.fails('a block in a quote', fine, '> ```vbscript\n> a = 1\n> ```\n')
 
     def test_a_page_without_scripts_fails(self):
         self.fails('there is nothing to run', text('file: a.txt', 'b'))
