@@ -92,7 +92,7 @@ void ReadElements(const _bstr_t& path, INXStringList* names, INXTokenStringList*
         BSTR line = nullptr;
         Check(file->ReadNextLine(&line));
         Check(file->IsEOF(&atEnd));
-        if (SysStringLen(line) == 0) { // behind the last line end there is one more line, which is empty
+        if (SysStringLen(line) == 0) { // after the last line end there is one more line, which is empty
             continue;
         }
         Check(names->Add(Column(part, line, 7, 13)));

@@ -45,7 +45,7 @@ Function ReadSettings
     Loop
 End Function
 
-' The parts before and behind the first "="; a line without one is all name.
+' The parts before and after the first "="; a line without one is all name.
 Function SettingName(line)
     SettingName = Trim(Left(line, InStr(line & "=", "=") - 1))
 End Function

@@ -8,7 +8,7 @@
 var fso = new ActiveXObject("Scripting.FileSystemObject");
 var keep = WScript.Arguments.length > 0;
 var folder = keep ? WScript.Arguments(0) : fso.GetSpecialFolder(2).Path;
-var prefix = keep ? "" : fso.GetTempName() + "-"; // a name that nobody else has
+var prefix = keep ? "" : fso.GetTempName() + "-"; // a name that is not in use
 
 function giveUp(reason) {
     WScript.Echo(reason);
@@ -50,8 +50,8 @@ var part = new ActiveXObject("Nuvolex.NXString");
 var elements = 0;
 while (!source.IsEOF()) {
     line.Value = source.ReadNextLine();
-    if (line.Length > 0) { // behind the last line end there is one more line, which is empty
-        part.Value = line.Mid(28, 6); // the state; blank for an element that nobody has seen enough of
+    if (line.Length > 0) { // after the last line end there is one more line, which is empty
+        part.Value = line.Mid(28, 6); // the state; blank for an element of which too little has been seen
         part.Trim();
         fileFor(part.Length > 0 ? part.Value : "unknown").WriteLine(line.Value);
         ++elements;

@@ -60,7 +60,7 @@ for (var walk = new Enumerator(places); !walk.atEnd(); walk.moveNext()) {
     WScript.Echo(parts(i++) + ": " + inPart.Count + (inPart.Count <= SHORT ? ": " + inPart.Value : ""));
 }
 
-// The walk over a token string gives its tokens, as texts.
+// The walk over a token string gives its tokens, as strings.
 var longest = "";
 for (var p = 0; p < places.Count; ++p) {
     for (var each = new Enumerator(places(p)); !each.atEnd(); each.moveNext()) {

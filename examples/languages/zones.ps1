@@ -17,7 +17,7 @@ $paths = $ExecutionContext.SessionState.Path
 $tablePath = $paths.GetUnresolvedProviderPathFromPSPath($Table)
 $newPath = $paths.GetUnresolvedProviderPathFromPSPath($NewFile)
 
-# Read: one row a line, split at tabs. A result that nobody wants goes to [void]; otherwise it would be printed.
+# Read: one row a line, split at tabs. A result that is not used goes to [void]; otherwise it would be printed.
 $file = New-Object -ComObject Nuvolex.NXFileStream
 if (-not $file.Open($tablePath, $false)) {
     "cannot open $tablePath"
