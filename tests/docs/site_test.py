@@ -13,6 +13,7 @@ import urllib.parse
 
 from browser import Browser
 
+SEARCHES = {'MultiCharacter': 'reference/nxtokenstring.html', '429': 'errors.html', '-2147467259': 'errors.html'}
 PHONE, DESKTOP = (390, 844, True), (1280, 900, False)
 
 # The layout of a page: widths, elements that extend beyond the window outside of scrolling boxes, the background's
@@ -106,7 +107,7 @@ def search(browser: Browser, site: pathlib.Path, word: str, page: str) -> list[s
     browser.open((site / 'index.html').as_uri())
     browser.evaluate('document.querySelector("input[name=q]").focus()')
     browser.type(word)
-    browser.wait_for('location.pathname.endsWith("search.html") && /found/.test('
+    browser.wait_for('location.pathname.endsWith("search.html") && /found|not match/.test('
                      'document.querySelector(".search-summary")?.innerText || "")')
     links = browser.evaluate('[...document.querySelectorAll("ul.search a")].map(link => link.href)')
     faults = [f'searching: {complaint}' for complaint in browser.complaints]
@@ -172,7 +173,8 @@ def main() -> int:
         faults = check_planted_faults(browser)
         if not faults:
             faults = inspect_site(browser, site)
-            faults += search(browser, site, 'MultiCharacter', 'reference/nxtokenstring.html')
+            for word, page in SEARCHES.items():
+                faults += search(browser, site, word, page)
             faults += choose_theme(browser, site)
     print(*faults[:50], sep='\n')
     print(f'{len(list(site.rglob("*.html")))} pages, {len(faults)} faults')

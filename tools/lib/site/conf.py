@@ -31,9 +31,9 @@ html_theme_options = {
     'light_logo': 'logo.svg',
     'dark_logo': 'logo.svg',
     'light_css_variables': {'color-brand-primary': '#1b4f8f', 'color-brand-content': '#1b4f8f',
-                            'color-highlight-on-target': '#e4edf9'},
+                            'color-highlight-on-target': '#e4edf9', 'warning-quote-colour': '#b03a0a'},
     'dark_css_variables': {'color-brand-primary': '#8ab8f0', 'color-brand-content': '#8ab8f0',
-                           'color-highlight-on-target': '#1c2a3d'},
+                           'color-highlight-on-target': '#1c2a3d', 'warning-quote-colour': '#ff9a6c'},
     'top_of_page_button': None,
 }
 html_use_index = False
@@ -70,6 +70,14 @@ def use_anchors(app, document):
             domain.labels[label] = app.env.docname, anchor, domain.labels[label][2]
 
 
+def mark_warnings(app, document):
+    """Quotes that begin with "Warning" look different from other notes."""
+    for quote in document.findall(nodes.block_quote):
+        strong = next(quote.findall(nodes.strong), None)
+        if strong is not None and strong.astext() == 'Warning':
+            quote['classes'].append('warning-quote')
+
+
 def leave_out_scripts(app, page, template, context, document):
     """Removes libraries that Sphinx adds for extensions we do not use."""
     context['script_files'] = [script for script in context['script_files']
@@ -80,4 +88,5 @@ def setup(app):
     for alias in ('vb', 'vba'):
         app.add_lexer(alias, VbaLexer)
     app.connect('doctree-read', use_anchors, priority=100)
+    app.connect('doctree-read', mark_warnings)
     app.connect('html-page-context', leave_out_scripts)
