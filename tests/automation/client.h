@@ -1,12 +1,13 @@
-/// Objects of the registered DLL whose members a test calls either way, through the vtable or late-bound, in the same
-/// words.
+/// Objects of the registered DLL, called through the vtable or late-bound with the same code.
+/// tests/automation/clients.h has the classes.
 ///
-///     class Tokens : public support::Client<INXTokenString> {
+///     class TokenString : public support::Client<INXTokenString> {
 ///       public:
 ///         long Count() const { return Get<long>(L"Count", &INXTokenString::get_Count); }
 ///     };
 #pragma once
 
+#include <initializer_list>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -29,7 +30,7 @@ inline HMODULE LoadedDll() {
     return GetModuleHandleW(L"nuvolex.dll");
 }
 
-/// Whether anything that the DLL has made is alive.
+/// Whether an object of the DLL is alive.
 inline bool DllHoldsObjects() {
     const auto canUnloadNow = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
         reinterpret_cast<void*>(GetProcAddress(LoadedDll(), "DllCanUnloadNow")));
@@ -42,8 +43,17 @@ inline std::string NameOfWay(const ::testing::TestParamInfo<Way>& test) {
     return test.param == Way::Vtable ? "Vtable" : "LateBound";
 }
 
-/// A call that did not succeed, with what its caller learns of the reason: the thread's error record or, late-bound,
-/// the EXCEPINFO.
+/// The text of a BSTR. It is empty for a null BSTR as well; assert with EXPECT_BSTR or IsText where that matters.
+inline std::wstring ToString(BSTR text) {
+    return {text == nullptr ? L"" : text, SysStringLen(text)};
+}
+
+/// Whether a BSTR has this text. A null `expected` stands for a null BSTR, which is not an empty one.
+inline ::testing::AssertionResult IsText(BSTR actual, const wchar_t* expected) {
+    return expected == nullptr ? IsNullBstr("the string", actual) : IsBstr("the string", "", actual, expected);
+}
+
+/// A call that failed, with its explanation: the thread's error record or, late-bound, the EXCEPINFO.
 struct CallFailure : std::runtime_error {
     explicit CallFailure(HRESULT result) : std::runtime_error("call: " + PrintedHr(result)), hr(result) {}
 
@@ -56,7 +66,7 @@ struct CallFailure : std::runtime_error {
     IID iid = IID_NULL; ///< of the interface that failed; unknown late-bound
 };
 
-/// Takes the thread's error record. False: there is none.
+/// Takes the thread's error record. Returns false if there is none.
 inline bool TakeErrorRecord(CallFailure& failure) {
     CComPtr<IErrorInfo> record;
     if (GetErrorInfo(0, &record) != S_OK) {
@@ -65,7 +75,7 @@ inline bool TakeErrorRecord(CallFailure& failure) {
     const auto text = [&](auto method) {
         Bstr value;
         Require((record.p->*method)(value.Out()), "error record");
-        return std::wstring(value == nullptr ? L"" : static_cast<BSTR>(value), SysStringLen(value));
+        return ToString(value);
     };
     failure.description = text(&IErrorInfo::GetDescription);
     failure.source = text(&IErrorInfo::GetSource);
@@ -75,8 +85,11 @@ inline bool TakeErrorRecord(CallFailure& failure) {
     return true;
 }
 
-// Results, owned.
+// Results, with an owner where one is needed.
 
+inline int Owned(int result) {
+    return result;
+}
 inline long Owned(long result) {
     return result;
 }
@@ -92,8 +105,11 @@ template <class Interface> CComPtr<Interface> Owned(Interface* result) {
     return owner;
 }
 
-// The same out of the VARIANT that a late-bound call gave, which must be of the member's type.
+// Results out of the VARIANT of a late-bound call, which must have the member's type.
 
+inline void Unpack(Variant& value, int& result) {
+    result = value.Int();
+}
 inline void Unpack(Variant& value, long& result) {
     result = value.Int();
 }
@@ -115,7 +131,7 @@ template <class Interface> void Unpack(Variant& value, Interface*& result) {
     }
 }
 
-// Arguments of a vtable call, for a late-bound one. A BSTR goes by reference, so that it is the caller's own.
+// Arguments of a vtable call, for a late-bound one. A BSTR is passed by reference, so it is not copied.
 
 inline Variant Packed(long& argument) {
     return {static_cast<int>(argument)};
@@ -135,27 +151,28 @@ inline Variant Packed(IDispatch* argument) {
     return {argument};
 }
 
-/// An object and the way to call it. Calls that do not succeed throw a CallFailure.
+/// An object and the way to call it. A call that fails throws a CallFailure.
 template <class Interface> class Client {
   public:
+    using Type = Interface;
+
     Client(Way way, REFCLSID clsid) : m_way(way), m_object(CreateInstance<Interface>(clsid)) {}
     Client(Way way, Interface* object) : m_way(way), m_object(object) {}
 
     [[nodiscard]] Interface* Raw() const noexcept { return m_object; }
     [[nodiscard]] DispatchObject LateBound() const { return DispatchObject(m_object); }
 
-    /// Lets the object go.
     void Release() { m_object.Release(); }
 
-    /// Whether `action` makes a call that is refused for its index, with the whole explanation. `source` is the
-    /// versioned program identifier.
+    /// Whether a call in `action` fails with E_FAIL and this explanation. `source` is the versioned ProgID.
     template <class Action>
-    [[nodiscard]] ::testing::AssertionResult IsIndexError(const wchar_t* source, Action action) const {
+    [[nodiscard]] ::testing::AssertionResult IsRefused(const wchar_t* description, const wchar_t* source,
+                                                       Action action) const {
         try {
             action();
         } catch (const CallFailure& failure) {
             const bool rightInterface = m_way == Way::LateBound || IsEqualIID(failure.iid, __uuidof(Interface));
-            if (failure.hr == E_FAIL && failure.explained && failure.description == L"Index out of bounds!" &&
+            if (failure.hr == E_FAIL && failure.explained && failure.description == description &&
                 failure.source == source && failure.helpFile.empty() && failure.helpContext == 0 && rightInterface) {
                 return ::testing::AssertionSuccess();
             }
@@ -173,7 +190,7 @@ template <class Interface> class Client {
     auto Get(Member member, Method method, Arguments... arguments) const {
         return ResultOf<Result>([&] { return LateBound().Get(member, Packed(arguments)...); }, method, arguments...);
     }
-    /// Calls a method that has a result.
+    /// Calls a method with a result.
     template <class Result, class Method, class... Arguments>
     auto CallFor(Member member, Method method, Arguments... arguments) const {
         return ResultOf<Result>([&] { return LateBound().Call(member, Packed(arguments)...); }, method, arguments...);
@@ -217,11 +234,10 @@ template <class Interface> class Client {
 
     static CallFailure FailureOf(const Reply& reply) {
         CallFailure failure(reply.Failure());
-        const auto text = [](BSTR value) { return std::wstring(value == nullptr ? L"" : value, SysStringLen(value)); };
         failure.explained = reply.exception->bstrDescription != nullptr;
-        failure.description = text(reply.exception->bstrDescription);
-        failure.source = text(reply.exception->bstrSource);
-        failure.helpFile = text(reply.exception->bstrHelpFile);
+        failure.description = ToString(reply.exception->bstrDescription);
+        failure.source = ToString(reply.exception->bstrSource);
+        failure.helpFile = ToString(reply.exception->bstrHelpFile);
         failure.helpContext = reply.exception->dwHelpContext;
         return failure;
     }
@@ -244,9 +260,9 @@ template <class Interface> class Client {
     CComPtr<Interface> m_object;
 };
 
-/// Has the DLL's allocations followed, and lets happen what happens only once in a process with an object of the class
-/// (its type is read, an error is reported, the first exception sets up the run-time library), so that tests can count.
-/// `failing` is a call with a bad index; `raising` one whose first allocation belongs to the DLL.
+/// Follows the DLL's allocations, and makes those that happen once in a process before the tests count: the type of the
+/// class is loaded, an error is reported, the C runtime prepares for exceptions. `failing` is a call that fails or
+/// returns null; `raising` is one whose first allocation is the DLL's.
 inline void WarmUp(REFCLSID clsid, const Invocation& failing, const Invocation& raising) {
     const DispatchObject object = Create(clsid);
     FollowAllocations(LoadedDll());
@@ -260,44 +276,39 @@ inline void WarmUp(REFCLSID clsid, const Invocation& failing, const Invocation& 
     static_cast<void>(object.Invoke(raising));
 }
 
-/// What is the same of all objects: which interfaces they have, that these are one object, and which of them explains
-/// errors.
-template <class Interface> void ExpectInterfacesOfObject(REFCLSID clsid) {
-    const IID& own = __uuidof(Interface);
-    const CComPtr<Interface> object = CreateInstance<Interface>(clsid);
-    CComPtr<IUnknown> identity;
-    ASSERT_HR(object->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity)), S_OK);
-    for (const IID& iid : {IID_IUnknown, IID_IDispatch, own, IID_ISupportErrorInfo}) {
-        CComPtr<IUnknown> answer;
-        ASSERT_HR(object->QueryInterface(iid, reinterpret_cast<void**>(&answer)), S_OK);
-        ASSERT_NE(answer.p, nullptr);
-        CComPtr<IUnknown> unknown;
-        EXPECT_HR(answer->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&unknown)), S_OK);
-        EXPECT_EQ(unknown.p, identity.p);
-        CComPtr<Interface> back;
-        EXPECT_HR(answer->QueryInterface(own, reinterpret_cast<void**>(&back)), S_OK);
-        EXPECT_EQ(back.p, object.p);
-    }
-    CComPtr<IDispatch> dispatch;
-    EXPECT_HR(object->QueryInterface(IID_IDispatch, reinterpret_cast<void**>(&dispatch)), S_OK);
-    EXPECT_EQ(dispatch.p, static_cast<IDispatch*>(object.p)) << "the dual interface";
-    EXPECT_HR(object->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
+/// Tests of a class in clients.h. A test fails if it leaves BSTRs or objects allocated.
+template <class Tested> class ClassTest : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() { Tested::WarmUp(); }
 
-    const CComPtr<ISupportErrorInfo> support = CreateInstance<ISupportErrorInfo>(clsid);
-    EXPECT_HR(support->InterfaceSupportsErrorInfo(own), S_OK);
-    for (const IID& other :
-         {IID_IDispatch, IID_IUnknown, IID_ISupportErrorInfo, IID_INXString, IID_IEnumVARIANT, IID_NULL, clsid}) {
-        EXPECT_HR(support->InterfaceSupportsErrorInfo(other), S_FALSE);
-    }
-    for (const IID& other : {IID_IEnumVARIANT, IID_IEnumUnknown, IID_IProvideClassInfo, IID_IMarshal, IID_IPersist,
-                             IID_IClassFactory, IID_IErrorInfo, IID_INXString, IID_NULL, clsid}) {
-        void* answer = &answer;
-        EXPECT_HR(object->QueryInterface(other, &answer), E_NOINTERFACE);
-        EXPECT_EQ(answer, nullptr);
+  private:
+    const ExpectNoLeaks m_noLeaks;
+};
+
+/// The same, for tests that run once for each way to call.
+template <class Tested> class EitherWayTest : public ClassTest<Tested>, public ::testing::WithParamInterface<Way> {};
+
+/// Expects GetIDsOfNames to find each name.
+inline void ExpectIds(const DispatchObject& object, std::initializer_list<std::pair<const wchar_t*, DISPID>> members) {
+    for (const auto& [name, expected] : members) {
+        SCOPED_TRACE(Printed(name));
+        DISPID id = 0x7777;
+        EXPECT_HR(Member(name).Resolve(object.Raw(), id), S_OK);
+        EXPECT_EQ(id, expected);
     }
 }
 
-/// The enumerator behind what _NewEnum gave.
+/// Expects GetIDsOfNames to find none of the names.
+inline void ExpectNoIds(const DispatchObject& object, std::initializer_list<const wchar_t*> names) {
+    for (const wchar_t* const name : names) {
+        SCOPED_TRACE(Printed(name));
+        DISPID id = 0x7777;
+        EXPECT_HR(Member(name).Resolve(object.Raw(), id), DISP_E_UNKNOWNNAME);
+        EXPECT_EQ(id, DISPID_UNKNOWN);
+    }
+}
+
+/// The result of _NewEnum as an enumerator.
 inline CComPtr<IEnumVARIANT> EnumeratorOf(const CComPtr<IUnknown>& unknown) {
     CComPtr<IEnumVARIANT> enumerator;
     Require(unknown->QueryInterface(IID_IEnumVARIANT, reinterpret_cast<void**>(&enumerator)), "QueryInterface");
@@ -317,21 +328,28 @@ inline Variant NextOf(IEnumVARIANT* enumerator) {
     return value;
 }
 
-/// The elements from where the enumerator stands to the end.
+/// The elements from the enumerator's position to the end. They may be VT_EMPTY.
 inline std::vector<Variant> RestOf(IEnumVARIANT* enumerator) {
     std::vector<Variant> rest;
-    for (Variant value = NextOf(enumerator); value.Type() != VT_EMPTY; value = NextOf(enumerator)) {
-        rest.push_back(value);
+    for (;;) {
+        Variant value;
+        ULONG fetched = 99;
+        const HRESULT hr = enumerator->Next(1, value.Raw(), &fetched);
+        EXPECT_EQ(fetched, hr == S_OK ? 1u : 0u);
+        if (hr != S_OK) {
+            EXPECT_HR(hr, S_FALSE);
+            EXPECT_EQ(value.Type(), VT_EMPTY);
+            return rest;
+        }
+        rest.push_back(std::move(value));
     }
-    return rest;
 }
 
-/// The same, texts all of them.
+/// The same for strings.
 inline std::vector<std::wstring> TextsOf(IEnumVARIANT* enumerator) {
     std::vector<std::wstring> texts;
     for (const Variant& value : RestOf(enumerator)) {
-        const BSTR text = value.Text();
-        texts.emplace_back(text == nullptr ? L"" : text, SysStringLen(text));
+        texts.push_back(ToString(value.Text()));
     }
     return texts;
 }

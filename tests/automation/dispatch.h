@@ -32,7 +32,7 @@ inline void Require(HRESULT hr, const std::string& what) {
 /// Owns a VARIANT. Copies are deep, except of references.
 class Variant {
   public:
-    /// VT_EMPTY, and where a call stores a result.
+    /// VT_EMPTY; also a variable for a result.
     Variant() noexcept { VariantInit(&m_value); }
 
     // Values as script engines send them. Arguments of a call, so the conversions are implicit.
@@ -108,7 +108,7 @@ class Variant {
     mutable VARIANT m_value;
 };
 
-/// What a failed late-bound call says about the failure.
+/// The EXCEPINFO of a failed late-bound call. It owns the strings.
 class ExceptionInfo {
   public:
     ExceptionInfo() noexcept = default;
@@ -127,14 +127,14 @@ class ExceptionInfo {
     EXCEPINFO m_info = {};
 };
 
-/// What a late-bound call gave.
+/// The results of a late-bound call.
 struct Reply {
     HRESULT hr = E_UNEXPECTED;
     Variant value;
     ExceptionInfo exception;
-    UINT badArgument = UINT_MAX; ///< place of the argument that is wrong, counted from the last one
+    UINT badArgument = UINT_MAX; ///< index of the wrong argument, counted from the last one
 
-    /// The HRESULT of the member behind a call that failed with DISP_E_EXCEPTION, else that of the call.
+    /// The HRESULT of the member if the call failed with DISP_E_EXCEPTION, else that of the call.
     [[nodiscard]] HRESULT Failure() const noexcept { return hr == DISP_E_EXCEPTION ? exception->scode : hr; }
 };
 
@@ -143,7 +143,7 @@ struct Invocation {
     DISPID member = DISPID_UNKNOWN;
     WORD flags = DISPATCH_METHOD;
     std::vector<Variant> arguments = {}; ///< in the order of the member's parameters
-    std::vector<DISPID> names = {};      ///< parameters for which the last arguments are meant, in the same order
+    std::vector<DISPID> names = {};      ///< parameters of the last arguments, in the same order
     LCID locale = LOCALE_USER_DEFAULT;
     bool wantsValue = true;
     bool wantsDetails = true; ///< the exception and the wrong argument
@@ -152,12 +152,12 @@ struct Invocation {
 /// An object's member, by name or by DISPID.
 class Member {
   public:
-    // NOLINTBEGIN(google-explicit-constructor): either stands for the member
+    // NOLINTBEGIN(google-explicit-constructor): arguments of calls
     Member(const wchar_t* name) noexcept : m_name(name) {}
     Member(std::integral auto id) noexcept : m_id(static_cast<DISPID>(id)) {}
     // NOLINTEND(google-explicit-constructor)
 
-    /// Stores the DISPID, which the object is asked for if the name is known instead.
+    /// Stores the DISPID. A name is resolved with GetIDsOfNames.
     HRESULT Resolve(IDispatch* object, DISPID& id) const {
         id = m_id;
         auto* name = const_cast<LPOLESTR>(m_name);
@@ -169,7 +169,7 @@ class Member {
     DISPID m_id = DISPID_UNKNOWN;
 };
 
-/// An object that is called late-bound.
+/// An object for late-bound calls.
 class DispatchObject {
   public:
     explicit DispatchObject(IDispatch* object) noexcept : m_object(object) {}
@@ -187,7 +187,7 @@ class DispatchObject {
         return Invoke(member, DISPATCH_PROPERTYPUT, {DISPID_PROPERTYPUT}, std::forward<Arguments>(arguments)...);
     }
 
-    /// A call as it is described. Allocates nothing itself, so that a test may let every allocation fail.
+    /// Makes the call. Allocates nothing itself, so that a test may make every allocation fail.
     Reply Invoke(const Invocation& call) const {
         std::array<VARIANT, 8> arguments;
         std::array<DISPID, 8> names;
@@ -211,7 +211,7 @@ class DispatchObject {
     }
 
     [[nodiscard]] IDispatch* Raw() const noexcept { return m_object; }
-    /// The same object's vtable.
+    /// The same object, for calls through the vtable.
     template <class Interface> [[nodiscard]] CComPtr<Interface> As() const {
         CComPtr<Interface> other;
         Require(m_object->QueryInterface(__uuidof(Interface), reinterpret_cast<void**>(&other)), "QueryInterface");
@@ -243,6 +243,24 @@ template <class Interface> [[nodiscard]] CComPtr<Interface> CreateInstance(REFCL
 /// A new object of a registered class, for late-bound calls.
 [[nodiscard]] inline DispatchObject Create(REFCLSID clsid) {
     return DispatchObject(CreateInstance<IDispatch>(clsid));
+}
+
+/// The number of references to an object.
+inline ULONG ReferencesOf(IUnknown* object) {
+    object->AddRef();
+    return object->Release();
+}
+
+/// Whether two interfaces are those of one object.
+inline bool AreSame(IUnknown* one, IUnknown* other) {
+    if (one == nullptr || other == nullptr) {
+        return one == other;
+    }
+    CComPtr<IUnknown> first;
+    CComPtr<IUnknown> second;
+    one->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&first));
+    other->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&second));
+    return first.p == second.p;
 }
 
 } // namespace support

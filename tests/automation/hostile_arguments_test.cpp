@@ -14,6 +14,7 @@
 #include "automation/nxtokenstring.h"
 #include "automation/nxtokenstringlist.h"
 #include "tests/automation/localobject.h"
+#include "tests/automation/objectlist.h"
 #include "tests/support/bstr.h"
 
 namespace {
@@ -106,8 +107,8 @@ struct Target {
 
 std::vector<Target> Targets() {
     return {
-        {"a long", ListOf({L"zero", L"one"}), support::ListId::Item, DISPATCH_PROPERTYGET, VT_I4},
-        {"a string", ListOf({}), support::ListId::Add, DISPATCH_METHOD, VT_BSTR},
+        {"a long", ListOf({L"zero", L"one"}), support::StringListId::Item, DISPATCH_PROPERTYGET, VT_I4},
+        {"a string", ListOf({}), support::StringListId::Add, DISPATCH_METHOD, VT_BSTR},
         {"an object", NewLateBound<CNXTokenStringList>(), support::TokenStrings::idAdd, DISPATCH_METHOD, VT_DISPATCH},
         {"anything", CollectionOf(0), support::CollectionId::Add, DISPATCH_METHOD, VT_VARIANT},
     };

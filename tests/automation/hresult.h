@@ -16,7 +16,7 @@ inline std::string PrintedHr(HRESULT hr) {
     return text;
 }
 
-/// The predicate behind EXPECT_HR.
+/// The predicate of EXPECT_HR.
 inline ::testing::AssertionResult IsHr(const char* actualCode, const char* expectedCode, HRESULT actual,
                                        HRESULT expected) {
     if (actual == expected) {

@@ -1,5 +1,5 @@
-/// Late-bound calls of automation objects that are linked into the test program, so that their memory is followed as
-/// well as the caller's.
+/// Late-bound calls of automation objects that are linked into the test program, so that their allocations are counted
+/// like the caller's.
 ///
 ///     const DispatchObject text = support::StringOf(L"abcdef");
 ///     EXPECT_BSTR(text.Call(L"Mid", 1, 3).value.Text(), L"bcd");
@@ -22,8 +22,8 @@
 #include "automation/nxstringlist.h"
 #include "automation/nxvariantcollection.h"
 #include "tests/automation/dispatch.h"
+#include "tests/automation/dispids.h"
 #include "tests/automation/module.h"
-#include "tests/automation/objectlist.h"
 #include "tests/automation/stackobject.h"
 #include "tests/support/allocation_faults.h"
 #include "tests/support/bstr.h"
@@ -32,28 +32,8 @@ namespace support {
 
 constexpr LCID english = 0x0409;
 constexpr LCID german = 0x0407;
-constexpr UINT noArgument = UINT_MAX;  ///< what a Reply has when no argument was called wrong
-constexpr UINT untouchedArgument = 99; ///< what Answers have then
-
-// DISPIDs of the members that the tests call in detail.
-struct StringId {
-    static constexpr DISPID Left = 0x60020003;
-    static constexpr DISPID Mid = 0x60020005;
-    static constexpr DISPID Clear = 0x60020006;
-    static constexpr DISPID Value = 0x60020007;
-    static constexpr DISPID Length = 0x60020009;
-};
-struct ListId {
-    static constexpr DISPID Item = 0x60020000;
-    static constexpr DISPID Add = 1;
-};
-struct FileId {
-    static constexpr DISPID Open = 0x60020007;
-};
-struct CollectionId {
-    static constexpr DISPID Add = 0x60020000;
-    static constexpr DISPID Remove = 0x60020001;
-};
+constexpr UINT noArgument = UINT_MAX;  ///< Reply::badArgument if no argument is wrong
+constexpr UINT untouchedArgument = 99; ///< Answers::badArgument if no argument is wrong
 
 template <class Class> CComPtr<CComObject<Class>> New() {
     CComObject<Class>* created = nullptr;
@@ -87,7 +67,7 @@ inline DispatchObject CollectionOf(int count) {
     return DispatchObject(object);
 }
 
-/// A VARIANT of any type that needs no memory.
+/// A VARIANT of any type without an allocation.
 inline Variant Typed(int type, long long bits) {
     Variant value;
     V_I8(value.Raw()) = bits; // a shorter value is its low part
@@ -95,12 +75,12 @@ inline Variant Typed(int type, long long bits) {
     return value;
 }
 
-/// No object, as a script passes it.
+/// A null object.
 inline Variant Nothing() {
     return {static_cast<IDispatch*>(nullptr)};
 }
 
-/// The text of an NXString, past the dispatcher.
+/// The value of an NXString, read through the vtable.
 inline Bstr TextOf(const DispatchObject& string) {
     Bstr text;
     Require(string.As<INXString>()->get_Value(text.Out()), "get_Value");
@@ -113,7 +93,7 @@ template <class Interface> long CountOf(const DispatchObject& list) {
     return count;
 }
 
-/// An object of somebody else's class on the test's stack: it has IDispatch and a default property, and no more.
+/// An object of another class on the test's stack. It has IDispatch and a default property.
 class Foreign : public StackAutomationObject<IDispatch> {
   public:
     explicit Foreign(Variant defaultValue) : value(std::move(defaultValue)) {}
@@ -125,21 +105,21 @@ class Foreign : public StackAutomationObject<IDispatch> {
     }
     HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*,
                                      UINT*) override {
+        ++calls;
         if (member != DISPID_VALUE || result == nullptr) {
             return DISP_E_MEMBERNOTFOUND;
         }
-        ++reads;
         onRead();
         return failure != S_OK ? failure : VariantCopy(result, value.Raw());
     }
 
     Variant value;
     HRESULT failure = S_OK;
-    std::function<void()> onRead = [] {}; ///< what else happens when the default property is read
-    int reads = 0;
+    std::function<void()> onRead = [] {}; ///< runs when the default property is read
+    int calls = 0;
 };
 
-/// What a caller passes for the answers of a call: memory full of garbage.
+/// The variables for the results of a call. They hold garbage.
 struct Answers {
     Answers() {
         std::memset(&result, 0xCC, sizeof(result));
@@ -165,7 +145,16 @@ inline HRESULT Call(IDispatch* object, DISPID member, WORD flags, std::vector<VA
                           &answers.badArgument);
 }
 
-/// Leaves the thread's error record, as a call that failed does.
+/// Writes the Value of an NXString.
+inline HRESULT PutText(const DispatchObject& object, const VARIANT& argument) {
+    VARIANT value = argument;
+    DISPID name = DISPID_PROPERTYPUT;
+    DISPPARAMS parameters = {&value, &name, 1, 1};
+    return object.Raw()->Invoke(StringId::Value, IID_NULL, english, DISPATCH_PROPERTYPUT, &parameters, nullptr, nullptr,
+                                nullptr);
+}
+
+/// Sets the thread's error record, as a failed call does.
 inline void LeaveErrorRecord(const wchar_t* source, const wchar_t* description, const wchar_t* helpFile = nullptr,
                              DWORD helpContext = 0) {
     CComPtr<ICreateErrorInfo> record;
@@ -179,7 +168,7 @@ inline void LeaveErrorRecord(const wchar_t* source, const wchar_t* description, 
     SetErrorInfo(0, info);
 }
 
-/// Whether the thread has one. Takes it.
+/// Takes the thread's error record. Returns false if there is none.
 inline bool HasErrorRecord() {
     CComPtr<IErrorInfo> info;
     return GetErrorInfo(0, &info) == S_OK;
@@ -193,7 +182,7 @@ inline VARIANT ReferenceTo(int type, void* variable) {
     return reference;
 }
 
-/// A copy of a value at an odd address, where script engines may keep their variables.
+/// An unaligned copy of a value. Script engines may have unaligned variables.
 template <class T> class AtOddAddress {
   public:
     explicit AtOddAddress(const T& value) { std::memcpy(&m_bytes[1], &value, sizeof(T)); }
@@ -208,10 +197,10 @@ template <class T> class AtOddAddress {
     alignas(16) std::array<std::byte, sizeof(T) + 1> m_bytes;
 };
 
-/// No test leaves memory, objects or an error record behind.
+/// A test fails if it leaves memory or objects.
 class DispatchTest : public ::testing::Test {
   protected:
-    /// Has happen what happens once in a process.
+    /// Makes the allocations that happen once in a process.
     static void SetUpTestSuite() {
         static_cast<void>(CountLiveAllocations());
         const ::testing::ScopedTrace trace(__FILE__, __LINE__, "first");

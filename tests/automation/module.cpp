@@ -1,4 +1,4 @@
-// What the test program needs to be a COM client, and a module to the frame that is linked into it.
+// The test program as a COM client and as a module with automation objects.
 
 #include <cwchar>
 
@@ -24,10 +24,10 @@ LCID WantedLocale() {
     return std::wcscmp(wanted, L"de_DE.UTF-8") == 0 ? 0x0407 : 0x0411;
 }
 
-/// The program's life as a COM client.
+/// Initialises COM and the module.
 class ComClient : public ::testing::Environment {
     void SetUp() override {
-        if (support::RunningUnderWine()) { // on Windows, the user's own is as good as any other
+        if (support::RunningUnderWine()) { // on Windows the tests run with the user's own
             ASSERT_EQ(GetUserDefaultLCID(), WantedLocale());
         }
         ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);

@@ -1,4 +1,4 @@
-/// The test program as a module: it has the frame linked into it, and objects over that lock it.
+/// The test program as a module, whose lock count is the number of its objects.
 #pragma once
 
 #include <atlbase.h>

@@ -29,7 +29,6 @@ using support::CollectionOf;
 using support::CountOf;
 using support::DispatchObject;
 using support::Foreign;
-using support::ListId;
 using support::ListOf;
 using support::New;
 using support::NewLateBound;
@@ -38,6 +37,7 @@ using support::ReferencesOf;
 using support::ReferenceTo;
 using support::Reply;
 using support::StringId;
+using support::StringListId;
 using support::StringOf;
 using support::TextOf;
 using support::TokenStrings;
@@ -68,7 +68,7 @@ TEST_F(NXDispatchObjectsTest, Object_GivesItsDefaultProperty) {
     EXPECT_BSTR(object.Call(L"Left", &number).value.Text(), L"ab");
     EXPECT_BSTR(object.Call(L"Left", Variant::To(variable)).value.Text(), L"ab");
     EXPECT_BSTR(object.Call(L"Mid", &number, &numberAsText).value.Text(), L"cde");
-    EXPECT_EQ(number.reads, 3);
+    EXPECT_EQ(number.calls, 3);
     EXPECT_HR(object.Put(L"Value", &text).hr, S_OK);
     EXPECT_BSTR(TextOf(object), L"text");
     variable = Variant();
@@ -108,7 +108,7 @@ TEST_F(NXDispatchObjectsTest, DefaultProperty_MayReleaseTheObjectOfTheCall) {
     ASSERT_HR(DispatchObject(world.caller).Call(L"Add", L"zero").hr, S_OK);
     const Variant argument(&world.argument);
     Answers answers;
-    EXPECT_HR(Call(world.caller, ListId::Item, get, {*argument.Raw()}, answers), S_OK);
+    EXPECT_HR(Call(world.caller, StringListId::Item, get, {*argument.Raw()}, answers), S_OK);
     EXPECT_TRUE(world.aliveAfterwards);
     EXPECT_FALSE(Watched<CNXStringList>::alive) << "no reference is left";
     ASSERT_EQ(V_VT(&answers.result), VT_BSTR);
@@ -120,7 +120,7 @@ TEST_F(NXDispatchObjectsTest, DefaultProperty_MayReleaseTheObjectOfACallThatFail
     LastReference<CNXStringList> world;
     const Variant argument(&world.argument);
     Answers answers;
-    EXPECT_HR(Call(world.caller, ListId::Item, get, {*argument.Raw()}, answers), DISP_E_EXCEPTION);
+    EXPECT_HR(Call(world.caller, StringListId::Item, get, {*argument.Raw()}, answers), DISP_E_EXCEPTION);
     EXPECT_TRUE(world.aliveAfterwards);
     EXPECT_FALSE(Watched<CNXStringList>::alive);
     EXPECT_BSTR(answers.exception.bstrDescription, L"Index out of bounds!");
@@ -136,7 +136,7 @@ void ExpectTextOfBeforeIsTaken(const std::function<void(BSTR& variable)>& change
     binary.onRead = [&] { change(variable); };
     const DispatchObject file = NewLateBound<CNXFileStream>();
     EXPECT_HR(file.Call(L"Open", Variant::To(variable), &binary).hr, S_OK);
-    EXPECT_EQ(binary.reads, 1);
+    EXPECT_EQ(binary.calls, 1);
     EXPECT_BSTR(file.Get(L"fileName").value.Text(), L"no such folder\\before");
     SysFreeString(variable);
 
@@ -145,7 +145,7 @@ void ExpectTextOfBeforeIsTaken(const std::function<void(BSTR& variable)>& change
     position.onRead = [&] { change(V_BSTR(container.Raw())); };
     const DispatchObject collection = CollectionOf(0);
     EXPECT_HR(collection.Call(L"Add", Variant::To(container), &position).hr, S_OK);
-    EXPECT_EQ(position.reads, 1);
+    EXPECT_EQ(position.calls, 1);
     EXPECT_BSTR(collection.Get(L"Item", 1).value.Text(), L"before");
 }
 
@@ -258,7 +258,7 @@ TEST_F(NXDispatchObjectsTest, ObjectParameter_RefusesOtherInterfaces) {
     }
     EXPECT_EQ(ReferencesOf(static_cast<IDispatch*>(stream)), 1u);
     EXPECT_EQ(foreign.references, 0u);
-    EXPECT_EQ(foreign.reads, 0) << "its default property is not wanted";
+    EXPECT_EQ(foreign.calls, 0) << "its default property is not wanted";
     EXPECT_EQ(CountOf<INXTokenStringList>(tokens), 1);
 }
 

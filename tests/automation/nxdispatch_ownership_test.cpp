@@ -25,16 +25,16 @@ using support::Bstr;
 using support::CollectionId;
 using support::CollectionOf;
 using support::DispatchObject;
-using support::FileId;
+using support::FileStreamId;
 using support::Foreign;
 using support::Invocation;
-using support::ListId;
 using support::ListOf;
 using support::New;
 using support::NewLateBound;
 using support::ReferencesOf;
 using support::Reply;
 using support::StringId;
+using support::StringListId;
 using support::StringOf;
 using support::TokenStrings;
 using support::Variant;
@@ -99,7 +99,7 @@ TEST_F(NXDispatchOwnershipTest, Add_KeepsAReferenceToAnObjectUntilRemove) {
     Foreign object{1};
     EXPECT_HR(collection.Call(L"Add", &object).hr, S_OK);
     EXPECT_EQ(object.references, 1u);
-    EXPECT_EQ(object.reads, 0) << "the object is the value";
+    EXPECT_EQ(object.calls, 0) << "the object is the value";
     EXPECT_HR(collection.Call(L"Remove").hr, S_OK);
     EXPECT_EQ(object.references, 0u);
     EXPECT_HR(collection.Call(L"Add", &object, 9).hr, DISP_E_EXCEPTION);
@@ -139,22 +139,23 @@ const NeedyRow needyRows[] = {
     {"Default property as text",
      [](NeedyWorld& world) {
          world.object = ListOf({L"zero"});
-         world.call = {.member = ListId::Add, .arguments = {&world.number}};
+         world.call = {.member = StringListId::Add, .arguments = {&world.number}};
      }},
     {"Two conversions",
      [](NeedyWorld& world) {
          world.object = ListOf({L"zero"});
-         world.call = {.member = ListId::Item, .flags = put, .arguments = {L"0", 42}, .names = {DISPID_PROPERTYPUT}};
+         world.call = {
+             .member = StringListId::Item, .flags = put, .arguments = {L"0", 42}, .names = {DISPID_PROPERTYPUT}};
      }},
     {"Copied text before an object",
      [](NeedyWorld& world) {
          world.object = NewLateBound<CNXFileStream>();
-         world.call = {.member = FileId::Open, .arguments = {Variant::To(world.variable), &world.number}};
+         world.call = {.member = FileStreamId::Open, .arguments = {Variant::To(world.variable), &world.number}};
      }},
     {"Converted text before an object",
      [](NeedyWorld& world) {
          world.object = NewLateBound<CNXFileStream>();
-         world.call = {.member = FileId::Open, .arguments = {1.5, &world.number}};
+         world.call = {.member = FileStreamId::Open, .arguments = {1.5, &world.number}};
      }},
     {"Copied value and default property",
      [](NeedyWorld& world) {
@@ -206,7 +207,7 @@ TEST_F(NXDispatchOwnershipTest, AnyAllocationFailing_IsOutOfMemoryAndLeavesNothi
 }
 
 TEST_F(NXDispatchOwnershipTest, Failure_WithoutMemoryForItsTexts_IsTheSameFailure) {
-    const Invocation call = {.member = ListId::Item, .flags = DISPATCH_PROPERTYGET, .arguments = {9}};
+    const Invocation call = {.member = StringListId::Item, .flags = DISPATCH_PROPERTYGET, .arguments = {9}};
     const DispatchObject list = ListOf({L"zero"});
     bool isExplained = false;
     std::size_t number = 1;

@@ -1,15 +1,15 @@
-// The rules of late-bound calls: which member a call reaches, with how many and which arguments, and what its caller
-// gets. nxdispatch_arguments_test.cpp has the values of arguments, nxdispatch_objects_test.cpp objects among them, and
-// nxdispatch_ownership_test.cpp who owns what.
+// The rules of late-bound calls: which member a call reaches, and with how many arguments. The other rules are in
+// nxdispatch_names_test.cpp (GetIDsOfNames), nxdispatch_named_test.cpp (named arguments), nxdispatch_arguments_test.cpp
+// (conversions), nxdispatch_references_test.cpp, nxdispatch_objects_test.cpp, nxdispatch_results_test.cpp (results and
+// failures), and nxdispatch_ownership_test.cpp.
 
-#include <functional>
-#include <new>
-#include <stdexcept>
+#include <array>
+#include <cstddef>
 #include <vector>
 
-#include <comdef.h>
 #include <gtest/gtest.h>
 #include <nuvolex.h>
+#include <oleauto.h>
 
 #include "automation/nxdispatch.h"
 #include "automation/nxfilestream.h"
@@ -20,26 +20,21 @@
 #include "automation/nxtokenstringlist.h"
 #include "automation/nxvariantcollection.h"
 #include "tests/automation/dispatch.h"
+#include "tests/automation/dispids.h"
 #include "tests/automation/localobject.h"
 #include "tests/automation/objectlist.h"
-#include "tests/automation/stackobject.h"
-#include "tests/support/allocation_faults.h"
 #include "tests/support/bstr.h"
 
 namespace {
 
-using support::AllocationFault;
 using support::Answers;
-using support::Bstr;
 using support::CollectionId;
 using support::CollectionOf;
 using support::CountOf;
 using support::DispatchObject;
 using support::english;
 using support::FileStreams;
-using support::Foreign;
 using support::Invocation;
-using support::ListId;
 using support::ListOf;
 using support::New;
 using support::NewLateBound;
@@ -61,103 +56,6 @@ constexpr WORD putRef = DISPATCH_PROPERTYPUTREF;
 
 using NXDispatchRulesTest = support::DispatchTest;
 
-/// A class with one member, which does what the test says.
-class Probe : public support::StackAutomationObject<IDispatch> {
-  public:
-    static constexpr DISPID Member = 1;
-
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID dispidMember, REFIID riid, LCID lcid, WORD wFlags, DISPPARAMS* pdispparams,
-                                     VARIANT* pvarResult, EXCEPINFO* pexcepinfo, UINT* puArgErr) override {
-        static constexpr CNXMember members[] = {NXMethod<&Probe::Run>(Member, L"Run")};
-        return NXInvoke(members, this, dispidMember, riid, lcid, wFlags, pdispparams, pvarResult, pexcepinfo, puArgErr);
-    }
-    HRESULT Run(BSTR* result) {
-        const HRESULT hr = run();
-        *result = SysAllocString(L"given back"); // also when it fails: the dispatcher frees it
-        return hr;
-    }
-
-    std::function<HRESULT()> run = [] { return S_OK; };
-};
-
-// ---------------------------------------------------------------------------------------------------------------------
-// GetIDsOfNames
-
-HRESULT IdsOf(const DispatchObject& object, std::vector<const wchar_t*> names, std::vector<DISPID>& ids,
-              REFIID iid = IID_NULL, LCID locale = english) {
-    ids.assign(names.size(), 77);
-    return object.Raw()->GetIDsOfNames(iid, const_cast<LPOLESTR*>(names.data()), static_cast<UINT>(names.size()),
-                                       locale, ids.data());
-}
-
-struct NamesRow {
-    const char* name;
-    std::vector<const wchar_t*> names;
-    HRESULT hr;
-    std::vector<DISPID> ids;
-};
-
-const NamesRow namesRows[] = {
-    {"Member", {L"Mid"}, S_OK, {StringId::Mid}},
-    {"Upper case", {L"MID"}, S_OK, {StringId::Mid}},
-    {"Lower case", {L"mid"}, S_OK, {StringId::Mid}},
-    {"Mixed case", {L"tRiMlEfT"}, S_OK, {0x60020000}},
-    {"Parameters", {L"Mid", L"nStart", L"nLength"}, S_OK, {StringId::Mid, 0, 1}},
-    {"Parameters in another order and case", {L"mid", L"NLENGTH", L"nstart"}, S_OK, {StringId::Mid, 1, 0}},
-    {"Parameter of another member", {L"Left", L"nStart"}, DISP_E_UNKNOWNNAME, {StringId::Left, DISPID_UNKNOWN}},
-    {"Unknown member", {L"Middle"}, DISP_E_UNKNOWNNAME, {DISPID_UNKNOWN}},
-    {"Beginning of a member's name", {L"Mi"}, DISP_E_UNKNOWNNAME, {DISPID_UNKNOWN}},
-    {"Empty name", {L""}, DISP_E_UNKNOWNNAME, {DISPID_UNKNOWN}},
-    {"Null name", {nullptr}, DISP_E_UNKNOWNNAME, {DISPID_UNKNOWN}},
-    {"Letter that only looks like another",
-     {L"M\x0131"
-      L"d"},
-     DISP_E_UNKNOWNNAME,
-     {DISPID_UNKNOWN}},
-    {"Parameter as member", {L"nStart"}, DISP_E_UNKNOWNNAME, {DISPID_UNKNOWN}},
-    {"Name of the result", {L"Mid", L"pbsPart"}, DISP_E_UNKNOWNNAME, {StringId::Mid, DISPID_UNKNOWN}},
-    {"Empty parameter", {L"Value", L""}, DISP_E_UNKNOWNNAME, {StringId::Value, DISPID_UNKNOWN}},
-    {"Unknown parameter among others", {L"Mid", L"x", L"nLength"}, DISP_E_UNKNOWNNAME, {StringId::Mid, -1, 1}},
-    {"Parameters of an unknown member", {L"x", L"nStart"}, DISP_E_UNKNOWNNAME, {DISPID_UNKNOWN, DISPID_UNKNOWN}},
-    {"Members of IUnknown", {L"QueryInterface"}, DISP_E_UNKNOWNNAME, {DISPID_UNKNOWN}},
-    {"Members of IDispatch", {L"Invoke"}, DISP_E_UNKNOWNNAME, {DISPID_UNKNOWN}},
-};
-
-TEST_F(NXDispatchRulesTest, Names_AreThoseOfMembersAndParametersInAnyCase) {
-    const DispatchObject object = NewLateBound<CNXString>();
-    for (const NamesRow& row : namesRows) {
-        std::vector<DISPID> ids;
-        EXPECT_HR(IdsOf(object, row.names, ids), row.hr) << row.name;
-        EXPECT_EQ(ids, row.ids) << row.name;
-    }
-}
-
-TEST_F(NXDispatchRulesTest, Names_HaveNoCaseButThatOfLetters) {
-    const DispatchObject list = NewLateBound<CNXStringList>();
-    std::vector<DISPID> ids;
-    EXPECT_HR(IdsOf(list, {L"_iTEM"}, ids), S_OK);
-    EXPECT_EQ(ids, std::vector<DISPID>{DISPID_VALUE});
-    EXPECT_HR(IdsOf(list, {L"\x7FItem"}, ids), DISP_E_UNKNOWNNAME) << "differs from an underscore as a from A";
-}
-
-TEST_F(NXDispatchRulesTest, Names_DoNotDependOnIidAndLocale) {
-    std::vector<DISPID> ids;
-    EXPECT_HR(IdsOf(NewLateBound<CNXString>(), {L"TRIM"}, ids, IID_IDispatch, 0x041F), S_OK);
-    EXPECT_EQ(ids, std::vector<DISPID>{0x60020002});
-}
-
-TEST_F(NXDispatchRulesTest, Names_NullArrays_AreRefused) {
-    const DispatchObject object = NewLateBound<CNXString>();
-    auto* name = const_cast<LPOLESTR>(L"Mid");
-    DISPID id = 77;
-    EXPECT_HR(object.Raw()->GetIDsOfNames(IID_NULL, nullptr, 1, english, &id), E_POINTER);
-    EXPECT_HR(object.Raw()->GetIDsOfNames(IID_NULL, &name, 1, english, nullptr), E_POINTER);
-    EXPECT_EQ(id, 77);
-    EXPECT_HR(object.Raw()->GetIDsOfNames(IID_NULL, &name, 0, english, &id), S_OK);
-    EXPECT_EQ(id, 77) << "no name, no identifier";
-}
-
-// ---------------------------------------------------------------------------------------------------------------------
 // The call as a whole
 
 TEST_F(NXDispatchRulesTest, Iid_OtherThanNull_IsRefused) {
@@ -189,7 +87,7 @@ constexpr ParametersRow parametersRows[] = {
     {"Two names for one argument", true, true, 1, 2, E_INVALIDARG},
 };
 
-TEST_F(NXDispatchRulesTest, Parameters_ThatContradictThemselves_AreRefused) {
+TEST_F(NXDispatchRulesTest, Parameters_WithoutTheirArraysOrArguments_AreRefused) {
     for (const ParametersRow& row : parametersRows) {
         const DispatchObject object = StringOf(L"text");
         std::array<VARIANT, 2> arguments = {};
@@ -242,7 +140,7 @@ constexpr KindRow kindRows[] = {
     {"Unknown member with too many arguments", 0x6002000A, method, 5, DISP_E_MEMBERNOTFOUND},
     {"DISPID_UNKNOWN", DISPID_UNKNOWN, method, 0, DISP_E_MEMBERNOTFOUND},
     {"Default property of a class without one", DISPID_VALUE, get, 0, DISP_E_MEMBERNOTFOUND},
-    {"The put's place in the vtable", 0x60020008, put, 1, DISP_E_MEMBERNOTFOUND},
+    {"The put's index in the vtable", 0x60020008, put, 1, DISP_E_MEMBERNOTFOUND},
     {"IUnknown.QueryInterface", 0x60000000, method, 0, DISP_E_MEMBERNOTFOUND},
     {"IUnknown.AddRef", 0x60000001, method, 0, DISP_E_MEMBERNOTFOUND},
     {"IUnknown.Release", 0x60000002, method, 0, DISP_E_MEMBERNOTFOUND},
@@ -303,7 +201,7 @@ template <class List, class ListInterface> void ExpectObjectsArePut(IDispatch* e
             EXPECT_EQ(reply.value.Object(), element) << flags << ", " << index;
         }
     }
-    EXPECT_EQ(ReferencesOf(element), 1u) << "the caller's alone";
+    EXPECT_EQ(ReferencesOf(element), 1u) << "the test's";
 }
 
 TEST_F(NXDispatchRulesTest, PutRef_OfATokenString_IsAPut) {
@@ -340,7 +238,7 @@ template <class Class> void ExpectCountsAreChecked() {
     }
 }
 
-TEST_F(NXDispatchRulesTest, ArgumentCount_OutsideTheMembers_IsRefusedByEveryClass) {
+TEST_F(NXDispatchRulesTest, ArgumentCount_OutsideTheMembersRange_IsRefusedByEveryClass) {
     ExpectCountsAreChecked<CNXString>();
     ExpectCountsAreChecked<CNXTokenString>();
     ExpectCountsAreChecked<CNXStringList>();
@@ -350,7 +248,7 @@ TEST_F(NXDispatchRulesTest, ArgumentCount_OutsideTheMembers_IsRefusedByEveryClas
     ExpectCountsAreChecked<CNXVariantCollection>();
 }
 
-TEST_F(NXDispatchRulesTest, ArgumentCount_MayLeaveOutTheOptionalOnes) {
+TEST_F(NXDispatchRulesTest, ArgumentCount_WithoutTheOptionalOnes_IsEnough) {
     const DispatchObject collection = CollectionOf(2);
     EXPECT_HR(collection.Call(L"Add", L"last").hr, S_OK);
     EXPECT_BSTR(collection.Get(L"Item", 3).value.Text(), L"last");
@@ -365,7 +263,7 @@ TEST_F(NXDispatchRulesTest, ArgumentCount_MayLeaveOutTheOptionalOnes) {
 // ---------------------------------------------------------------------------------------------------------------------
 // Arguments left out
 
-/// Calls `check` with an argument that is left out, in each of the ways to say so.
+/// Calls `check` with each form of a missing argument.
 template <class Check> void ForEachMissing(Check check) {
     const Variant missing = Variant::Missing();
     check("by value", *missing.Raw());
@@ -401,7 +299,7 @@ TEST_F(NXDispatchRulesTest, RequiredNewValue_LeftOut_IsNotOptional) {
     EXPECT_BSTR(TextOf(object), L"abc");
 }
 
-TEST_F(NXDispatchRulesTest, RequiredParameter_ThatNoNameFills_IsNotOptional) {
+TEST_F(NXDispatchRulesTest, RequiredParameter_WithoutANamedArgument_IsNotOptional) {
     const DispatchObject collection = CollectionOf(1);
     EXPECT_HR(collection.Invoke({.member = CollectionId::Add, .arguments = {1}, .names = {1}}).hr,
               DISP_E_PARAMNOTOPTIONAL);
@@ -421,7 +319,7 @@ TEST_F(NXDispatchRulesTest, OptionalParameter_LeftOut_IsZero) {
     });
 }
 
-TEST_F(NXDispatchRulesTest, AnotherError_IsNoArgumentLeftOut) {
+TEST_F(NXDispatchRulesTest, AnotherError_IsNotAMissingArgument) {
     Variant error = Variant::Missing();
     V_ERROR(error.Raw()) = E_FAIL;
     const DispatchObject collection = CollectionOf(1);
@@ -430,368 +328,6 @@ TEST_F(NXDispatchRulesTest, AnotherError_IsNoArgumentLeftOut) {
     EXPECT_EQ(position.badArgument, 0u);
     EXPECT_HR(collection.Call(L"Add", error).hr, S_OK) << "a VARIANT may be anything else";
     EXPECT_EQ(collection.Get(L"Item", 2).value.Type(), VT_ERROR);
-}
-
-// ---------------------------------------------------------------------------------------------------------------------
-// Named arguments
-
-/// A call, of which the last arguments are named, and what comes of it.
-struct NamedRow {
-    const char* name;
-    std::vector<Variant> arguments;
-    std::vector<DISPID> names; ///< of the last arguments, in their order
-    const wchar_t* text;       ///< null: the call is refused with DISP_E_PARAMNOTFOUND
-    UINT badArgument = noArgument;
-};
-
-const NamedRow namedMethodRows[] = {
-    // Mid(nStart, nLength) of "abcdef"
-    {"No names", {1, 3}, {}, L"bcd"},
-    {"Second", {1, 3}, {1}, L"bcd"},
-    {"Both", {1, 3}, {0, 1}, L"bcd"},
-    {"Both in the other order", {3, 1}, {1, 0}, L"bcd"},
-    {"Unknown, the only one", {1, 3}, {2}, nullptr, 0},
-    {"Unknown, a parameter's in its low byte", {1, 3}, {0x101}, nullptr, 0},
-    {"Unknown, negative", {1, 3}, {-255}, nullptr, 0},
-    {"Unknown, passed first", {1, 3}, {7, 1}, nullptr, 1},
-    {"Unknown, passed last", {1, 3}, {0, 7}, nullptr, 0},
-    {"Negative", {1, 3}, {DISPID_UNKNOWN}, nullptr, 0},
-    {"That of a positional argument", {1, 3}, {0}, nullptr, 0},
-    {"New value in a method", {1, 3}, {DISPID_PROPERTYPUT}, nullptr, 0},
-};
-
-TEST_F(NXDispatchRulesTest, NamedArguments_OfAMethod_AreFoundByPosition) {
-    for (const NamedRow& row : namedMethodRows) {
-        const Reply reply =
-            StringOf(L"abcdef").Invoke({.member = StringId::Mid, .arguments = row.arguments, .names = row.names});
-        EXPECT_HR(reply.hr, row.text != nullptr ? S_OK : DISP_E_PARAMNOTFOUND) << row.name;
-        EXPECT_EQ(reply.badArgument, row.badArgument) << row.name;
-        if (row.text != nullptr) {
-            EXPECT_BSTR(reply.value.Text(), row.text) << row.name;
-        }
-    }
-}
-
-const NamedRow namedPutRows[] = {
-    // Item(index) = new value, of ("zero", "one")
-    {"New value", {1, L"new"}, {DISPID_PROPERTYPUT}, L"new"},
-    {"Index and new value", {1, L"new"}, {0, DISPID_PROPERTYPUT}, L"new"},
-    {"New value and index", {L"new", 1}, {DISPID_PROPERTYPUT, 0}, L"new"},
-    {"New value without a name", {1, L"new"}, {}, nullptr, 0},
-    {"New value by position", {1, L"new"}, {1}, nullptr, 0},
-    {"Both by position", {1, L"new"}, {0, 1}, nullptr, 0},
-    {"New value without a name behind a named index", {L"new", 1}, {0}, nullptr, 0},
-};
-
-TEST_F(NXDispatchRulesTest, NamedArguments_OfAPut_NameTheNewValue) {
-    for (const NamedRow& row : namedPutRows) {
-        const DispatchObject list = ListOf({L"zero", L"one"});
-        const Reply reply =
-            list.Invoke({.member = ListId::Item, .flags = put, .arguments = row.arguments, .names = row.names});
-        EXPECT_HR(reply.hr, row.text != nullptr ? S_OK : DISP_E_PARAMNOTFOUND) << row.name;
-        EXPECT_EQ(reply.badArgument, row.badArgument) << row.name;
-        EXPECT_BSTR(list.Get(L"Item", 1).value.Text(), row.text != nullptr ? row.text : L"one") << row.name;
-        EXPECT_EQ(CountOf<INXStringList>(list), 2) << row.name;
-    }
-}
-
-TEST_F(NXDispatchRulesTest, NamedArguments_OfAPutWithoutOthers_NameTheNewValue) {
-    const DispatchObject object = StringOf(L"old");
-    for (const std::vector<DISPID>& names : {std::vector<DISPID>{}, {0}, {DISPID_UNKNOWN}}) {
-        const Reply reply =
-            object.Invoke({.member = StringId::Value, .flags = put, .arguments = {L"new"}, .names = names});
-        EXPECT_HR(reply.hr, DISP_E_PARAMNOTFOUND);
-        EXPECT_EQ(reply.badArgument, 0u);
-        EXPECT_BSTR(TextOf(object), L"old");
-    }
-}
-
-TEST_F(NXDispatchRulesTest, NamedArguments_GivenTwice_AreRefused) {
-    const auto expectRefused = [](const Reply& reply) {
-        EXPECT_HR(reply.hr, DISP_E_PARAMNOTFOUND);
-        EXPECT_LE(reply.badArgument, 1u) << "either of the two";
-    };
-    const DispatchObject object = StringOf(L"abcdef");
-    expectRefused(object.Invoke({.member = StringId::Mid, .arguments = {1, 3}, .names = {0, 0}}));
-    expectRefused(object.Invoke({.member = StringId::Mid, .arguments = {1, 3}, .names = {1, 1}}));
-    const DispatchObject list = ListOf({L"zero", L"one"});
-    expectRefused(list.Invoke({.member = ListId::Item,
-                               .flags = put,
-                               .arguments = {1, L"new"},
-                               .names = {DISPID_PROPERTYPUT, DISPID_PROPERTYPUT}}));
-    EXPECT_BSTR(list.Get(L"Item", 1).value.Text(), L"one");
-}
-
-TEST_F(NXDispatchRulesTest, NamedArguments_OfAGet_HaveNoNewValue) {
-    const DispatchObject list = ListOf({L"zero", L"one"});
-    const Reply refused =
-        list.Invoke({.member = ListId::Item, .flags = get, .arguments = {1}, .names = {DISPID_PROPERTYPUT}});
-    EXPECT_HR(refused.hr, DISP_E_PARAMNOTFOUND);
-    EXPECT_EQ(refused.badArgument, 0u);
-    const Reply reply = list.Invoke({.member = ListId::Item, .flags = get, .arguments = {1}, .names = {0}});
-    EXPECT_BSTR(reply.value.Text(), L"one");
-}
-
-TEST_F(NXDispatchRulesTest, NamedArguments_MayLeaveOutTheOptionalOnes) {
-    const DispatchObject collection = CollectionOf(1);
-    EXPECT_HR(collection.Invoke({.member = CollectionId::Add, .arguments = {L"last"}, .names = {0}}).hr, S_OK);
-    EXPECT_HR(collection.Invoke({.member = CollectionId::Add, .arguments = {1, L"first"}, .names = {1, 0}}).hr, S_OK);
-    EXPECT_BSTR(collection.Get(L"Item", 1).value.Text(), L"first");
-    EXPECT_EQ(collection.Get(L"Item", 2).value.Int(), 1);
-    EXPECT_BSTR(collection.Get(L"Item", 3).value.Text(), L"last");
-    EXPECT_HR(collection.Invoke({.member = CollectionId::Remove, .arguments = {1}, .names = {0}}).hr, S_OK);
-    EXPECT_EQ(collection.Get(L"Item", 1).value.Int(), 1);
-}
-
-TEST_F(NXDispatchRulesTest, BadArgument_NeedNotBeAskedFor) {
-    const DispatchObject object = StringOf(L"abcdef");
-    EXPECT_HR(object.Invoke({.member = StringId::Mid, .arguments = {1, 3}, .names = {7}, .wantsDetails = false}).hr,
-              DISP_E_PARAMNOTFOUND);
-    EXPECT_HR(object.Invoke({.member = StringId::Mid, .arguments = {1, L"x"}, .wantsDetails = false}).hr,
-              DISP_E_TYPEMISMATCH);
-}
-
-// ---------------------------------------------------------------------------------------------------------------------
-// Results
-
-/// The DISPID of a member.
-DISPID IdOf(const DispatchObject& object, const wchar_t* name) {
-    DISPID id = DISPID_UNKNOWN;
-    support::Require(support::Member(name).Resolve(object.Raw(), id), "GetIDsOfNames");
-    return id;
-}
-
-struct ResultRow {
-    const char* name;
-    DispatchObject (*create)();
-    const wchar_t* member;
-    WORD flags;
-    std::vector<Variant> arguments;
-    VARTYPE type;
-};
-
-const ResultRow resultRows[] = {
-    {"int", [] { return StringOf(L" a "); }, L"Trim", method, {}, VT_I4},
-    {"long", [] { return StringOf(L"abc"); }, L"Length", get, {}, VT_I4},
-    {"BSTR", [] { return StringOf(L"abc"); }, L"Value", get, {}, VT_BSTR},
-    {"VARIANT_BOOL of a property", [] { return NewLateBound<CNXTokenString>(); }, L"MultiCharacter", get, {}, VT_BOOL},
-    {"VARIANT_BOOL of a method", [] { return NewLateBound<CNXFileStream>(); }, L"IsOpen", method, {}, VT_BOOL},
-    {"Object", [] { return NewLateBound<CNXTokenStringList>(); }, L"AddNew", method, {}, VT_DISPATCH},
-    {"Object of a property", [] { return NewLateBound<CNXFileStreamList>(); }, L"New", get, {}, VT_DISPATCH},
-    {"IUnknown", [] { return NewLateBound<CNXStringList>(); }, L"_NewEnum", get, {}, VT_UNKNOWN},
-    {"VARIANT has the type of its value", [] { return CollectionOf(1); }, L"Item", get, {1}, VT_I4},
-};
-
-TEST_F(NXDispatchRulesTest, Result_HasTheTypeOfTheMember) {
-    for (const ResultRow& row : resultRows) {
-        const DispatchObject object = row.create();
-        const Reply reply =
-            object.Invoke({.member = IdOf(object, row.member), .flags = row.flags, .arguments = row.arguments});
-        EXPECT_HR(reply.hr, S_OK) << row.name;
-        EXPECT_EQ(reply.value.Type(), row.type) << row.name;
-    }
-}
-
-TEST_F(NXDispatchRulesTest, Result_IsTheMembers) {
-    EXPECT_EQ(StringOf(L"  a ").Call(L"Trim").value.Int(), 3);
-    EXPECT_EQ(StringOf(L"abc").Get(L"Length").value.Int(), 3);
-    EXPECT_EQ(V_BOOL(NewLateBound<CNXFileStream>().Call(L"IsEOF").value.Raw()), VARIANT_TRUE);
-    EXPECT_EQ(V_BOOL(NewLateBound<CNXFileStream>().Call(L"IsOpen").value.Raw()), VARIANT_FALSE);
-    const DispatchObject tokens = NewLateBound<CNXTokenStringList>();
-    ASSERT_HR(tokens.Call(L"Add", Nothing()).hr, S_OK);
-    EXPECT_EQ(tokens.Get(L"Item", 0).value.Object(), nullptr);
-}
-
-TEST_F(NXDispatchRulesTest, Result_ReplacesWhateverTheVariableHolds) {
-    Answers answers;
-    EXPECT_HR(Call(StringOf(L"abc").Raw(), StringId::Length, get, {}, answers), S_OK);
-    EXPECT_EQ(V_VT(&answers.result), VT_I4);
-    EXPECT_EQ(V_I4(&answers.result), 3);
-    EXPECT_TRUE(answers.ExceptionIsUntouched());
-    EXPECT_EQ(answers.badArgument, support::untouchedArgument);
-
-    Foreign object{0};
-    object.AddRef();
-    V_VT(&answers.result) = VT_DISPATCH;
-    V_DISPATCH(&answers.result) = &object;
-    EXPECT_HR(Call(StringOf(L"abc").Raw(), StringId::Length, get, {}, answers), S_OK);
-    EXPECT_EQ(V_VT(&answers.result), VT_I4);
-    EXPECT_EQ(object.references, 1u) << "the variable is the caller's, and may be full of garbage";
-}
-
-TEST_F(NXDispatchRulesTest, Result_OfAMemberWithoutOne_IsUntouched) {
-    const Variant zero(0);
-    const DispatchObject list = ListOf({L"zero"});
-    Answers answers;
-    EXPECT_HR(Call(StringOf(L"abc").Raw(), StringId::Clear, method, {}, answers), S_OK);
-    EXPECT_HR(Call(list.Raw(), 0x60020004, method, {*zero.Raw()}, answers), S_OK);
-    EXPECT_EQ(CountOf<INXStringList>(list), 0);
-    EXPECT_TRUE(answers.ResultIsUntouched());
-    EXPECT_TRUE(answers.ExceptionIsUntouched());
-}
-
-TEST_F(NXDispatchRulesTest, Result_ThatNobodyWants_IsFreed) {
-    const DispatchObject tokens = NewLateBound<CNXTokenStringList>();
-    EXPECT_HR(tokens.Invoke({.member = TokenStrings::idAddNew, .wantsValue = false}).hr, S_OK);
-    EXPECT_EQ(CountOf<INXTokenStringList>(tokens), 1);
-    EXPECT_HR(StringOf(L"abc").Invoke({.member = StringId::Left, .arguments = {2}, .wantsValue = false}).hr, S_OK);
-    EXPECT_HR(StringOf(L"abc").Invoke({.member = StringId::Value, .flags = get, .wantsValue = false}).hr, S_OK);
-}
-
-TEST_F(NXDispatchRulesTest, Result_MayBeAtAnOddAddress) {
-    support::AtOddAddress<VARIANT> result{VARIANT{}};
-    DISPPARAMS none = {};
-    EXPECT_HR(StringOf(L"abc").Raw()->Invoke(StringId::Value, IID_NULL, english, get, &none, result.Address(), nullptr,
-                                             nullptr),
-              S_OK);
-    VARIANT value = result.Value();
-    ASSERT_EQ(V_VT(&value), VT_BSTR);
-    EXPECT_BSTR(V_BSTR(&value), L"abc");
-    VariantClear(&value);
-}
-
-// ---------------------------------------------------------------------------------------------------------------------
-// Failures
-
-/// What a caller got of a failed call; owns the texts.
-void ExpectException(Answers& answers, SCODE code, const wchar_t* source, const wchar_t* description) {
-    const Bstr itsSource(answers.exception.bstrSource);
-    const Bstr itsDescription(answers.exception.bstrDescription);
-    if (source != nullptr) {
-        EXPECT_BSTR(itsSource, source);
-        EXPECT_BSTR(itsDescription, description);
-    } else {
-        EXPECT_NULL_BSTR(itsSource);
-        EXPECT_NULL_BSTR(itsDescription);
-    }
-    EXPECT_NULL_BSTR(answers.exception.bstrHelpFile);
-    EXPECT_EQ(answers.exception.dwHelpContext, 0u);
-    EXPECT_EQ(answers.exception.wCode, 0);
-    EXPECT_EQ(answers.exception.wReserved, 0);
-    EXPECT_EQ(answers.exception.pvReserved, nullptr);
-    EXPECT_TRUE(answers.exception.pfnDeferredFillIn == nullptr);
-    EXPECT_HR(answers.exception.scode, code);
-    EXPECT_TRUE(answers.ResultIsUntouched());
-    EXPECT_EQ(answers.badArgument, support::untouchedArgument);
-}
-
-TEST_F(NXDispatchRulesTest, Failure_FillsInEveryFieldOfTheException) {
-    const Variant nine(9);
-    Answers answers;
-    EXPECT_HR(Call(NewLateBound<CNXTokenString>().Raw(), DISPID_VALUE, get, {*nine.Raw()}, answers), DISP_E_EXCEPTION);
-    ExpectException(answers, E_FAIL, L"Nuvolex.NXTokenString.1", L"Index out of bounds!");
-    EXPECT_FALSE(support::HasErrorRecord()) << "it is the exception now";
-}
-
-TEST_F(NXDispatchRulesTest, Failure_WithoutADescription_FillsInEveryFieldToo) {
-    Probe probe;
-    probe.run = [] { return E_ACCESSDENIED; };
-    Answers answers;
-    EXPECT_HR(Call(&probe, Probe::Member, method, {}, answers), DISP_E_EXCEPTION);
-    ExpectException(answers, E_ACCESSDENIED, nullptr, nullptr);
-}
-
-TEST_F(NXDispatchRulesTest, Failure_TakesTheErrorRecordOfTheMember) {
-    Probe probe;
-    probe.run = [] {
-        support::LeaveErrorRecord(L"source", L"description", L"help.chm", 12);
-        return E_ACCESSDENIED;
-    };
-    const Reply reply = DispatchObject(&probe).Call(Probe::Member);
-    EXPECT_HR(reply.hr, DISP_E_EXCEPTION);
-    EXPECT_HR(reply.exception->scode, E_ACCESSDENIED);
-    EXPECT_BSTR(reply.exception->bstrSource, L"source");
-    EXPECT_BSTR(reply.exception->bstrDescription, L"description");
-    EXPECT_BSTR(reply.exception->bstrHelpFile, L"help.chm");
-    EXPECT_EQ(reply.exception->dwHelpContext, 12u);
-}
-
-TEST_F(NXDispatchRulesTest, Failure_NeedNotBeExplained) {
-    const DispatchObject list = ListOf({});
-    EXPECT_HR(list.Invoke({.member = ListId::Item, .flags = get, .arguments = {0}, .wantsDetails = false}).hr,
-              DISP_E_EXCEPTION);
-}
-
-TEST_F(NXDispatchRulesTest, Failure_OfTheTokenStringListsDefaultProperty_HasNoText) {
-    const Variant nine(9);
-    const DispatchObject tokens = NewLateBound<CNXTokenStringList>();
-    for (const bool earlier : {false, true}) {
-        if (earlier) {
-            support::LeaveErrorRecord(L"earlier", L"of an earlier call");
-        }
-        Answers answers;
-        EXPECT_HR(Call(tokens.Raw(), DISPID_VALUE, get, {*nine.Raw()}, answers), DISP_E_EXCEPTION) << earlier;
-        ExpectException(answers, E_FAIL, nullptr, nullptr);
-    }
-}
-
-TEST_F(NXDispatchRulesTest, Failure_ForMemory_HasNoText) {
-    const DispatchObject object = StringOf(L"text");
-    support::LeaveErrorRecord(L"earlier", L"of an earlier call");
-    Answers answers;
-    {
-        const AllocationFault fault(1);
-        EXPECT_HR(Call(object.Raw(), StringId::Value, get, {}, answers), DISP_E_EXCEPTION);
-        EXPECT_TRUE(fault.Fired());
-    }
-    ExpectException(answers, E_OUTOFMEMORY, nullptr, nullptr);
-}
-
-TEST_F(NXDispatchRulesTest, Refusal_LeavesTheAnswersAlone) {
-    const Variant text(L"x");
-    const Variant one(1);
-    const DispatchObject object = StringOf(L"text");
-    Answers answers;
-    EXPECT_HR(Call(object.Raw(), StringId::Left, method, {*text.Raw()}, answers), DISP_E_TYPEMISMATCH);
-    EXPECT_EQ(answers.badArgument, 0u);
-    answers.badArgument = support::untouchedArgument;
-    EXPECT_HR(Call(object.Raw(), StringId::Left, method, {}, answers), DISP_E_BADPARAMCOUNT);
-    EXPECT_HR(Call(object.Raw(), StringId::Length, put, {}, answers), DISP_E_MEMBERNOTFOUND);
-    EXPECT_EQ(answers.badArgument, support::untouchedArgument);
-    EXPECT_HR(Call(object.Raw(), StringId::Value, put, {*one.Raw()}, answers), DISP_E_PARAMNOTFOUND);
-    EXPECT_EQ(answers.badArgument, 0u);
-    EXPECT_TRUE(answers.ResultIsUntouched());
-    EXPECT_TRUE(answers.ExceptionIsUntouched());
-}
-
-struct ExceptionRow {
-    const char* name;
-    HRESULT (*run)();
-    HRESULT hr;
-};
-
-const ExceptionRow exceptionRows[] = {
-    {"_com_error", []() -> HRESULT { throw _com_error(E_ACCESSDENIED); }, E_ACCESSDENIED},
-    {"_com_error for memory", []() -> HRESULT { throw _com_error(E_OUTOFMEMORY); }, E_OUTOFMEMORY},
-    {"std::bad_alloc", []() -> HRESULT { throw std::bad_alloc(); }, E_OUTOFMEMORY},
-    {"std::exception", []() -> HRESULT { throw std::runtime_error("text"); }, E_UNEXPECTED},
-    {"int", []() -> HRESULT { throw 42; }, E_UNEXPECTED},
-};
-
-TEST_F(NXDispatchRulesTest, Exception_IsReturnedAsItsHresult) {
-    for (const ExceptionRow& row : exceptionRows) {
-        Probe probe;
-        probe.run = row.run;
-        support::LeaveErrorRecord(L"earlier", L"of an earlier call");
-        Answers answers;
-        EXPECT_HR(Call(&probe, Probe::Member, method, {}, answers), row.hr) << row.name;
-        EXPECT_TRUE(answers.ResultIsUntouched()) << row.name;
-        EXPECT_TRUE(answers.ExceptionIsUntouched()) << row.name;
-        EXPECT_EQ(answers.badArgument, support::untouchedArgument) << row.name;
-        EXPECT_FALSE(support::HasErrorRecord()) << row.name;
-        EXPECT_EQ(probe.references, 0u) << row.name;
-    }
-}
-
-TEST_F(NXDispatchRulesTest, Exception_OfAClass_IsReturnedAsItsHresult) {
-    const DispatchObject object = StringOf(L"text");
-    const Invocation call = {.member = StringId::Left, .arguments = {2}};
-    const AllocationFault fault(1);
-    const Reply reply = object.Invoke(call);
-    EXPECT_TRUE(fault.Fired());
-    EXPECT_HR(reply.hr, E_OUTOFMEMORY);
-    EXPECT_HR(reply.exception->scode, S_OK);
-    EXPECT_EQ(reply.value.Type(), VT_EMPTY);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// NXFileStreamList, the object in the registered DLL: what it does not share with the other list of objects.
+// NXFileStreamList: what differs from the other list of automation objects.
 
 #include <climits>
 #include <string>
@@ -10,14 +10,12 @@
 #include "tests/automation/dispatch.h"
 #include "tests/automation/objectlist.h"
 #include "tests/core/textfiles.h"
-#include "tests/support/allocation_faults.h"
 #include "tests/support/bstr.h"
 
 namespace {
 
 using support::AreSame;
 using support::Bstr;
-using support::ExpectNoLeaks;
 using support::IsClosed;
 using support::ReferencesOf;
 using support::Way;
@@ -32,14 +30,11 @@ void Open(INXFileStream* stream, const std::wstring& path) {
     EXPECT_EQ(open, VARIANT_TRUE);
 }
 
-class NXFileStreamListTest : public ::testing::TestWithParam<Way> {
+class NXFileStreamListTest : public support::EitherWayTest<FileStreamList> {
   protected:
-    static void SetUpTestSuite() { FileStreamList::WarmUp(); }
-
     NXFileStreamListTest() { support::WriteBytes(path, "line\r\n"); }
 
   private:
-    const ExpectNoLeaks m_noLeaks;
     const support::TemporaryFolder m_folder;
 
   protected:
@@ -52,22 +47,22 @@ class NXFileStreamListTest : public ::testing::TestWithParam<Way> {
 INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXFileStreamListTest, ::testing::Values(Way::Vtable, Way::LateBound),
                          support::NameOfWay);
 
-TEST_P(NXFileStreamListTest, Item_WrittenBehindTheLast_IsRefused) {
-    EXPECT_TRUE(list.Refuses([&] { list.SetItem(0, a); }));
+TEST_P(NXFileStreamListTest, Item_WrittenAfterTheLast_IsRefused) {
+    EXPECT_TRUE(list.RefusesIndex([&] { list.SetItem(0, a); }));
     EXPECT_EQ(list.Count(), 0);
     list.Add(a);
-    EXPECT_TRUE(list.Refuses([&] { list.SetItem(1, b); }));
-    EXPECT_TRUE(list.Refuses([&] { list.SetItem(1, nullptr); }));
+    EXPECT_TRUE(list.RefusesIndex([&] { list.SetItem(1, b); }));
+    EXPECT_TRUE(list.RefusesIndex([&] { list.SetItem(1, nullptr); }));
     EXPECT_TRUE(list.Holds({a}));
     EXPECT_EQ(ReferencesOf(b), 1u);
 }
 
-TEST_P(NXFileStreamListTest, DefaultItem_OfABadIndex_IsRefusedLikeItem) {
-    EXPECT_TRUE(list.Refuses([&] { list.DefaultItem(0); }));
+TEST_P(NXFileStreamListTest, DefaultItem_OfAnInvalidIndex_IsRefusedLikeItem) {
+    EXPECT_TRUE(list.RefusesIndex([&] { list.DefaultItem(0); }));
     list.Add(a);
     for (const long index : {1L, 2L, -1L, LONG_MIN, LONG_MAX}) {
         SCOPED_TRACE(index);
-        EXPECT_TRUE(list.Refuses([&] { list.DefaultItem(index); }));
+        EXPECT_TRUE(list.RefusesIndex([&] { list.DefaultItem(index); }));
     }
     EXPECT_TRUE(list.Holds({a}));
 }
@@ -94,7 +89,7 @@ TEST_P(NXFileStreamListTest, Streams_KeepTheirPlaceInTheFile) {
     }
 }
 
-TEST_P(NXFileStreamListTest, Files_StayOpenAsLongAsTheListHoldsTheirStreams) {
+TEST_P(NXFileStreamListTest, Files_StayOpenWhileTheListHoldsTheirStreams) {
     Open(list.AddNew(), path);
     EXPECT_FALSE(IsClosed(path));
     list.Remove(0);
@@ -121,15 +116,9 @@ TEST_P(NXFileStreamListTest, Files_OfStreamsThatOthersHold_StayOpen) {
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
-// What is special to the vtable
+// Through the vtable
 
-class NXFileStreamListVtableTest : public ::testing::Test {
-  protected:
-    static void SetUpTestSuite() { FileStreamList::WarmUp(); }
-
-  private:
-    const ExpectNoLeaks m_noLeaks;
-
+class NXFileStreamListVtableTest : public support::ClassTest<FileStreamList> {
   protected:
     const FileStreamList list{Way::Vtable};
 };
@@ -144,7 +133,7 @@ TEST_F(NXFileStreamListVtableTest, AddNew_GivesTheCallerAReference) {
     EXPECT_EQ(ReferencesOf(added), 1u);
 }
 
-TEST_F(NXFileStreamListVtableTest, AddNew_WithoutPlaceForTheResult_IsRefusedAndAppendsNothing) {
+TEST_F(NXFileStreamListVtableTest, AddNew_WithoutAResult_IsRefusedAndAppendsNothing) {
     SetErrorInfo(0, nullptr);
     EXPECT_HR(list.Raw()->AddNew(nullptr), E_POINTER);
     EXPECT_EQ(list.Count(), 0);

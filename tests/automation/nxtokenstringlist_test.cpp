@@ -1,4 +1,4 @@
-// NXTokenStringList, the object in the registered DLL: what it does not share with the other list of objects.
+// NXTokenStringList: what differs from the other list of automation objects.
 
 #include <climits>
 #include <utility>
@@ -16,7 +16,6 @@ namespace {
 
 using support::AreSame;
 using support::Bstr;
-using support::ExpectNoLeaks;
 using support::ForEachAllocationFailure;
 using support::ReferencesOf;
 using support::Way;
@@ -24,13 +23,7 @@ using support::Way;
 using TokenStringList = support::ObjectList<support::TokenStrings>;
 using Tokens = CComPtr<INXTokenString>;
 
-class NXTokenStringListTest : public ::testing::TestWithParam<Way> {
-  protected:
-    static void SetUpTestSuite() { TokenStringList::WarmUp(); }
-
-  private:
-    const ExpectNoLeaks m_noLeaks;
-
+class NXTokenStringListTest : public support::EitherWayTest<TokenStringList> {
   protected:
     const TokenStringList list{GetParam()};
     const Tokens a = TokenStringList::NewElement();
@@ -40,7 +33,7 @@ class NXTokenStringListTest : public ::testing::TestWithParam<Way> {
 INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXTokenStringListTest, ::testing::Values(Way::Vtable, Way::LateBound),
                          support::NameOfWay);
 
-TEST_P(NXTokenStringListTest, Item_WrittenBehindTheLast_IsAppended) {
+TEST_P(NXTokenStringListTest, Item_WrittenAfterTheLast_IsAppended) {
     list.SetItem(0, a);
     list.SetItem(1, b);
     list.SetItem(2, nullptr);
@@ -48,7 +41,7 @@ TEST_P(NXTokenStringListTest, Item_WrittenBehindTheLast_IsAppended) {
     EXPECT_EQ(ReferencesOf(a), 2u);
 }
 
-TEST_P(NXTokenStringListTest, DefaultItem_OfABadIndex_IsRefusedWithoutExplanation) {
+TEST_P(NXTokenStringListTest, DefaultItem_OfAnInvalidIndex_IsRefusedWithoutADescription) {
     list.Add(a);
     SetErrorInfo(0, nullptr);
     for (const long index : {1L, 2L, -1L, LONG_MIN, LONG_MAX}) {
@@ -70,15 +63,9 @@ TEST_P(NXTokenStringListTest, AddNew_GivesAnEmptyTokenString) {
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
-// What is special to the vtable
+// Through the vtable
 
-class NXTokenStringListVtableTest : public ::testing::Test {
-  protected:
-    static void SetUpTestSuite() { TokenStringList::WarmUp(); }
-
-  private:
-    const ExpectNoLeaks m_noLeaks;
-
+class NXTokenStringListVtableTest : public support::ClassTest<TokenStringList> {
   protected:
     const TokenStringList list{Way::Vtable};
 };
@@ -92,14 +79,14 @@ TEST_F(NXTokenStringListVtableTest, AddNew_LendsAPointerWithoutAReference) {
     EXPECT_TRUE(AreSame(list.Item(0), lent));
 }
 
-TEST_F(NXTokenStringListVtableTest, AddNew_AfterALateBoundOne_LendsAgain) {
+TEST_F(NXTokenStringListVtableTest, AddNew_AfterALateBoundCall_LendsToo) {
     EXPECT_HR(list.LateBound().Call(L"AddNew").hr, S_OK);
     INXTokenString* lent = nullptr;
     EXPECT_HR(list.Raw()->AddNew(&lent), S_OK);
     EXPECT_EQ(ReferencesOf(lent), 1u);
 }
 
-TEST_F(NXTokenStringListVtableTest, AddNew_OfAnEntrysOwnCode_LendsAlsoWithinALateBoundCall) {
+TEST_F(NXTokenStringListVtableTest, AddNew_CalledByAnEntryDuringALateBoundCall_LendsToo) {
     support::StackTokenString foreign;
     bool armed = false;
     const auto addNew = [&] {
@@ -131,21 +118,21 @@ TEST_F(NXTokenStringListVtableTest, AddNew_OfAnEntrysOwnCode_LendsAlsoWithinALat
     foreign.onRelease = [] {};
 }
 
-TEST_F(NXTokenStringListVtableTest, AddNew_WithoutPlaceForTheResult_Appends) {
+TEST_F(NXTokenStringListVtableTest, AddNew_WithoutAResult_Appends) {
     EXPECT_HR(list.Raw()->AddNew(nullptr), S_OK);
     EXPECT_EQ(list.Count(), 1);
     EXPECT_NE(list.Item(0), nullptr);
     EXPECT_EQ(ReferencesOf(list.Item(0)), 2u) << "the list's and this expression's";
 }
 
-TEST_F(NXTokenStringListVtableTest, AddNew_WithoutPlaceForTheResult_NotCreated_AppendsNothing) {
+TEST_F(NXTokenStringListVtableTest, AddNew_WithoutAResult_OutOfMemory_AppendsNothing) {
     ForEachAllocationFailure([] { return TokenStringList(Way::Vtable); },
                              [](const TokenStringList& made) { return made.Raw()->AddNew(nullptr); },
                              [](const TokenStringList& made) { EXPECT_EQ(made.Count(), 0); },
                              support::OutOfMemory::ComErrorOrBadAlloc);
 }
 
-TEST_F(NXTokenStringListVtableTest, Item_WrittenBehindTheLast_OutOfMemory_IsRaised_NothingAppended) {
+TEST_F(NXTokenStringListVtableTest, Item_WrittenAfterTheLast_OutOfMemory_Raises_AppendsNothing) {
     struct World {
         TokenStringList list{Way::Vtable};
         Tokens tokens = TokenStringList::NewElement();
@@ -160,7 +147,7 @@ TEST_F(NXTokenStringListVtableTest, Item_WrittenBehindTheLast_OutOfMemory_IsRais
         support::OutOfMemory::ComErrorOrBadAlloc);
 }
 
-TEST_F(NXTokenStringListVtableTest, DefaultItem_OfABadIndex_LeavesTheErrorRecordAsItWas) {
+TEST_F(NXTokenStringListVtableTest, DefaultItem_OfAnInvalidIndex_LeavesTheErrorRecord) {
     SetErrorInfo(0, nullptr);
     INXTokenString* result = nullptr;
     EXPECT_HR(list.Raw()->get__Item(0, &result), E_FAIL);

@@ -1,5 +1,4 @@
-/// The two lists of automation objects, for tests in the same words: which classes, members and texts belong to which,
-/// and their common members, called either way.
+/// The two lists of automation objects as clients, so that one test covers both. See tests/automation/client.h.
 #pragma once
 
 #include <string>
@@ -15,25 +14,7 @@
 
 namespace support {
 
-/// References to an object that are held right now.
-inline ULONG ReferencesOf(IUnknown* object) {
-    object->AddRef();
-    return object->Release();
-}
-
-/// Whether two interfaces are those of one object.
-inline bool AreSame(IUnknown* one, IUnknown* other) {
-    if (one == nullptr || other == nullptr) {
-        return one == other;
-    }
-    CComPtr<IUnknown> first;
-    CComPtr<IUnknown> second;
-    one->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&first));
-    other->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&second));
-    return first.p == second.p;
-}
-
-/// What NXTokenStringList is, and its members' DISPIDs, which compiled scripts contain.
+/// NXTokenStringList and its elements.
 struct TokenStrings {
     using List = INXTokenStringList;
     using Element = INXTokenString;
@@ -56,7 +37,7 @@ struct TokenStrings {
     }
     static Invocation AllocatingCall() { return {.member = 0x60020006, .arguments = {L"x"}}; }
 
-    /// Stores a text in an element, to know it again.
+    /// Stores a string in an element, by which the test recognises it.
     static void Mark(Element* element, const wchar_t* mark) { element->put_Value(Bstr(mark)); }
     static Bstr MarkOf(Element* element) {
         Bstr mark;
@@ -64,11 +45,11 @@ struct TokenStrings {
         return mark;
     }
 
-    /// Lets go of what AddNew gave through the vtable, which the list lends.
+    /// Releases the result of AddNew through the vtable, if the caller owns it. Here the list lends it.
     static void ReleaseAdded(Element* /*lent*/) noexcept {}
 };
 
-/// The same of NXFileStreamList.
+/// NXFileStreamList and its elements.
 struct FileStreams {
     using List = INXFileStreamList;
     using Element = INXFileStream;
@@ -88,7 +69,7 @@ struct FileStreams {
     static Invocation FailingCall() { return {.member = 0x60020007}; }
     static Invocation AllocatingCall() { return {.member = 0x60020003, .arguments = {L"x"}}; }
 
-    /// The name of a file that cannot be opened is stored too.
+    /// A stream also stores the name of a file that it cannot open.
     static void Mark(Element* element, const wchar_t* mark) {
         VARIANT_BOOL open = VARIANT_TRUE;
         element->Open(Bstr(std::wstring(L"no such folder\\") + mark), VARIANT_FALSE, &open);
@@ -100,17 +81,19 @@ struct FileStreams {
         return Bstr(std::wstring_view(name).substr(std::wstring_view(L"no such folder\\").size()));
     }
 
-    /// The caller has a reference.
+    /// Here the caller owns it.
     static void ReleaseAdded(Element* owned) noexcept { owned->Release(); }
 };
 
-/// A list object whose members are called either way.
+/// A list of objects of one kind.
 template <class Kind> class ObjectList : public Client<typename Kind::List> {
     using List = typename Kind::List;
     using Element = typename Kind::Element;
 
   public:
-    explicit ObjectList(Way way) : Client<List>(way, Kind::ListClass()) {}
+    static REFCLSID Clsid() { return Kind::ListClass(); }
+
+    explicit ObjectList(Way way) : Client<List>(way, Clsid()) {}
 
     CComPtr<Element> Item(long index) const { return this->template Get<Element*>(L"Item", &List::get_Item, index); }
     void SetItem(long index, Element* element) const { this->Put(L"Item", &List::put_Item, index, element); }
@@ -125,7 +108,7 @@ template <class Kind> class ObjectList : public Client<typename Kind::List> {
     CComPtr<IEnumVARIANT> NewEnum() const {
         return EnumeratorOf(this->template Get<IUnknown*>(DISPID_NEWENUM, &List::get__NewEnum));
     }
-    /// With a reference for the caller, either way.
+    /// The caller owns a reference, either way.
     CComPtr<Element> AddNew() const {
         if (this->WayToCall() == Way::LateBound) {
             return this->template CallFor<Element*>(L"AddNew", &List::AddNew);
@@ -137,8 +120,8 @@ template <class Kind> class ObjectList : public Client<typename Kind::List> {
         return owned;
     }
 
-    template <class Action> [[nodiscard]] ::testing::AssertionResult Refuses(Action action) const {
-        return this->IsIndexError(Kind::source, action);
+    template <class Action> [[nodiscard]] ::testing::AssertionResult RefusesIndex(Action action) const {
+        return this->IsRefused(L"Index out of bounds!", Kind::source, action);
     }
 
     /// Whether the entries are these objects.
@@ -154,10 +137,10 @@ template <class Kind> class ObjectList : public Client<typename Kind::List> {
         return ::testing::AssertionSuccess();
     }
 
-    /// A new object of the class that the list is for.
+    /// A new object for the list.
     static CComPtr<Element> NewElement() { return CreateInstance<Element>(Kind::ElementClass()); }
 
-    /// Prepares for counting; see support::WarmUp.
+    /// See support::WarmUp.
     static void WarmUp() {
         support::WarmUp(Kind::ListClass(), {.member = Kind::idRemove, .arguments = {5}},
                         {.member = Kind::idAdd, .arguments = {static_cast<IDispatch*>(nullptr)}});

@@ -1,4 +1,4 @@
-/// COM objects that live on a test's stack, of which the test sees the references.
+/// COM objects on a test's stack, whose references the test can count.
 #pragma once
 
 #include <functional>
@@ -8,7 +8,7 @@
 
 namespace support {
 
-/// A COM object on the test's stack, of which the test sees the references.
+/// A COM object on the test's stack, whose references the test can count.
 template <class Interface> class StackObject : public Interface {
   public:
     StackObject() = default;
@@ -35,15 +35,15 @@ template <class Interface> class StackObject : public Interface {
     }
 
     std::function<HRESULT()> onQuery = [] { return S_OK; };
-    /// What else happens in an AddRef, before there is another reference.
+    /// Runs in AddRef before the reference is added.
     std::function<void()> onAddRef = [] {};
-    /// What else happens in a Release, before the reference is gone.
+    /// Runs in Release before the reference is removed.
     std::function<void()> onRelease = [] {};
     IID queried = IID_NULL;
     ULONG references = 0;
 };
 
-/// An entry of a list of automation objects. Nobody calls it.
+/// An automation object whose own members are not called.
 template <class Interface> class StackAutomationObject : public StackObject<Interface> {
   public:
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
