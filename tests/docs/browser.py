@@ -16,6 +16,10 @@ OPTIONS = ('--headless=new', '--no-sandbox', '--disable-gpu', '--disable-quic', 
 SECONDS = 30
 
 
+class NavigatedAway(RuntimeError):
+    """The page was left while it was asked for something."""
+
+
 class Browser:
     """One tab. `complaints` are console errors and uncaught exceptions of the open page, `requests` its requests."""
 
@@ -68,7 +72,9 @@ class Browser:
             answer = self._receive()
             if answer.get('id') == self._number:
                 if 'error' in answer:
-                    raise RuntimeError(f'{method}: {answer["error"]["message"]}')
+                    reason = answer['error']['message']
+                    kind = NavigatedAway if 'navigated' in reason else RuntimeError
+                    raise kind(f'{method}: {reason}')
                 return answer['result']
 
     def _receive(self) -> dict[str, Any]:
@@ -112,11 +118,14 @@ class Browser:
         return result['result'].get('value')
 
     def wait_for(self, expression: str) -> Any:
-        """Waits until an expression is true and returns its value."""
+        """Waits until an expression is true, on this page or the next one, and returns its value."""
         end = time.monotonic() + SECONDS
         while time.monotonic() < end:
-            if value := self.evaluate(expression):
-                return value
+            try:
+                if value := self.evaluate(expression):
+                    return value
+            except NavigatedAway:
+                pass
             time.sleep(0.02)
         raise RuntimeError(f'timeout: {expression}')
 
