@@ -346,12 +346,12 @@ inline std::vector<Variant> RestOf(IEnumVARIANT* enumerator) {
 }
 
 /// The same for strings.
-inline std::vector<std::wstring> TextsOf(IEnumVARIANT* enumerator) {
-    std::vector<std::wstring> texts;
+inline std::vector<std::wstring> StringsOf(IEnumVARIANT* enumerator) {
+    std::vector<std::wstring> strings;
     for (const Variant& value : RestOf(enumerator)) {
-        texts.push_back(ToString(value.Text()));
+        strings.push_back(ToString(value.Text()));
     }
-    return texts;
+    return strings;
 }
 
 } // namespace support

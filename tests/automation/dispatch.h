@@ -68,7 +68,7 @@ class Variant {
     static Variant To(Variant& variable) noexcept { return {VT_VARIANT, &variable.m_value}; }
 
     Variant(const Variant& other) : Variant() {
-        if (other.Type() == VT_BSTR && other.Text() == nullptr) { // Wine's VariantCopy would make it a zero-length one
+        if (other.Type() == VT_BSTR && other.Text() == nullptr) { // Wine's VariantCopy would make an empty string
             V_VT(&m_value) = VT_BSTR;
         } else {
             Require(VariantCopy(&m_value, other.Raw()), "VariantCopy");

@@ -1,4 +1,4 @@
-// Arguments that no honest caller passes: every VARTYPE there is, by value and by reference, absurd counts, nothing.
+// Arguments that no well-behaved caller passes: every VARTYPE, by value and by reference, absurd counts, null pointers.
 
 #include <array>
 #include <cstdint>
@@ -67,7 +67,7 @@ class HostileArgumentsTest : public support::DispatchTest {
 
 constexpr unsigned allTypes = 0x10000;
 
-/// A value of a type, all zero but for `bits` if that is safe to copy: what holds a pointer holds a null one.
+/// A value of a type. Pointers in it are null; the payload of other types is `bits`.
 VARIANT ValueOf(unsigned type, long long bits) {
     VARIANT value = {};
     const unsigned base = type & VT_TYPEMASK;
@@ -78,12 +78,12 @@ VARIANT ValueOf(unsigned type, long long bits) {
     return value;
 }
 
-/// What the platform makes of a value where a parameter of type `wanted` is: the result for the caller.
+/// The result of the platform's conversion of a value to a parameter of type `wanted`.
 HRESULT Expected(VARIANT value, VARTYPE wanted) {
     if (V_VT(&value) == VT_ERROR && V_ERROR(&value) == DISP_E_PARAMNOTFOUND) {
         return DISP_E_PARAMNOTOPTIONAL;
     }
-    if (wanted == VT_DISPATCH) { // without an object there is nothing to ask for an interface
+    if (wanted == VT_DISPATCH) { // no conversion to an object
         return V_VT(&value) == VT_DISPATCH || V_VT(&value) == VT_UNKNOWN ? S_OK : DISP_E_TYPEMISMATCH;
     }
     VARIANT converted;
@@ -95,8 +95,7 @@ HRESULT Expected(VARIANT value, VARTYPE wanted) {
     return SUCCEEDED(hr) || hr == DISP_E_OVERFLOW || hr == E_OUTOFMEMORY ? hr : DISP_E_TYPEMISMATCH;
 }
 
-/// A member with one parameter, and what to expect of it besides the conversion: a conversion that succeeds may still
-/// meet an index that is refused.
+/// A member with one parameter. A converted argument may still be an invalid index.
 struct Target {
     const char* name;
     DispatchObject object;
@@ -114,7 +113,7 @@ std::vector<Target> Targets() {
     };
 }
 
-/// Makes the call and expects what the platform's conversion gives.
+/// Makes the call and expects the result of the platform's conversion.
 void ExpectAsConverted(const Target& target, const VARIANT& argument, const VARIANT& value, bool isReference) {
     const HRESULT expected = isReference ? DISP_E_TYPEMISMATCH : Expected(value, target.parameter);
     Answers answers;
@@ -197,7 +196,7 @@ TEST_F(HostileArgumentsTest, NullReferenceOfEveryType_IsRefused) {
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
-// Counts, and nothing at all
+// Counts and null pointers
 
 TEST_F(HostileArgumentsTest, NoParameters_AreRefusedByEveryMember) {
     for (const DispatchObject& object : OneOfEachClass()) {
@@ -208,7 +207,7 @@ TEST_F(HostileArgumentsTest, NoParameters_AreRefusedByEveryMember) {
     }
 }
 
-/// The arrays behind such counts have one element. None is looked at.
+/// The arrays have one element, which must not be read.
 TEST_F(HostileArgumentsTest, CountsThatNoMemoryHolds_AreRefusedByEveryMember) {
     VARIANT argument = {};
     DISPID name = DISPID_PROPERTYPUT;

@@ -1,4 +1,4 @@
-// Enumerators whose collection has changed since they were made, asked for any number of elements at once.
+// Enumerators of collections that change during the enumeration, with any number of elements at once.
 
 #include <algorithm>
 #include <array>
@@ -30,7 +30,7 @@ using support::Reply;
 using support::Require;
 using support::Variant;
 
-/// A collection of numbered elements: how to add one, to empty it, and to know the number of an element again.
+/// A collection of numbered elements: how to add an element, remove all, and get the number of an element.
 struct Kind {
     const char* name;
     std::function<DispatchObject()> create;
@@ -45,7 +45,7 @@ int NumberOfText(const VARIANT& element) {
     return V_VT(&element) == VT_BSTR && V_BSTR(&element) != nullptr ? std::stoi(V_BSTR(&element)) : -1;
 }
 
-/// The number of an object that keeps it as a text property.
+/// The number of an object that stores it in a string property.
 int NumberOfObject(const VARIANT& element, const wchar_t* property) {
     if (V_VT(&element) != VT_DISPATCH || V_DISPATCH(&element) == nullptr) {
         return -1;
@@ -58,7 +58,7 @@ void AddText(const DispatchObject& collection, int number) {
     Require(collection.Call(L"Add", std::to_wstring(number)).hr, "Add");
 }
 
-/// For collections of which Remove takes the first one away.
+/// For collections whose first element is removed by Remove.
 void RemoveEach(const DispatchObject& collection, int first) {
     while (collection.Get(L"Count").value.Int() > 0) {
         Require(collection.Call(L"Remove", first).hr, "Remove");
@@ -96,7 +96,7 @@ const std::vector<Kind>& Kinds() {
 constexpr std::size_t roomForElements = 1'001;
 const std::vector<unsigned char> garbage(roomForElements * sizeof(VARIANT), 0xCC);
 
-/// Room for elements, full of garbage, of which what has been received is released.
+/// A buffer for elements, full of garbage. It releases the elements received.
 class Room {
   public:
     static constexpr std::size_t capacity = roomForElements;
@@ -122,7 +122,7 @@ class Room {
 
 class HostileEnumeratorOf : public ::testing::TestWithParam<Kind> {
   protected:
-    /// Has happen what happens once in a process.
+    /// Makes the allocations that happen once in a process.
     static void SetUpTestSuite() {
         static_cast<void>(support::CountLiveAllocations());
         const ::testing::ScopedTrace trace(__FILE__, __LINE__, "first");
@@ -139,7 +139,7 @@ class HostileEnumeratorOf : public ::testing::TestWithParam<Kind> {
             GetParam().add(collection, number);
         }
     }
-    /// Makes it hold the numbers from 0 to `count` - 1, none of them at the address where it was before.
+    /// Fills the collection with the numbers from 0 to `count` - 1, each at a new address.
     static void Refill(const DispatchObject& collection, int count) {
         GetParam().removeAll(collection);
         Append(collection, 0, count);
@@ -155,7 +155,7 @@ class HostileEnumeratorOf : public ::testing::TestWithParam<Kind> {
         return enumerator;
     }
 
-    /// Asks for `wanted` elements of a collection that holds `count` numbers now.
+    /// Requests `wanted` elements of a collection that has `count` now.
     static void ExpectNext(IEnumVARIANT* enumerator, ULONG wanted, ULONG position, ULONG count) {
         const ULONG left = position < count ? count - position : 0;
         Room room;
@@ -182,7 +182,7 @@ struct Change {
 constexpr ULONG before = 20;
 constexpr Change changes[] = {{"unchanged", before}, {"emptied", 0}, {"shrunk", 7}, {"grown", 50}};
 
-TEST_P(HostileEnumeratorOf, Next_OfOneToAThousand_AfterAChange_GivesWhatIsThere) {
+TEST_P(HostileEnumeratorOf, Next_OfOneToAThousand_AfterAChange_DeliversTheElements) {
     const DispatchObject collection = NewCollection(before);
     for (const Change& change : changes) {
         SCOPED_TRACE(change.name);
@@ -200,7 +200,7 @@ TEST_P(HostileEnumeratorOf, Next_OfOneToAThousand_AfterAChange_GivesWhatIsThere)
     }
 }
 
-TEST_P(HostileEnumeratorOf, CollectionOfAThousand_ChangedBetweenTheSteps_IsWalkedToItsEnd) {
+TEST_P(HostileEnumeratorOf, CollectionOfAThousand_ChangedBetweenCalls_IsDeliveredToItsEnd) {
     const DispatchObject collection = NewCollection(1'000);
     const auto enumerator = EnumeratorAt(collection, 0);
     ASSERT_NO_FATAL_FAILURE(ExpectNext(enumerator, 400, 0, 1'000));
@@ -216,15 +216,15 @@ TEST_P(HostileEnumeratorOf, CollectionOfAThousand_ChangedBetweenTheSteps_IsWalke
     ASSERT_NO_FATAL_FAILURE(ExpectNext(enumerator, 1'000, 0, 460));
 }
 
-/// More elements than there can be: the room that the caller claims to have is not touched.
-TEST_P(HostileEnumeratorOf, Next_OfMoreThanThereCanBe_GivesWhatIsThere) {
+/// The caller claims a larger buffer than it has. The rest of it must not be touched.
+TEST_P(HostileEnumeratorOf, Next_OfMoreThanPossible_DeliversTheElements) {
     const DispatchObject collection = NewCollection(3);
     for (const ULONG wanted : {0x7FFFFFFFUL, 0x80000000UL, 0xFFFFFFFFUL}) {
         ASSERT_NO_FATAL_FAILURE(ExpectNext(EnumeratorAt(collection, 1), wanted, 1, 3));
     }
 }
 
-TEST_P(HostileEnumeratorOf, Next_IntoAnOddAddress_GivesWhatIsThere) {
+TEST_P(HostileEnumeratorOf, Next_IntoAnUnalignedBuffer_DeliversTheElements) {
     const DispatchObject collection = NewCollection(3);
     support::AtOddAddress<std::array<VARIANT, 4>> elements({});
     ULONG fetched = 0;
@@ -249,7 +249,7 @@ TEST_P(HostileEnumeratorOf, Next_WithoutPointers_IsRefusedAndStaysWhereItIs) {
     ASSERT_NO_FATAL_FAILURE(ExpectNext(enumerator, 3, 0, 3));
 }
 
-TEST_P(HostileEnumeratorOf, Collection_GoneAndItsEnumeratorInUse_IsWalkedToItsEnd) {
+TEST_P(HostileEnumeratorOf, Collection_ReleasedBeforeItsEnumerator_IsDeliveredToItsEnd) {
     CComPtr<IEnumVARIANT> enumerator;
     {
         const DispatchObject collection = NewCollection(10);

@@ -1,5 +1,5 @@
-// Objects of somebody else's class that change or release the collection in the middle of a call: at each
-// QueryInterface, AddRef, Release and read of a default property in turn.
+// Objects of other classes that change or release the collection during a call: at each QueryInterface, AddRef, Release
+// and read of a default property in turn.
 
 #include <array>
 #include <cstddef>
@@ -33,7 +33,7 @@ using support::StackFileStream;
 using support::StackTokenString;
 using support::Variant;
 
-/// Counts the calls that the entries of a world get, and lets one of them strike.
+/// Counts the calls of the entries of a world. One of them strikes.
 struct Ambush {
     std::size_t strikesAt = 0; ///< 0: not yet
     std::size_t calls = 0;
@@ -49,7 +49,7 @@ struct Ambush {
     }
 };
 
-/// An entry of which a test sees whether it is used when nobody holds it any more.
+/// An entry that records whether it is used after its last reference.
 template <class Base> class HostileEntry : public Base {
   public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
@@ -59,7 +59,7 @@ template <class Base> class HostileEntry : public Base {
     }
     ULONG STDMETHODCALLTYPE AddRef() override {
         Check();
-        const ULONG count = Base::AddRef(); // first: an entry that is gone before it counts cannot be saved
+        const ULONG count = Base::AddRef(); // first, so that the entry is alive during the strike
         ambush->OnCall();
         return count;
     }
@@ -82,7 +82,7 @@ template <class Base> class HostileEntry : public Base {
     bool m_gone = false;
 };
 
-/// What a test needs to know of a collection of objects.
+/// A class of collections of objects, and its operations.
 struct TokenStringKind {
     using Class = CNXTokenStringList;
     using Entry = HostileEntry<StackTokenString>;
@@ -105,8 +105,7 @@ struct VariantKind {
     static constexpr bool isList = false;
 };
 
-/// A collection with three entries, which nobody else holds, and a fourth object that calls bring along, which the test
-/// holds.
+/// A collection with three entries, to which it has the only references, and a fourth object as an argument of calls.
 template <class Kind> class World {
   public:
     World() {
@@ -128,7 +127,7 @@ template <class Kind> class World {
         for (std::size_t i = 0; i < 3; ++i) {
             EXPECT_EQ(entries.at(i).references, 0u) << "entry " << i;
         }
-        EXPECT_EQ(entries.at(3).references, 1u) << "the test's alone";
+        EXPECT_EQ(entries.at(3).references, 1u) << "the test's";
         entries.at(3).Release();
         EXPECT_FALSE(ambush.calledWhenGone);
     }
@@ -177,7 +176,7 @@ template <class Kind> class HostileObjectsTest : public support::DispatchTest {
     using TheWorld = World<Kind>;
     using Step = std::pair<const char*, std::function<void(TheWorld&)>>;
 
-    /// A late-bound call may succeed, or find that the index has gone.
+    /// A late-bound call may succeed, or fail because the index has become invalid.
     static void ExpectDone(const Reply& reply) {
         if (reply.hr != S_OK) {
             EXPECT_HR(reply.Failure(), E_FAIL);
@@ -258,9 +257,9 @@ struct HostileKindNames {
 };
 TYPED_TEST_SUITE(HostileObjectsTest, HostileKinds, HostileKindNames);
 
-/// Strikes at the first call that an entry gets during the operation, in a new world at the second, and so on until the
-/// operation is over before that.
-TYPED_TEST(HostileObjectsTest, EntryThatStrikesAtAnyOfItsCalls_LeavesEverythingInOrder) {
+/// Strikes at the first call of an entry during the operation, then in a new world at the second, and so on until the
+/// operation has fewer calls.
+TYPED_TEST(HostileObjectsTest, EntryThatStrikesAtAnyOfItsCalls_CorruptsNothing) {
     std::size_t strikes = 0;
     for (const auto& [operationName, operate] : this->Operations()) {
         for (const auto& [strikeName, strike] : this->Strikes()) {
@@ -285,7 +284,7 @@ TYPED_TEST(HostileObjectsTest, EntryThatStrikesAtAnyOfItsCalls_LeavesEverythingI
         }
     }
     std::cout << strikes << " strikes\n";
-    EXPECT_GT(strikes, 50u) << "entries are hardly called";
+    EXPECT_GT(strikes, 50u) << "too few calls of entries";
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -400,7 +399,7 @@ TEST_P(HostileArrayTest, ElementRemovedWhileItIsRead_IsCopiedWhole) {
     EXPECT_EQ(m_collection.Get(L"Count").value.Int(), 0);
 }
 
-TEST_P(HostileArrayTest, ElementRemovedWhileItIsWalked_IsCopiedWhole) {
+TEST_P(HostileArrayTest, ElementRemovedWhileItIsEnumerated_IsCopiedWhole) {
     const Reply made = m_collection.Get(DISPID_NEWENUM);
     CComPtr<IEnumVARIANT> enumerator;
     Require(V_UNKNOWN(made.value.Raw())->QueryInterface(IID_IEnumVARIANT, reinterpret_cast<void**>(&enumerator)),

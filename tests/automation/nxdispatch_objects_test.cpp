@@ -1,5 +1,5 @@
-// Objects as arguments of late-bound calls, whose code runs during the call: where their value is wanted, and where
-// they themselves are.
+// Objects as arguments of late-bound calls. Their code runs during the call: their default property where a value is
+// expected, QueryInterface where an object is.
 
 #include <algorithm>
 #include <functional>
@@ -48,7 +48,7 @@ constexpr WORD get = DISPATCH_PROPERTYGET;
 
 using NXDispatchObjectsTest = support::DispatchTest;
 
-/// A class of which the test sees whether its object, one at a time, is alive.
+/// A class that records whether its object is alive. There is one at a time.
 template <class Class> class Watched : public Class {
   public:
     Watched() { alive = true; }
@@ -57,7 +57,7 @@ template <class Class> class Watched : public Class {
 };
 
 // ---------------------------------------------------------------------------------------------------------------------
-// Objects where text or a number is wanted
+// Objects for string and number parameters
 
 TEST_F(NXDispatchObjectsTest, Object_GivesItsDefaultProperty) {
     Foreign number{2};
@@ -75,7 +75,7 @@ TEST_F(NXDispatchObjectsTest, Object_GivesItsDefaultProperty) {
     EXPECT_EQ(number.references + text.references + numberAsText.references, 0u);
 }
 
-TEST_F(NXDispatchObjectsTest, Object_WithoutAFittingDefaultProperty_IsAMismatch) {
+TEST_F(NXDispatchObjectsTest, Object_WithoutASuitableDefaultProperty_IsAMismatch) {
     Foreign object{L"x"};
     const auto read = [&] { return StringOf(L"abc").Call(L"Mid", &object, 1); };
     EXPECT_HR(read().hr, DISP_E_TYPEMISMATCH) << "no number";
@@ -90,7 +90,7 @@ TEST_F(NXDispatchObjectsTest, Object_WithoutAFittingDefaultProperty_IsAMismatch)
     EXPECT_EQ(object.references, 0u);
 }
 
-/// What the default property of an argument does to the call's object, of which the caller lets go.
+/// An object whose last reference the caller releases when the argument's default property is read.
 template <class Class> struct LastReference {
     LastReference() : caller(static_cast<IDispatch*>(New<Watched<Class>>().p)) {
         argument.onRead = [this] {
@@ -129,7 +129,7 @@ TEST_F(NXDispatchObjectsTest, DefaultProperty_MayReleaseTheObjectOfACallThatFail
     SysFreeString(answers.exception.bstrHelpFile);
 }
 
-/// Makes the calls whose text argument comes before another one, which changes the text variable.
+/// Makes calls in which the default property of a later argument changes the string of an earlier one.
 void ExpectTextOfBeforeIsTaken(const std::function<void(BSTR& variable)>& change) {
     BSTR variable = SysAllocString(L"no such folder\\before");
     Foreign binary{true};
@@ -151,7 +151,7 @@ void ExpectTextOfBeforeIsTaken(const std::function<void(BSTR& variable)>& change
 
 TEST_F(NXDispatchObjectsTest, DefaultProperty_MayFreeTheTextOfAnEarlierArgument) {
     ExpectTextOfBeforeIsTaken([](BSTR& variable) {
-        std::fill_n(variable, SysStringLen(variable), L'x'); // what is read afterwards is wrong for certain
+        std::fill_n(variable, SysStringLen(variable), L'x'); // so that a later read is noticed
         SysFreeString(std::exchange(variable, nullptr));
     });
 }
@@ -163,7 +163,7 @@ TEST_F(NXDispatchObjectsTest, DefaultProperty_MayReplaceTheTextOfAnEarlierArgume
     });
 }
 
-TEST_F(NXDispatchObjectsTest, DefaultProperty_LeavesTheTextThatAnEarlierArgumentBecame) {
+TEST_F(NXDispatchObjectsTest, DefaultProperty_DoesNotAffectTheConvertedStringOfAnEarlierArgument) {
     Foreign binary{true};
     const DispatchObject file = NewLateBound<CNXFileStream>();
     EXPECT_HR(file.Call(L"Open", 12345, &binary).hr, S_OK);
@@ -211,7 +211,7 @@ TEST_F(NXDispatchObjectsTest, DefaultProperty_MayCallTheSameObject) {
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
-// Objects where objects are wanted
+// Objects for object parameters
 
 TEST_F(NXDispatchObjectsTest, ObjectParameter_TakesItsInterface) {
     const auto element = New<CNXTokenString>();
@@ -258,11 +258,11 @@ TEST_F(NXDispatchObjectsTest, ObjectParameter_RefusesOtherInterfaces) {
     }
     EXPECT_EQ(ReferencesOf(static_cast<IDispatch*>(stream)), 1u);
     EXPECT_EQ(foreign.references, 0u);
-    EXPECT_EQ(foreign.calls, 0) << "its default property is not wanted";
+    EXPECT_EQ(foreign.calls, 0) << "its default property is not read";
     EXPECT_EQ(CountOf<INXTokenStringList>(tokens), 1);
 }
 
-TEST_F(NXDispatchObjectsTest, ObjectParameter_RefusesWhatIsNoObject) {
+TEST_F(NXDispatchObjectsTest, ObjectParameter_RefusesOtherTypes) {
     const DispatchObject tokens = NewLateBound<CNXTokenStringList>();
     for (const Variant& value : {Variant(1), Variant(L"text"), Variant(), Variant::Null(), Variant(true)}) {
         const Reply reply = tokens.Call(L"Add", value);
@@ -272,7 +272,7 @@ TEST_F(NXDispatchObjectsTest, ObjectParameter_RefusesWhatIsNoObject) {
     EXPECT_EQ(CountOf<INXTokenStringList>(tokens), 0);
 }
 
-TEST_F(NXDispatchObjectsTest, ObjectParameter_TakesNothing) {
+TEST_F(NXDispatchObjectsTest, ObjectParameter_TakesNull) {
     IDispatch* dispatch = nullptr;
     Variant variable = Typed(VT_DISPATCH, 0);
     for (const Variant& nothing : {Typed(VT_DISPATCH, 0), Typed(VT_UNKNOWN, 0), Variant::To(variable)}) {
@@ -292,7 +292,7 @@ TEST_F(NXDispatchObjectsTest, ObjectParameter_TakesNothing) {
     EXPECT_EQ(CountOf<INXFileStreamList>(streams), 1);
 }
 
-TEST_F(NXDispatchObjectsTest, ObjectParameter_MayReleaseTheObjectOfTheCallWhenItIsAsked) {
+TEST_F(NXDispatchObjectsTest, ObjectParameter_MayReleaseTheObjectOfTheCallInQueryInterface) {
     support::StackTokenString element;
     CComPtr<IDispatch> caller(static_cast<IDispatch*>(New<Watched<CNXTokenStringList>>().p));
     bool aliveAfterwards = false;
@@ -306,10 +306,10 @@ TEST_F(NXDispatchObjectsTest, ObjectParameter_MayReleaseTheObjectOfTheCallWhenIt
     EXPECT_HR(Call(caller, TokenStrings::idAdd, DISPATCH_METHOD, {*argument.Raw()}, answers), S_OK);
     EXPECT_TRUE(aliveAfterwards);
     EXPECT_FALSE(Watched<CNXTokenStringList>::alive);
-    EXPECT_EQ(element.references, 1u) << "the argument's alone";
+    EXPECT_EQ(element.references, 1u) << "the argument's";
 }
 
-TEST_F(NXDispatchObjectsTest, ObjectParameter_MayReleaseItsOwnObjectWhenItIsAsked) {
+TEST_F(NXDispatchObjectsTest, ObjectParameter_MayReleaseItselfInQueryInterface) {
     support::StackTokenString element;
     element.AddRef();
     IDispatch* variable = &element;
@@ -327,7 +327,7 @@ TEST_F(NXDispatchObjectsTest, ObjectParameter_MayReleaseItsOwnObjectWhenItIsAske
     EXPECT_EQ(element.references, 0u);
 }
 
-TEST_F(NXDispatchObjectsTest, ObjectParameter_ThatDoesNotWriteTheInterfaceItRefuses_IsAMismatch) {
+TEST_F(NXDispatchObjectsTest, ObjectParameter_ThatRefusesWithoutWritingNull_IsAMismatch) {
     class Silent final : public support::StackTokenString {
         HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
     };

@@ -1,5 +1,4 @@
-// Who owns what passes through a late-bound call: members that differ for late-bound callers, and calls that run out of
-// memory.
+// Ownership in late-bound calls: members that differ for late-bound callers, and calls that run out of memory.
 
 #include <cstddef>
 #include <memory>
@@ -46,7 +45,7 @@ using NXDispatchOwnershipTest = support::DispatchTest;
 // ---------------------------------------------------------------------------------------------------------------------
 // Members that differ for late-bound callers
 
-TEST_F(NXDispatchOwnershipTest, ReadNextLine_GivesACopyOfItsOwn) {
+TEST_F(NXDispatchOwnershipTest, ReadNextLine_ReturnsACopy) {
     const support::TemporaryFolder folder;
     support::WriteBytes(folder / L"lines.txt", "first\r\nsecond\r\n");
     const DispatchObject file = NewLateBound<CNXFileStream>();
@@ -63,7 +62,7 @@ TEST_F(NXDispatchOwnershipTest, ReadNextLine_GivesACopyOfItsOwn) {
     EXPECT_BSTR(second.value.Text(), L"second");
 }
 
-TEST_F(NXDispatchOwnershipTest, AddNew_GivesACountedReference) {
+TEST_F(NXDispatchOwnershipTest, AddNew_ReturnsACountedReference) {
     const DispatchObject tokens = NewLateBound<CNXTokenStringList>();
     const Reply added = tokens.Call(L"AddNew");
     EXPECT_HR(added.hr, S_OK);
@@ -103,15 +102,15 @@ TEST_F(NXDispatchOwnershipTest, Add_KeepsAReferenceToAnObjectUntilRemove) {
     EXPECT_HR(collection.Call(L"Remove").hr, S_OK);
     EXPECT_EQ(object.references, 0u);
     EXPECT_HR(collection.Call(L"Add", &object, 9).hr, DISP_E_EXCEPTION);
-    EXPECT_EQ(object.references, 0u) << "the collection took it only to refuse it";
+    EXPECT_EQ(object.references, 0u) << "the refused call has released it";
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Out of memory
 
-/// An object, and a call of it that needs memory.
+/// An object, and a call of it that allocates.
 struct NeedyWorld {
-    Foreign number{1}; // text would need memory of its own
+    Foreign number{1}; // a string would be allocated
     BSTR variable = SysAllocString(L"no such folder\\variable");
     CComPtr<IDispatch> tokens{static_cast<IDispatch*>(New<CNXTokenString>().p)};
     DispatchObject object{nullptr};
@@ -187,7 +186,7 @@ const NeedyRow needyRows[] = {
      }},
 };
 
-TEST_F(NXDispatchOwnershipTest, AnyAllocationFailing_IsOutOfMemoryAndLeavesNothing) {
+TEST_F(NXDispatchOwnershipTest, AnyAllocationFailing_IsOutOfMemoryAndLeaksNothing) {
     for (const NeedyRow& row : needyRows) {
         SCOPED_TRACE(row.name);
         support::ForEachAllocationFailure(
@@ -206,7 +205,7 @@ TEST_F(NXDispatchOwnershipTest, AnyAllocationFailing_IsOutOfMemoryAndLeavesNothi
     }
 }
 
-TEST_F(NXDispatchOwnershipTest, Failure_WithoutMemoryForItsTexts_IsTheSameFailure) {
+TEST_F(NXDispatchOwnershipTest, Failure_WithoutMemoryForItsStrings_IsTheSameFailure) {
     const Invocation call = {.member = StringListId::Item, .flags = DISPATCH_PROPERTYGET, .arguments = {9}};
     const DispatchObject list = ListOf({L"zero"});
     bool isExplained = false;
@@ -219,7 +218,7 @@ TEST_F(NXDispatchOwnershipTest, Failure_WithoutMemoryForItsTexts_IsTheSameFailur
         EXPECT_HR(reply.exception->scode, E_FAIL) << number;
         isExplained = reply.exception->bstrDescription != nullptr;
     }
-    EXPECT_TRUE(isExplained) << "when there is memory for everything";
+    EXPECT_TRUE(isExplained) << "with enough memory";
     EXPECT_GT(number, 2u) << "no allocation has failed";
 }
 

@@ -1,5 +1,5 @@
-// Each class describes its interface twice: in the type library, which clients read, and in the table that late-bound
-// calls are dispatched from. Here the two are compared, member by member.
+// Each interface is described twice: in the type library, which clients read, and in the table for late-bound calls.
+// These tests compare both, member by member.
 
 #include <algorithm>
 #include <array>
@@ -129,7 +129,7 @@ std::string PrintedId(DISPID id) {
     return text;
 }
 
-constexpr const char* optional = " = 0"; ///< what follows the name of a parameter that may be left out
+constexpr const char* optional = " = 0"; ///< follows the name of an optional parameter
 
 /// The line of a member. `parameters`: " TYPE NAME" each.
 std::string Line(int kind, DISPID id, const std::string& name, const std::vector<std::string>& parameters,
@@ -164,9 +164,9 @@ std::vector<std::string> LinesOf(std::span<const CNXMember> members) {
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
-// The same from the type library
+// Members of the type library as lines of text
 
-/// The type of an argument, or of a result, of which only the kind of object counts.
+/// The type of an argument or result. Of objects it is the interface.
 std::string PrintedType(ITypeInfo& info, const TYPEDESC& type, bool withInterface) {
     if (type.vt != VT_PTR || type.lptdesc->vt != VT_USERDEFINED) {
         return PrintedType(type.vt);
@@ -181,7 +181,7 @@ std::string PrintedType(ITypeInfo& info, const TYPEDESC& type, bool withInterfac
     return PrintedType(VT_DISPATCH, [&] { return withInterface || !isDual ? " " + interfaceId : ""; });
 }
 
-/// What follows the name of a parameter of which no flags are known but these.
+/// The suffix for the flags of a parameter.
 std::string PrintedFlags(const PARAMDESC& parameter) {
     constexpr USHORT optionalFlags = PARAMFLAG_FIN | PARAMFLAG_FOPT | PARAMFLAG_FHASDEFAULT;
     if (parameter.wParamFlags == PARAMFLAG_FIN) {
@@ -194,8 +194,8 @@ std::string PrintedFlags(const PARAMDESC& parameter) {
     return V_VT(&value) == VT_I4 && V_I4(&value) == 0 ? optional : " with another default value";
 }
 
-/// The names of a member and its parameters. The type library knows them by DISPID: a put has those of its get, and
-/// the new value, which comes after them, has none.
+/// The names of a member and its parameters. The type library stores them by DISPID, so a put has those of its get, and
+/// the new value has none.
 std::vector<std::string> NamesOf(ITypeInfo& info, DISPID id) {
     std::array<BSTR, 10> texts = {};
     UINT count = 0;
@@ -254,7 +254,7 @@ CComPtr<ITypeInfo> LibraryTypeOf(const Class& tested) {
     return info;
 }
 
-/// The interface that an object describes itself with.
+/// The interface that GetTypeInfo of an object returns.
 CComPtr<ITypeInfo> ObjectsTypeOf(const Class& tested) {
     CComPtr<IDispatch> object;
     Require(tested.create(&object), tested.name);
@@ -267,7 +267,7 @@ CComPtr<ITypeInfo> ObjectsTypeOf(const Class& tested) {
 
 class NXDispatchTableTest : public ::testing::TestWithParam<Class> {
   protected:
-    /// Adds a failure for each line that only one side has, or that stands at another place there.
+    /// Adds a failure for each line that differs or is missing on one side.
     static void ExpectSame(const std::vector<std::string>& table, const std::vector<std::string>& library) {
         for (std::size_t i = 0; i < std::max(table.size(), library.size()); ++i) {
             EXPECT_EQ(i < table.size() ? table[i] : "nothing in the table",
@@ -319,13 +319,13 @@ TEST_P(NXDispatchTableTest, Names_AreFoundUnderTheIdsOfTheTypeLibrary) {
     }
 }
 
-/// Something in which a table may differ from the type library.
+/// A difference between a table and the type library.
 struct Difference {
     const char* name;
     void (*make)(std::vector<CNXMember>& members);
 };
 
-/// Each is made to the table of NXVariantCollection: Add(VARIANT Item; long Position = 0), Remove(long index = 0), ...
+/// Changes to the table of NXVariantCollection: Add(VARIANT Item; long Position = 0), Remove(long index = 0), ...
 const Difference differences[] = {
     {"MissingMember", [](auto& members) { members.pop_back(); }},
     {"ExtraMember", [](auto& members) { members.push_back(members.back()); }},
@@ -356,14 +356,14 @@ const Difference differences[] = {
 
 class NXDispatchDifferenceTest : public ::testing::TestWithParam<Difference> {};
 
-TEST_P(NXDispatchDifferenceTest, Difference_IsSeen) {
+TEST_P(NXDispatchDifferenceTest, Difference_IsFound) {
     const std::span<const CNXMember> table = CNXVariantCollection::Members();
     std::vector<CNXMember> members(table.begin(), table.end());
     GetParam().make(members);
     EXPECT_NE(LinesOf(members), LinesOf(*LibraryTypeOf(classes[std::size(classes) - 1])));
 }
 
-TEST(NXDispatchTable, InterfaceOfAParameter_IsPartOfItsLine) {
+TEST(NXDispatchTable, Line_HasTheInterfaceOfAParameter) {
     const std::span<const CNXMember> table = CNXTokenStringList::Members();
     std::vector<CNXMember> members(table.begin(), table.end());
     ASSERT_TRUE(IsEqualIID(*members.at(5).parameters[0].iid, IID_INXTokenString)) << "Add";

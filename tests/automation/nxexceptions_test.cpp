@@ -1,4 +1,4 @@
-// Strings for callers that take failures as HRESULTs.
+// CopyToBstr, which reports failures as HRESULTs.
 
 #include "automation/nxexceptions.h"
 
@@ -14,7 +14,7 @@ using support::AllocationFault;
 using support::Bstr;
 using support::ExpectNoLeaks;
 
-TEST(CopyTextTest, Copy_IsTheCallers) {
+TEST(CopyToBstrTest, Copy_BelongsToTheCaller) {
     const CNKString text(L"text");
     Bstr copy;
     EXPECT_HR(CopyToBstr(text, copy.Out()), S_OK);
@@ -22,7 +22,7 @@ TEST(CopyTextTest, Copy_IsTheCallers) {
     EXPECT_BSTR(text, L"text");
 }
 
-TEST(CopyTextTest, OutOfMemory_LeavesTheResultAlone) {
+TEST(CopyToBstrTest, OutOfMemory_LeavesTheResult) {
     const CNKString text(L"text");
     wchar_t before[] = L"";
     BSTR copy = before;

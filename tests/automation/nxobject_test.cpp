@@ -1,4 +1,4 @@
-// The frame of the automation classes, tried with small classes of the test's own over INXString.
+// The base of the automation classes, with small classes of the test's own that implement INXString.
 
 #include <cstddef>
 #include <functional>
@@ -29,7 +29,7 @@ using support::Reply;
 // {6E9C5B1D-2A0F-4E0B-9B57-0D6A3C1F8E42}: registered nowhere
 const GUID unregistered = {0x6E9C5B1D, 0x2A0F, 0x4E0B, {0x9B, 0x57, 0x0D, 0x6A, 0x3C, 0x1F, 0x8E, 0x42}};
 
-/// The members of INXString: all do what the test puts into `member`.
+/// The members of INXString. Each calls `member`.
 template <class Base> class StringMembers : public Base {
   public:
     std::function<HRESULT()> member = [] { return S_OK; };
@@ -125,7 +125,7 @@ TEST_F(NXObjectTest, Exceptions_ReachACallerOfTheVtable) {
 
 TEST_F(NXObjectTest, Exceptions_LeaveNoTemporaries) {
     probe->member = []() -> HRESULT { throw std::bad_alloc(); };
-    EXPECT_HR(lateBound.Put(L"Value", 42).hr, E_OUTOFMEMORY) << "once, so that everything is set up";
+    EXPECT_HR(lateBound.Put(L"Value", 42).hr, E_OUTOFMEMORY) << "the first call also allocates what is allocated once";
     const ExpectNoLeaks noLeaks;
     EXPECT_HR(lateBound.Put(L"Value", 42).hr, E_OUTOFMEMORY) << "42 becomes a BSTR for the call";
     EXPECT_HR(lateBound.Get(L"Value").hr, E_OUTOFMEMORY);
@@ -143,7 +143,7 @@ TEST_F(NXObjectTest, Exceptions_OfAVtableCallWithinALateBoundOne_ReachTheVtableC
     EXPECT_HR(lateBound.Call(L"Clear").hr, S_OK);
 }
 
-TEST_F(NXObjectTest, Exceptions_OfOneCall_DoNotColourTheNext) {
+TEST_F(NXObjectTest, Exceptions_OfOneCall_DoNotAffectTheNext) {
     probe->member = []() -> HRESULT { throw std::bad_alloc(); };
     EXPECT_HR(lateBound.Call(L"Clear").hr, E_OUTOFMEMORY);
     probe->member = [] { return S_OK; };
@@ -166,7 +166,7 @@ TEST_F(NXObjectTest, Results_ReachTheCaller) {
 // ---------------------------------------------------------------------------------------------------------------------
 // Error records
 
-/// The calling thread's error record, which is taken off the thread.
+/// Takes the thread's error record.
 struct ErrorRecord {
     ErrorRecord() {
         CComPtr<IErrorInfo> info;
@@ -212,7 +212,7 @@ TEST_F(NXObjectTest, Error_OfAnUnregisteredClass_HasNoSource) {
     EXPECT_EQ(SysStringLen(record.source), 0u);
 }
 
-TEST_F(NXObjectTest, Error_WithoutAnHresult_IsAnExceptionInGeneral) {
+TEST_F(NXObjectTest, Error_WithoutAnHresult_IsDispEException) {
     EXPECT_HR(Probe<>::Error(L"text", IID_INXString, S_OK), DISP_E_EXCEPTION);
     EXPECT_BSTR(ErrorRecord().description, L"text");
 }
@@ -241,7 +241,7 @@ HRESULT WINAPI RefuseErrorInfo(ICreateErrorInfo** record) {
     return E_OUTOFMEMORY;
 }
 
-TEST_F(NXObjectTest, Error_WithoutANewRecord_LeavesNoEarlierOne) {
+TEST_F(NXObjectTest, Error_WithoutANewRecord_ClearsTheEarlierOne) {
     Probe<>::Error(L"first", IID_INXString, E_FAIL);
     {
         const support::RedirectedImport refused(GetModuleHandleW(nullptr), "CreateErrorInfo", &RefuseErrorInfo);
@@ -281,9 +281,9 @@ TEST_F(NXObjectTest, InterfaceSupportsErrorInfo_OnlyOfItsOwn) {
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
-// Life
+// Lifetime
 
-TEST_F(NXObjectTest, Invoke_KeepsTheObjectAliveThatReleasesItself) {
+TEST_F(NXObjectTest, Invoke_OfAMemberThatReleasesItsObject_KeepsItAlive) {
     const int living = Probe<>::living;
     CComPtr<ProbeObject> object = NewProbe();
     auto* const raw = object.p;
@@ -299,7 +299,7 @@ TEST_F(NXObjectTest, Invoke_KeepsTheObjectAliveThatReleasesItself) {
     EXPECT_EQ(Probe<>::living, living);
 }
 
-TEST_F(NXObjectTest, Invoke_KeepsTheObjectAliveThatReleasesItselfAndThrows) {
+TEST_F(NXObjectTest, Invoke_OfAMemberThatReleasesItsObjectAndThrows_KeepsItAlive) {
     const int living = Probe<>::living;
     CComPtr<ProbeObject> object = NewProbe();
     auto* const raw = object.p;
@@ -312,7 +312,7 @@ TEST_F(NXObjectTest, Invoke_KeepsTheObjectAliveThatReleasesItselfAndThrows) {
     EXPECT_EQ(Probe<>::living, living);
 }
 
-TEST_F(NXObjectTest, Invoke_LeavesTheReferenceCountAsItWas) {
+TEST_F(NXObjectTest, Invoke_LeavesTheReferenceCount) {
     EXPECT_HR(lateBound.Call(L"Clear").hr, S_OK);
     EXPECT_HR(lateBound.Call(L"Nonsense").hr, DISP_E_UNKNOWNNAME);
     EXPECT_EQ(probe->AddRef(), 3u) << "the test's two, and this one";
@@ -355,7 +355,7 @@ TEST_F(NXObjectTest, Creation_OfAnInterfaceThatIsMissing_DestroysTheObject) {
     EXPECT_EQ(Probe<>::living, living);
 }
 
-TEST_F(NXObjectTest, Creation_OutOfMemory) {
+TEST_F(NXObjectTest, Creation_OutOfMemory_ReturnsTheFailure) {
     const int living = Probe<>::living;
     support::ForEachAllocationFailure([&] {
         void* created = this;
@@ -373,7 +373,7 @@ TEST_F(NXObjectTest, Creation_OutOfMemory) {
 // ---------------------------------------------------------------------------------------------------------------------
 // Aggregation
 
-/// An object on the stack that contains a probe and offers its interfaces as its own.
+/// An object on the stack that aggregates a probe.
 class Outer final : public IUnknown {
   public:
     Outer() {
@@ -434,7 +434,7 @@ TEST_F(NXObjectTest, Aggregated_IsCalledLateBound) {
     };
     DISPPARAMS none = {};
     EXPECT_HR(text->Invoke(0x60020006, IID_NULL, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr), S_OK);
-    EXPECT_EQ(referencesDuringTheCall, 2u) << "the call holds the whole object";
+    EXPECT_EQ(referencesDuringTheCall, 2u) << "the call keeps the outer object alive";
     EXPECT_EQ(outer.references, 1u);
 }
 

@@ -1,4 +1,4 @@
-// The order in which collections release what they hold when they go: from the first entry to the last.
+// The order in which a collection releases its entries when it is destroyed: from the first to the last.
 
 #include <array>
 #include <cstddef>
@@ -25,7 +25,7 @@ using support::Variant;
 
 const std::vector<int> inOrder = {0, 1, 2, 3, 4};
 
-/// Entries of which a test sees the order of their last releases.
+/// Entries that record the order of their last releases.
 template <class Element> class Entries {
   public:
     Entries() {
@@ -85,7 +85,7 @@ TEST_F(NXReleaseOrderTest, VariantCollection_ReleasesItsObjectsInOrder) {
     EXPECT_EQ(entries.released, inOrder);
 }
 
-/// Entries that were inserted, moved or replaced stand in the order of their indices, not of their arrival.
+/// Entries that were inserted, moved or replaced are released by index, not in the order in which they were added.
 TEST_F(NXReleaseOrderTest, ListThatHasChanged_ReleasesByIndex) {
     std::array<StackTokenString, 4> entries;
     std::vector<int> released;

@@ -27,11 +27,11 @@ using support::Invocation;
 using support::Reply;
 using support::StringList;
 using support::StringListId;
-using support::TextsOf;
+using support::StringsOf;
 using support::Variant;
 using support::Way;
 
-using Texts = std::vector<std::wstring>;
+using Strings = std::vector<std::wstring>;
 
 class NXStringListLateBoundTest : public support::ClassTest<StringList> {
   protected:
@@ -72,7 +72,7 @@ TEST_F(NXStringListLateBoundTest, Members_AreReachedByDispid) {
     EXPECT_HR(list.Call(StringListId::Add, L"d").hr, S_OK);
     EXPECT_HR(list.Call(StringListId::Remove, 1).hr, S_OK);
     EXPECT_EQ(list.Get(StringListId::Count).value.Int(), 3);
-    EXPECT_EQ(strings.All(), (Texts{L"A", L"c", L"d"}));
+    EXPECT_EQ(strings.All(), (Strings{L"A", L"c", L"d"}));
 }
 
 TEST_F(NXStringListLateBoundTest, Properties_CalledAsMethods_AreRead) {
@@ -81,7 +81,7 @@ TEST_F(NXStringListLateBoundTest, Properties_CalledAsMethods_AreRead) {
     EXPECT_EQ(list.Call(L"Count").value.Int(), 2);
     const Reply reply = list.Call(DISPID_NEWENUM);
     ASSERT_EQ(reply.value.Type(), VT_UNKNOWN);
-    EXPECT_EQ(TextsOf(EnumeratorOf(V_UNKNOWN(reply.value.Raw()))), (Texts{L"a", L"b"}));
+    EXPECT_EQ(StringsOf(EnumeratorOf(V_UNKNOWN(reply.value.Raw()))), (Strings{L"a", L"b"}));
     EXPECT_HR(list.Invoke({.member = DISPID_NEWENUM, .wantsValue = false}).hr, S_OK);
 }
 
@@ -106,14 +106,14 @@ TEST_F(NXStringListLateBoundTest, Arguments_ThatDoNotFit_ChangeNothing) {
     EXPECT_HR(list.Call(L"Add", Variant::Null()).hr, DISP_E_TYPEMISMATCH);
     EXPECT_HR(list.Get(L"Item", 3e9).hr, DISP_E_OVERFLOW);
     EXPECT_TRUE(FAILED(list.Put(L"Count", 5).hr));
-    EXPECT_EQ(strings.All(), (Texts{L"a", L"b"}));
+    EXPECT_EQ(strings.All(), (Strings{L"a", L"b"}));
 }
 
 TEST_F(NXStringListLateBoundTest, OutOfMemory_IsAnHresult) {
     struct Failure {
         const char* name;
         Invocation call;
-        std::vector<Texts> afterwards; ///< the lists allowed then
+        std::vector<Strings> afterwards; ///< the lists allowed then
     };
     const auto put = [](DISPID member, std::vector<Variant> arguments) {
         return Invocation{.member = member,
@@ -126,7 +126,7 @@ TEST_F(NXStringListLateBoundTest, OutOfMemory_IsAnHresult) {
         return Invocation{
             .member = member, .flags = DISPATCH_PROPERTYGET, .arguments = std::move(arguments), .wantsValue = false};
     };
-    const Texts unchanged = {L"a", L"b"};
+    const Strings unchanged = {L"a", L"b"};
     const Failure failures[] = {
         {"get Item", get(StringListId::Item, {1}), {unchanged}},
         {"get _Item", get(StringListId::DefaultItem, {1}), {unchanged}},
@@ -143,7 +143,7 @@ TEST_F(NXStringListLateBoundTest, OutOfMemory_IsAnHresult) {
         ForEachAllocationFailure(
             NewList, [&](const StringList& object) { return object.LateBound().Invoke(failure.call).Failure(); },
             [&](const StringList& object) {
-                const Texts left = object.All();
+                const Strings left = object.All();
                 EXPECT_TRUE(left == failure.afterwards.front() || left == failure.afterwards.back());
                 EXPECT_HR(object.LateBound().Invoke(failure.call).hr, S_OK) << "with memory again";
             });

@@ -19,11 +19,11 @@ using namespace std::string_view_literals;
 using support::Bstr;
 using support::NextOf;
 using support::StringList;
-using support::TextsOf;
+using support::StringsOf;
 using support::Variant;
 using support::Way;
 
-using Texts = std::vector<std::wstring>;
+using Strings = std::vector<std::wstring>;
 
 constexpr BSTR nullText = nullptr;
 
@@ -47,14 +47,14 @@ TEST_P(NXStringListTest, Add_Appends) {
     list.Add(L"first");
     EXPECT_EQ(list.Count(), 1);
     list.Add(L"second");
-    EXPECT_EQ(list.All(), (Texts{L"first", L"second"}));
+    EXPECT_EQ(list.All(), (Strings{L"first", L"second"}));
 }
 
 TEST_P(NXStringListTest, New_Written_Appends) {
     list.SetNew(L"first");
     EXPECT_EQ(list.Count(), 1);
     list.SetNew(L"second");
-    EXPECT_EQ(list.All(), (Texts{L"first", L"second"}));
+    EXPECT_EQ(list.All(), (Strings{L"first", L"second"}));
 }
 
 TEST_P(NXStringListTest, New_Read_IsAlwaysNull) {
@@ -67,7 +67,7 @@ TEST_P(NXStringListTest, Add_OfTheSameTextAgain_KeepsBoth) {
     list.Add(L"same");
     list.SetNew(L"same");
     list.SetItem(2, L"same");
-    EXPECT_EQ(list.All(), (Texts{L"same", L"same", L"same"}));
+    EXPECT_EQ(list.All(), (Strings{L"same", L"same", L"same"}));
 }
 
 // Item
@@ -75,19 +75,19 @@ TEST_P(NXStringListTest, Add_OfTheSameTextAgain_KeepsBoth) {
 TEST_P(NXStringListTest, Item_Written_IsReplaced) {
     abc.SetItem(0, L"first");
     abc.SetItem(2, L"last");
-    EXPECT_EQ(abc.All(), (Texts{L"first", L"b", L"last"}));
+    EXPECT_EQ(abc.All(), (Strings{L"first", L"b", L"last"}));
 }
 
 TEST_P(NXStringListTest, Item_WrittenAfterTheLast_IsAppended) {
     abc.SetItem(3, L"d");
-    EXPECT_EQ(abc.All(), (Texts{L"a", L"b", L"c", L"d"}));
+    EXPECT_EQ(abc.All(), (Strings{L"a", L"b", L"c", L"d"}));
 }
 
 TEST_P(NXStringListTest, Item_WrittenInAnEmptyList_AppendsAt0Only) {
     EXPECT_TRUE(list.RefusesIndex([&] { list.SetItem(1, L"x"); }));
     EXPECT_EQ(list.Count(), 0);
     list.SetItem(0, L"x");
-    EXPECT_EQ(list.All(), Texts{L"x"});
+    EXPECT_EQ(list.All(), Strings{L"x"});
 }
 
 TEST_P(NXStringListTest, DefaultItem_IsItem) {
@@ -99,13 +99,13 @@ TEST_P(NXStringListTest, DefaultItem_IsItem) {
 
 TEST_P(NXStringListTest, Remove_MovesTheLaterOnesDown) {
     abc.Remove(1);
-    EXPECT_EQ(abc.All(), (Texts{L"a", L"c"}));
+    EXPECT_EQ(abc.All(), (Strings{L"a", L"c"}));
     abc.Remove(0);
-    EXPECT_EQ(abc.All(), Texts{L"c"});
+    EXPECT_EQ(abc.All(), Strings{L"c"});
     abc.Remove(0);
     EXPECT_EQ(abc.Count(), 0);
     abc.Add(L"again");
-    EXPECT_EQ(abc.All(), Texts{L"again"});
+    EXPECT_EQ(abc.All(), Strings{L"again"});
 }
 
 // Indices
@@ -120,7 +120,7 @@ TEST_P(NXStringListTest, Index_OutsideTheList_IsRefusedAndNothingChanges) {
             EXPECT_TRUE(abc.RefusesIndex([&] { abc.SetItem(index, L"x"); }));
         }
     }
-    EXPECT_EQ(abc.All(), (Texts{L"a", L"b", L"c"}));
+    EXPECT_EQ(abc.All(), (Strings{L"a", L"b", L"c"}));
 }
 
 TEST_P(NXStringListTest, Index_InAnEmptyList_IsRefused) {
@@ -210,7 +210,7 @@ TEST_P(NXStringListTest, Text_Read_IsACopy) {
 TEST_P(NXStringListTest, Lists_AreIndependent) {
     list.Add(static_cast<BSTR>(abc.Item(0)));
     abc.SetItem(0, L"changed");
-    EXPECT_EQ(list.All(), Texts{L"a"});
+    EXPECT_EQ(list.All(), Strings{L"a"});
 }
 
 TEST_P(NXStringListTest, ManyStrings_AreAllThere) {
@@ -231,8 +231,8 @@ TEST_P(NXStringListTest, ManyStrings_AreAllThere) {
 // Enumeration
 
 TEST_P(NXStringListTest, NewEnum_DeliversAllStringsInOrder) {
-    EXPECT_EQ(TextsOf(abc.NewEnum()), (Texts{L"a", L"b", L"c"}));
-    EXPECT_EQ(TextsOf(list.NewEnum()), Texts{});
+    EXPECT_EQ(StringsOf(abc.NewEnum()), (Strings{L"a", L"b", L"c"}));
+    EXPECT_EQ(StringsOf(list.NewEnum()), Strings{});
 }
 
 TEST_P(NXStringListTest, NewEnum_KeepsNullAndZeroLength) {
@@ -261,7 +261,7 @@ TEST_P(NXStringListTest, NewEnum_EachHasItsOwnPosition) {
     const auto first = abc.NewEnum();
     const auto second = abc.NewEnum();
     EXPECT_BSTR(NextOf(first).Text(), L"a");
-    EXPECT_EQ(TextsOf(second), (Texts{L"a", L"b", L"c"}));
+    EXPECT_EQ(StringsOf(second), (Strings{L"a", L"b", L"c"}));
     EXPECT_BSTR(NextOf(first).Text(), L"b");
 }
 
@@ -275,7 +275,7 @@ TEST_P(NXStringListTest, NewEnum_KeepsTheListAlive) {
     StringList owner(GetParam(), {L"1", L"2"});
     const auto enumerator = owner.NewEnum();
     owner.Release();
-    EXPECT_EQ(TextsOf(enumerator), (Texts{L"1", L"2"}));
+    EXPECT_EQ(StringsOf(enumerator), (Strings{L"1", L"2"}));
 }
 
 TEST_P(NXStringListTest, NewEnum_SeesWhatIsAdded) {
@@ -284,16 +284,16 @@ TEST_P(NXStringListTest, NewEnum_SeesWhatIsAdded) {
     for (int index = 3; index < 100; ++index) {
         abc.Add(L"more");
     }
-    EXPECT_EQ(TextsOf(enumerator).size(), 99u);
+    EXPECT_EQ(StringsOf(enumerator).size(), 99u);
     abc.Add(L"last");
-    EXPECT_EQ(TextsOf(enumerator), Texts{L"last"});
+    EXPECT_EQ(StringsOf(enumerator), Strings{L"last"});
 }
 
 TEST_P(NXStringListTest, NewEnum_GoesOnAfterARemoval) {
     const auto enumerator = abc.NewEnum();
     EXPECT_BSTR(NextOf(enumerator).Text(), L"a");
     abc.Remove(0);
-    EXPECT_EQ(TextsOf(enumerator), Texts{L"c"}) << "the list moved down under it";
+    EXPECT_EQ(StringsOf(enumerator), Strings{L"c"}) << "the later strings have moved down";
 }
 
 TEST_P(NXStringListTest, NewEnum_EndsWhenTheListIsEmptied) {
@@ -302,11 +302,11 @@ TEST_P(NXStringListTest, NewEnum_EndsWhenTheListIsEmptied) {
     for (int count = 3; count > 0; --count) {
         abc.Remove(0);
     }
-    EXPECT_EQ(TextsOf(enumerator), Texts{});
+    EXPECT_EQ(StringsOf(enumerator), Strings{});
     EXPECT_HR(enumerator->Skip(1), S_FALSE);
     EXPECT_HR(enumerator->Reset(), S_OK);
     abc.Add(L"new");
-    EXPECT_EQ(TextsOf(enumerator), Texts{L"new"});
+    EXPECT_EQ(StringsOf(enumerator), Strings{L"new"});
 }
 
 } // namespace

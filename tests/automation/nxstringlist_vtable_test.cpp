@@ -24,7 +24,7 @@ using support::Require;
 using support::StringList;
 using support::Way;
 
-using Texts = std::vector<std::wstring>;
+using Strings = std::vector<std::wstring>;
 
 class NXStringListVtableTest : public support::ClassTest<StringList> {
   protected:
@@ -81,7 +81,7 @@ TEST_F(NXStringListVtableTest, Read_OutOfMemory_ReturnsTheFailureAndChangesNothi
             [&](const World& world) {
                 EXPECT_HR(world.hr, E_OUTOFMEMORY) << "returned, not raised";
                 EXPECT_EQ(world.result, untouched);
-                EXPECT_EQ(world.list.All(), (Texts{L"a", L"b"}));
+                EXPECT_EQ(world.list.All(), (Strings{L"a", L"b"}));
             });
     }
 }
@@ -101,9 +101,9 @@ TEST_F(NXStringListVtableTest, Append_OutOfMemory_Raises_AppendsNothing) {
     for (const auto append : appends) {
         ForEachAllocationFailure([] { return Writing{NewList()}; }, append,
                                  [](const Writing& world) {
-                                     EXPECT_EQ(world.list.All(), (Texts{L"a", L"b"}));
+                                     EXPECT_EQ(world.list.All(), (Strings{L"a", L"b"}));
                                      EXPECT_HR(world.list.Raw()->Add(world.text), S_OK);
-                                     EXPECT_EQ(world.list.All(), (Texts{L"a", L"b", L"new"}));
+                                     EXPECT_EQ(world.list.All(), (Strings{L"a", L"b", L"new"}));
                                  },
                                  support::OutOfMemory::ComErrorOrBadAlloc);
     }

@@ -25,13 +25,13 @@ using support::EnumeratorOf;
 using support::ForEachAllocationFailure;
 using support::Invocation;
 using support::Reply;
-using support::TextsOf;
+using support::StringsOf;
 using support::TokenString;
 using support::TokenStringId;
 using support::Variant;
 using support::Way;
 
-using Texts = std::vector<std::wstring>;
+using Strings = std::vector<std::wstring>;
 
 class NXTokenStringLateBoundTest : public support::ClassTest<TokenString> {
   protected:
@@ -81,7 +81,7 @@ TEST_F(NXTokenStringLateBoundTest, Properties_CalledAsMethods_AreRead) {
     EXPECT_BSTR(object.Call(L"Value").value.Text(), L"a;b");
     const Reply reply = object.Call(DISPID_NEWENUM);
     ASSERT_EQ(reply.value.Type(), VT_UNKNOWN);
-    EXPECT_EQ(TextsOf(EnumeratorOf(V_UNKNOWN(reply.value.Raw()))), (Texts{L"a", L"b"}));
+    EXPECT_EQ(StringsOf(EnumeratorOf(V_UNKNOWN(reply.value.Raw()))), (Strings{L"a", L"b"}));
 }
 
 TEST_F(NXTokenStringLateBoundTest, MultiCharacter_ANumberIsConvertedToABooleanFirst) {
@@ -98,7 +98,7 @@ TEST_F(NXTokenStringLateBoundTest, Arguments_ThatDoNotFit_ChangeNothing) {
     EXPECT_HR(object.Put(L"MultiCharacter", L"maybe").hr, DISP_E_TYPEMISMATCH);
     EXPECT_TRUE(FAILED(object.Put(L"Count", 5).hr));
     EXPECT_TRUE(FAILED(object.Put(L"Token", 0, L"x").hr));
-    EXPECT_EQ(tokens.All(), (Texts{L"a", L"b"}));
+    EXPECT_EQ(tokens.All(), (Strings{L"a", L"b"}));
 }
 
 TEST_F(NXTokenStringLateBoundTest, OutOfMemory_IsAnHresult) {
@@ -131,7 +131,7 @@ TEST_F(NXTokenStringLateBoundTest, OutOfMemory_IsAnHresult) {
             [](const TokenString& made) {
                 made.SetSeparator(L",");
                 made.SetValue(L"1,2");
-                EXPECT_EQ(made.All(), (Texts{L"1", L"2"})) << "with memory again";
+                EXPECT_EQ(made.All(), (Strings{L"1", L"2"})) << "with memory again";
             });
     }
 }

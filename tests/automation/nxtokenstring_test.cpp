@@ -20,11 +20,11 @@ using namespace std::string_view_literals;
 using support::Bstr;
 using support::IsText;
 using support::NextOf;
-using support::TextsOf;
+using support::StringsOf;
 using support::TokenString;
 using support::Way;
 
-using Texts = std::vector<std::wstring>;
+using Strings = std::vector<std::wstring>;
 
 constexpr BSTR nullText = nullptr;
 
@@ -52,7 +52,7 @@ struct SplitRow {
     const wchar_t* separator; ///< null: none is written
     VARIANT_BOOL multiCharacter;
     const wchar_t* value;
-    Texts tokens;
+    Strings tokens;
     const wchar_t* joined; ///< the value read back; null: a null BSTR
 };
 
@@ -88,7 +88,7 @@ TEST_P(NXTokenStringTest, Value_IsSplitAtTheSeparator) {
 
 TEST_P(NXTokenStringTest, Value_Written_ReplacesAllTokens) {
     abc.SetValue(L"x,y");
-    EXPECT_EQ(abc.All(), (Texts{L"x", L"y"}));
+    EXPECT_EQ(abc.All(), (Strings{L"x", L"y"}));
     EXPECT_BSTR(abc.Separator(), L",");
 }
 
@@ -106,7 +106,7 @@ TEST_P(NXTokenStringTest, Texts_WithEmbeddedNul_EndAtTheNul) {
     tokens.SetSeparator(static_cast<BSTR>(Bstr(L",\0;"sv)));
     EXPECT_BSTR(tokens.Separator(), L",");
     tokens.SetValue(static_cast<BSTR>(Bstr(L"a;b,c\0,d"sv)));
-    EXPECT_EQ(tokens.All(), (Texts{L"a;b", L"c"}));
+    EXPECT_EQ(tokens.All(), (Strings{L"a;b", L"c"}));
     tokens.Add(static_cast<BSTR>(Bstr(L"x\0y"sv)));
     EXPECT_BSTR(tokens.Token(2), L"x");
 }
@@ -152,23 +152,23 @@ TEST_P(NXTokenStringTest, Separator_WrittenAfterTheValue_SplitsIt) {
     tokens.SetValue(L"a,b,c");
     EXPECT_EQ(tokens.Count(), 1);
     tokens.SetSeparator(L",");
-    EXPECT_EQ(tokens.All(), (Texts{L"a", L"b", L"c"}));
+    EXPECT_EQ(tokens.All(), (Strings{L"a", L"b", L"c"}));
 }
 
 TEST_P(NXTokenStringTest, Separator_Written_JoinsUnderTheOldRule) {
     const TokenString several(GetParam(), L";,", L"a;b,c");
     several.SetSeparator(L",");
-    EXPECT_EQ(several.All(), Texts{L"a;b;c"});
+    EXPECT_EQ(several.All(), Strings{L"a;b;c"});
 }
 
 TEST_P(NXTokenStringTest, Separator_EmptyOrNull_JoinsToOneToken) {
     abc.SetSeparator(L"");
-    EXPECT_EQ(abc.All(), Texts{L"a,b,c"});
+    EXPECT_EQ(abc.All(), Strings{L"a,b,c"});
     EXPECT_BSTR(abc.Separator(), L"");
     abc.SetSeparator(L",");
     EXPECT_EQ(abc.Count(), 3);
     abc.SetSeparator(nullText);
-    EXPECT_EQ(abc.All(), Texts{L"a,b,c"});
+    EXPECT_EQ(abc.All(), Strings{L"a,b,c"});
     EXPECT_NULL_BSTR(abc.Separator());
 }
 
@@ -184,10 +184,10 @@ TEST_P(NXTokenStringTest, Separator_Written_ResetsMultiCharacter) {
     tokens.SetSeparator(L";,");
     tokens.SetMultiCharacter(VARIANT_TRUE);
     tokens.SetValue(L"x;,y");
-    EXPECT_EQ(tokens.All(), (Texts{L"x", L"y"}));
+    EXPECT_EQ(tokens.All(), (Strings{L"x", L"y"}));
     tokens.SetSeparator(L";,");
     EXPECT_EQ(tokens.MultiCharacter(), VARIANT_FALSE);
-    EXPECT_EQ(tokens.All(), (Texts{L"x", L"", L"y"}));
+    EXPECT_EQ(tokens.All(), (Strings{L"x", L"", L"y"}));
 }
 
 // MultiCharacter
@@ -205,35 +205,35 @@ TEST_P(NXTokenStringTest, MultiCharacter_IsTrueOnlyForMinusOne) {
 TEST_P(NXTokenStringTest, MultiCharacter_Written_JoinsUnderTheOldModeAndSplitsUnderTheNew) {
     const TokenString several(GetParam(), L";,", L"a;b,c");
     several.SetMultiCharacter(VARIANT_TRUE);
-    EXPECT_EQ(several.All(), Texts{L"a;b;c"});
+    EXPECT_EQ(several.All(), Strings{L"a;b;c"});
     several.SetValue(L"a;,b");
     EXPECT_EQ(several.Count(), 2);
     several.SetMultiCharacter(VARIANT_FALSE);
-    EXPECT_EQ(several.All(), (Texts{L"a", L"", L"b"}));
+    EXPECT_EQ(several.All(), (Strings{L"a", L"", L"b"}));
     EXPECT_BSTR(several.Separator(), L";,");
 }
 
 TEST_P(NXTokenStringTest, MultiCharacter_WrittenUnchanged_SplitsAgain) {
     abc.Add(L"p,q");
     abc.SetMultiCharacter(VARIANT_FALSE);
-    EXPECT_EQ(abc.All(), (Texts{L"a", L"b", L"c", L"p", L"q"}));
+    EXPECT_EQ(abc.All(), (Strings{L"a", L"b", L"c", L"p", L"q"}));
 }
 
 TEST_P(NXTokenStringTest, OrderOfWrites_Matters) {
     tokens.SetMultiCharacter(VARIANT_TRUE);
     tokens.SetSeparator(L"ab");
     tokens.SetValue(L"1ab2");
-    EXPECT_EQ(tokens.All(), (Texts{L"1", L"", L"2"})) << "mode before separator";
+    EXPECT_EQ(tokens.All(), (Strings{L"1", L"", L"2"})) << "mode before separator";
 
     const TokenString ordered(GetParam());
     ordered.SetSeparator(L"ab");
     ordered.SetMultiCharacter(VARIANT_TRUE);
     ordered.SetValue(L"1ab2");
-    EXPECT_EQ(ordered.All(), (Texts{L"1", L"2"})) << "separator before mode";
+    EXPECT_EQ(ordered.All(), (Strings{L"1", L"2"})) << "separator before mode";
 
     const TokenString late(GetParam(), L"ab", L"1ab2");
     late.SetMultiCharacter(VARIANT_TRUE);
-    EXPECT_EQ(late.All(), Texts{L"1aa2"}) << "value before mode: joined with the first character";
+    EXPECT_EQ(late.All(), Strings{L"1aa2"}) << "value before mode: joined with the first character";
 }
 
 // Add
@@ -273,8 +273,8 @@ TEST_P(NXTokenStringTest, Token_OutsideTheTokens_IsRefused) {
 // Enumeration
 
 TEST_P(NXTokenStringTest, NewEnum_DeliversAllTokensInOrder) {
-    EXPECT_EQ(TextsOf(abc.NewEnum()), (Texts{L"a", L"b", L"c"}));
-    EXPECT_EQ(TextsOf(tokens.NewEnum()), Texts{});
+    EXPECT_EQ(StringsOf(abc.NewEnum()), (Strings{L"a", L"b", L"c"}));
+    EXPECT_EQ(StringsOf(tokens.NewEnum()), Strings{});
     abc.SetValue(L",x");
     EXPECT_BSTR(NextOf(abc.NewEnum()).Text(), L"");
 }
@@ -283,7 +283,7 @@ TEST_P(NXTokenStringTest, NewEnum_KeepsTheObjectAlive) {
     TokenString owner(GetParam(), L",", L"1,2");
     const auto enumerator = owner.NewEnum();
     owner.Release();
-    EXPECT_EQ(TextsOf(enumerator), (Texts{L"1", L"2"}));
+    EXPECT_EQ(StringsOf(enumerator), (Strings{L"1", L"2"}));
 }
 
 TEST_P(NXTokenStringTest, NewEnum_GoesOnWithTheTokensOfNow) {
@@ -293,13 +293,13 @@ TEST_P(NXTokenStringTest, NewEnum_GoesOnWithTheTokensOfNow) {
     abc.SetValue(L"1,2,3,4,5");
     EXPECT_BSTR(NextOf(enumerator).Text(), L"2");
     abc.SetSeparator(L"3");
-    EXPECT_EQ(TextsOf(enumerator), Texts{}) << "two tokens are left";
+    EXPECT_EQ(StringsOf(enumerator), Strings{}) << "two tokens are left";
     abc.SetSeparator(L",");
-    EXPECT_EQ(TextsOf(enumerator), (Texts{L"3", L"4", L"5"}));
+    EXPECT_EQ(StringsOf(enumerator), (Strings{L"3", L"4", L"5"}));
     abc.SetValue(L"");
-    EXPECT_EQ(TextsOf(enumerator), Texts{});
+    EXPECT_EQ(StringsOf(enumerator), Strings{});
     EXPECT_HR(enumerator->Reset(), S_OK);
-    EXPECT_EQ(TextsOf(enumerator), Texts{});
+    EXPECT_EQ(StringsOf(enumerator), Strings{});
 }
 
 } // namespace

@@ -21,7 +21,7 @@ using support::Require;
 using support::TokenString;
 using support::Way;
 
-using Texts = std::vector<std::wstring>;
+using Strings = std::vector<std::wstring>;
 
 class NXTokenStringVtableTest : public support::ClassTest<TokenString> {
   protected:
@@ -59,7 +59,7 @@ template <class Setup, class Operation> void TestReadOutOfMemory(Setup setup, Op
         },
         [&](const Reading& world) {
             EXPECT_EQ(world.result, untouched);
-            EXPECT_EQ(world.tokens.All(), (Texts{L"a", L"b"}));
+            EXPECT_EQ(world.tokens.All(), (Strings{L"a", L"b"}));
         },
         support::OutOfMemory::ComErrorOrBadAlloc);
 }
@@ -96,9 +96,9 @@ TEST_F(NXTokenStringVtableTest, Add_OutOfMemory_Raises_AddsNothing) {
     ForEachAllocationFailure([] { return Writing{NewTokens()}; },
                              [](Writing& world) { Require(world.tokens.Raw()->Add(world.text), "Add"); },
                              [](const Writing& world) {
-                                 EXPECT_EQ(world.tokens.All(), (Texts{L"a", L"b"}));
+                                 EXPECT_EQ(world.tokens.All(), (Strings{L"a", L"b"}));
                                  EXPECT_HR(world.tokens.Raw()->Add(world.text), S_OK);
-                                 EXPECT_EQ(world.tokens.All(), (Texts{L"a", L"b", L"x;,y"}));
+                                 EXPECT_EQ(world.tokens.All(), (Strings{L"a", L"b", L"x;,y"}));
                              },
                              support::OutOfMemory::ComErrorOrBadAlloc);
 }
@@ -115,7 +115,7 @@ TEST_F(NXTokenStringVtableTest, Writes_OutOfMemory_Raise_ObjectIsUsable) {
                                      EXPECT_BSTR(world.text, L"x;,y");
                                      world.tokens.SetSeparator(L",");
                                      world.tokens.SetValue(L"1,2");
-                                     EXPECT_EQ(world.tokens.All(), (Texts{L"1", L"2"}));
+                                     EXPECT_EQ(world.tokens.All(), (Strings{L"1", L"2"}));
                                  },
                                  support::OutOfMemory::ComErrorOrBadAlloc);
     }

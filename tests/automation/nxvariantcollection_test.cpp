@@ -244,7 +244,7 @@ TEST_P(NXVariantCollectionTest, Collections_AreIndependent) {
     EXPECT_EQ(numbers.All(), (Ints{1, 3}));
 }
 
-TEST_P(NXVariantCollectionTest, TenThousandAdditionsAndRemovals_LeaveNothingBehind) {
+TEST_P(NXVariantCollectionTest, TenThousandAdditionsAndRemovals_LeakNothing) {
     const Variant text(L"text");
     const Variant dispatch(static_cast<IDispatch*>(&object));
     const Variant array(ArrayOfStrings());

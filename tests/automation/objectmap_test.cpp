@@ -1,5 +1,4 @@
-// The module object, with object maps of the test's own. classobjects_test.cpp and registration_test.cpp have the
-// DLL's.
+// The module object with object maps of the test's own. Those of the DLL are tested in tests/module.
 
 #include <atlcom.h>
 #include <gtest/gtest.h>
@@ -65,15 +64,14 @@ TEST_F(ObjectMapTest, Class_IsRegisteredAndUnregisteredByItsScript) {
     EXPECT_EQ(unregistered, 1);
 }
 
-/// Such a class is registered by other means.
-TEST_F(ObjectMapTest, ClassWithADescription_IsLeftOut) {
+TEST_F(ObjectMapTest, ClassWithADescription_IsSkipped) {
     CComModule& module = ModuleOf(&CNXString::_ClassFactoryCreatorClass::CreateInstance, &Description);
     EXPECT_HR(module.RegisterServer(FALSE), S_OK);
     EXPECT_HR(module.UnregisterServer(FALSE), S_OK);
     EXPECT_EQ(registered + unregistered, 0);
 }
 
-TEST_F(ObjectMapTest, TypeLibrary_IsLookedForOnlyIfItIsWanted) {
+TEST_F(ObjectMapTest, TypeLibrary_IsLoadedOnlyOnRequest) {
     CComModule& module = ModuleOf(&CNXString::_ClassFactoryCreatorClass::CreateInstance, &NoDescription);
     EXPECT_HR(module.RegisterServer(TRUE), TYPE_E_CANTLOADLIBRARY);
     EXPECT_HR(module.UnregisterServer(TRUE), TYPE_E_CANTLOADLIBRARY);
@@ -86,7 +84,7 @@ TEST(ObjectMapClassTest, Classes_HaveNoCategories) {
     EXPECT_EQ(CNXString::GetCategoryMap(), nullptr);
 }
 
-TEST(ObjectMapClassTest, Creators_WithoutPlaceForTheObject) {
+TEST(ObjectMapClassTest, Creators_WithoutAResult_AreRefused) {
     EXPECT_HR(CNXString::_CreatorClass::CreateInstance(nullptr, IID_IUnknown, nullptr), E_POINTER);
     EXPECT_HR(CNXString::_ClassFactoryCreatorClass::CreateInstance(nullptr, IID_IUnknown, nullptr), E_POINTER);
     EXPECT_HR(CComObject<CNXString>::CreateInstance(nullptr), E_POINTER);

@@ -170,7 +170,7 @@ TYPED_TEST(DllLifetimeOfListTest, Entry_KeepsTheDllLoaded) {
 
 using NXStringLifetimeTest = support::ClassTest<support::String>;
 
-TEST_F(NXStringLifetimeTest, TenThousandObjects_LeaveNothingBehind) {
+TEST_F(NXStringLifetimeTest, TenThousandObjects_LeakNothing) {
     CComPtr<IClassFactory> factory;
     ASSERT_HR(CoGetClassObject(CLSID_NXString, CLSCTX_INPROC_SERVER, nullptr, IID_IClassFactory,
                                reinterpret_cast<void**>(&factory)),

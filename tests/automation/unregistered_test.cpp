@@ -1,6 +1,5 @@
-// Late-bound calls of an object from a DLL that is not registered, as with registration-free activation: the type
-// information comes from the DLL itself, and calls need none. Runs in a Wine prefix in which nothing of ours has ever
-// been registered.
+// Late-bound calls of an object from an unregistered DLL, as with registration-free activation. The type information
+// comes from the DLL, and calls need none. Runs in a Wine prefix in which the DLL was never registered.
 
 #include <algorithm>
 #include <cstddef>
@@ -88,7 +87,7 @@ TEST_F(UnregisteredDllTest, TypeInformation_OutOfMemoryInTheDll_IsAnHresult_AndT
     EXPECT_GT(number, 2u) << "nothing is allocated";
 }
 
-TEST_F(UnregisteredDllTest, FirstCall_AllocatesNothingButItsResult) {
+TEST_F(UnregisteredDllTest, FirstCall_AllocatesOnlyItsResult) {
     const Dll dll;
     support::FollowAllocations(dll.Module());
     const DispatchObject text = NewString(dll);
@@ -97,7 +96,7 @@ TEST_F(UnregisteredDllTest, FirstCall_AllocatesNothingButItsResult) {
     EXPECT_FALSE(fault.Fired());
 }
 
-/// A copy of the DLL whose type library is not one any more.
+/// A copy of the DLL with a damaged type library.
 class DamagedDll {
   public:
     DamagedDll() : m_path(m_folder / L"damaged.dll") {
