@@ -15,8 +15,8 @@
 ///         HRESULT STDMETHODCALLTYPE Clear() override;
 ///     };
 ///
-/// Methods called through the vtable may raise exceptions; Invoke does not. Where a method breaks a general rule of
-/// automation, which late-bound callers rely on, Members lists another function.
+/// Methods called through the vtable may raise exceptions; Invoke does not. Where a method breaks a rule of automation,
+/// such as who owns a result, Members lists another function for late-bound callers.
 template <class Class, class Interface, const CLSID* pclsid, const IID* piid>
 class CNXObject : public CComObjectRootEx<CComSingleThreadModel>,
                   public CComCoClass<Class, pclsid>,

@@ -33,12 +33,13 @@ class CNXObjectList : public CNXObject<Class, Interface, pclsid, piid> {
     /// The same as Add.
     HRESULT STDMETHODCALLTYPE put_New(ElementInterface* newVal) override { return Add(newVal); }
 
-    /// Entry `index` with a reference for the caller; null for a null entry.
+    /// Entry `index` with a reference for the caller; null for a null entry and for one that refuses
+    /// the interface.
     HRESULT STDMETHODCALLTYPE get_Item(long index, ElementInterface** pVal) override {
         if (!this->IsIndexOf(index, m_entries)) {
             return this->ReportIndexError();
         }
-        const CComPtr<ElementInterface> entry = EntryAt(index); // QueryInterface runs its code
+        const CComPtr<ElementInterface> entry = EntryAt(index); // its QueryInterface may remove it from the list
         *pVal = nullptr;
         if (entry != nullptr) {
             entry->QueryInterface(__uuidof(ElementInterface), reinterpret_cast<void**>(pVal));

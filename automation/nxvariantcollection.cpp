@@ -7,7 +7,7 @@ CNXVariantElement::CNXVariantElement(CNXVariant&& value) {
         m_array.reset(V_ARRAY(&value), &SafeArrayDestroy);
         V_ARRAY(this) = m_array.get();
         V_VT(this) = type;
-        m_borrowed = true;
+        m_skipClear = true;
     } else {
         std::swap(static_cast<VARIANT&>(*this), static_cast<VARIANT&>(value));
     }
@@ -21,7 +21,7 @@ HRESULT CNXVariantElement::CopyTo(VARIANT& copy) const noexcept {
 
 std::span<const CNXMember> CNXVariantCollection::Members() noexcept {
     static constexpr CNXMember members[] = {
-        // the vtable's borrows its argument
+        // not &Add, which borrows its argument
         NXMethod<&CNXVariantCollection::AddOwned>(0x60020000, L"Add", L"Item", NXOptional(L"Position")),
         NXMethod<&CNXVariantCollection::Remove>(0x60020001, L"Remove", NXOptional(L"index")),
         NXGet<&CNXVariantCollection::get_Count>(0x60020002, L"Count"),

@@ -12,7 +12,7 @@
 class CNXVariantElement : public CNXVariant {
   public:
     /// Borrows `value`: copies it bit for bit and never clears it.
-    explicit CNXVariantElement(const VARIANT& value) noexcept : m_borrowed(true) {
+    explicit CNXVariantElement(const VARIANT& value) noexcept : m_skipClear(true) {
         static_cast<VARIANT&>(*this) = value;
     }
     /// Takes ownership of `value`. May throw std::bad_alloc.
@@ -20,12 +20,12 @@ class CNXVariantElement : public CNXVariant {
     CNXVariantElement(CNXVariantElement&&) noexcept = default;
     CNXVariantElement& operator=(CNXVariantElement&& other) noexcept {
         std::swap(static_cast<VARIANT&>(*this), static_cast<VARIANT&>(other));
-        std::swap(m_borrowed, other.m_borrowed);
+        std::swap(m_skipClear, other.m_skipClear);
         std::swap(m_array, other.m_array);
         return *this;
     }
     ~CNXVariantElement() {
-        if (m_borrowed) {
+        if (m_skipClear) {
             V_VT(this) = VT_EMPTY;
         }
     }
@@ -35,7 +35,7 @@ class CNXVariantElement : public CNXVariant {
     HRESULT CopyTo(VARIANT& copy) const noexcept;
 
   private:
-    bool m_borrowed = false;
+    bool m_skipClear = false; ///< the VARIANT is borrowed, or m_array owns what it refers to
     /// Owns the array, if it is one. Shared, so that the array survives if it is removed while it is being copied.
     std::shared_ptr<SAFEARRAY> m_array;
 };
@@ -60,15 +60,17 @@ class CNXVariantCollection : public CNXObject<CNXVariantCollection, INXVariantCo
 
     void FinalRelease() noexcept { ReleaseAll(m_elements); }
 
-    /// Inserts Item before element number Position; 0 appends. Otherwise fails with "Position invalid!".
+    /// Inserts Item before element number Position; 0 appends. Fails with "Position invalid!" if there is no
+    /// such element.
     HRESULT STDMETHODCALLTYPE Add(VARIANT Item, long Position) override;
     /// Add for late-bound callers: takes ownership of Item.
     HRESULT AddOwned(CNXVariant&& Item, long Position);
-    /// Removes element number `index`; 0 removes the last one, if any. Otherwise fails with "Index out of bounds!".
+    /// Removes element number `index`; 0 removes the last one, if any. Fails with "Index out of
+    /// bounds!" if there is no such element.
     HRESULT STDMETHODCALLTYPE Remove(long index) override;
     HRESULT STDMETHODCALLTYPE get_Count(long* pVal) override;
-    /// Clears *pVal and stores a copy of element number `index`, which the caller owns. Otherwise, also for 0, fails
-    /// with "Index out of bounds!".
+    /// Clears *pVal and stores a copy of element number `index`, which the caller owns. Fails with "Index out of
+    /// bounds!" if there is no such element; 0 is not valid here.
     HRESULT STDMETHODCALLTYPE get_Item(long index, VARIANT* pVal) override;
     /// An IEnumVARIANT over the live collection, as copies. The caller owns it.
     HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** ppEnum) override;

@@ -23,9 +23,9 @@
 /// it ends with LF, and a CR before that belongs to the line. Lines are written up to their first NUL.
 ///
 /// Reading and writing share one position, a byte offset in the file. As in iostreams there are three flags: end of
-/// file, failed (a read got nothing, or not the whole line) and broken (a write failed). After a failure a seek is
-/// refused: it resets the flags and leaves the position unchanged, and the next seek works. Closing and rewinding reset
-/// the flags too.
+/// file, failed (a read got nothing, or not the whole line) and broken (a write failed). After a failure the
+/// next seek only resets the flags and leaves the position unchanged; the one after it moves. Closing and rewinding
+/// reset the flags too.
 ///
 /// Operations report failure only through their return value, except that out of memory raises _com_error
 /// (E_OUTOFMEMORY) or std::bad_alloc.
@@ -56,8 +56,8 @@ class CNKFileStream {
 
     /// Closes the stream, makes the last line null, and creates or empties the file with the stored name.
     void Clear();
-    /// Closes the stream, stores the name, and creates or empties that file. Returns false only if that succeeded and
-    /// `overwrite` is false; the file is emptied all the same.
+    /// Closes the stream, stores the name, and creates or empties that file, whatever `overwrite` is. Returns false
+    /// only if that succeeded and `overwrite` is false; true even if it failed.
     bool Create(const CNKString& fileName, bool overwrite);
 
     // Reading
@@ -65,8 +65,8 @@ class CNKFileStream {
     /// Reads a line and returns it without its line end. When closed or at the end of the file, returns the last line
     /// again. The string belongs to the stream and is valid until the next call that reads, opens or clears.
     ///
-    /// Lines are read in pieces of up to 127 characters. A line of exactly 127 is joined with the next one. A longer
-    /// line is cut to 127 and the stream has failed: until the flags are reset, reads return empty lines and writes do
+    /// Lines are read in pieces of up to 127 bytes. A line of exactly 127 is joined with the next one. A longer line is
+    /// cut to 127, and the failed flag is set: until the flags are reset, reads return empty lines and writes do
     /// nothing. Then reading continues after the cut. A file that ends with a line end has one more, empty line.
     const CNKString& ReadNextLine();
     /// Reads a line like ReadNextLine into a BSTR that the caller frees. Does not create the stream's own string.

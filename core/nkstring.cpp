@@ -11,9 +11,9 @@ static_assert(std::is_nothrow_move_constructible_v<CNKString> && std::is_nothrow
 
 namespace {
 
-/// The record that copies of a _bstr_t share. The class keeps the pointer private, and offers no way to move it or to
-/// make a record of our own (see Adopt). The language lets an explicit instantiation name private members. A _bstr_t of
-/// our own is no alternative: <comdef.h>, which has _com_error, includes the toolchain's.
+/// The record that copies of a _bstr_t share. The pointer is private, but needed to move strings and to create records
+/// (see Adopt). Explicit instantiations may name private members. A _bstr_t of our own is no alternative: <comdef.h>,
+/// which has _com_error, includes the toolchain's.
 auto& RecordOf(_bstr_t& handle) noexcept;
 
 template <auto member> struct RecordAccess {

@@ -62,8 +62,8 @@ class CNKString : public _bstr_t {
 
     /// The value in decimal, as a signed int: 4294967295 gives "-1".
     explicit CNKString(unsigned int value);
-    /// The value in fixed-point notation with 20 decimal places. More than 49 characters invoke the C runtime's
-    /// invalid-parameter handler; if that returns, the string is of length zero.
+    /// The value in fixed-point notation with 20 decimal places. Output of more than 49 characters invokes the C
+    /// runtime's invalid-parameter handler; if that returns, the string is of length zero.
     explicit CNKString(double value);
 
     // Assignment
@@ -128,7 +128,7 @@ class CNKString : public _bstr_t {
     bool ToDouble(double* value) const noexcept;
     bool ToLong(int* value) const noexcept;
     bool ToULong(unsigned int* value) const noexcept;
-    /// The same numbers.
+    /// Like ToDouble and ToLong, but return the number.
     [[nodiscard]] double AsDouble() const noexcept;
     [[nodiscard]] long AsLong() const noexcept;
 
@@ -148,8 +148,9 @@ class CNKString : public _bstr_t {
     CNKString& MakeUpper();
     CNKString& MakeLower();
 
-    /// Replaces the text with the output of _vsnprintf_s or its wide version, at most 999 characters. More invoke the C
-    /// runtime's invalid-parameter handler; if that returns, the string is of length zero. In a wide format %s is wide.
+    /// Replaces the text with the output of _vsnprintf_s or its wide version, at most 999 characters. Longer output
+    /// invokes the C runtime's invalid-parameter handler; if that returns, the string is of length zero. In a wide
+    /// format %s is wide.
     CNKString& Format(const wchar_t* format, va_list arguments);
     CNKString& Format(const char* format, va_list arguments);
 
@@ -174,11 +175,11 @@ class CNKString : public _bstr_t {
     void Assign(BSTR text);
     /// The record's BSTR. Changing it changes all strings that share it.
     [[nodiscard]] BSTR& GetBSTR();
-    /// Makes the string null and returns the address where a call may store a BSTR for it.
+    /// Makes the string null and returns the address of its BSTR, for an [out] argument.
     [[nodiscard]] BSTR* GetAddress();
 
   private:
-    /// SysStringByteLen, inline: calls are several times as slow. A BSTR's length is stored before its text.
+    /// An inline SysStringByteLen; the call is several times slower. A BSTR's length is stored before its text.
     [[nodiscard]] static std::size_t ByteLength(const wchar_t* text) noexcept {
         std::uint32_t length = 0;
         if (text != nullptr) {

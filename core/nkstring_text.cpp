@@ -1,4 +1,4 @@
-// What a string does with its text. How it holds it is in nkstring.cpp.
+// Operations on the text of a CNKString. Storage and ownership are in nkstring.cpp.
 #include "core/nkstring.h"
 
 #include <algorithm>
@@ -60,11 +60,11 @@ bool IsWhiteSpace(wchar_t character) noexcept {
                                   : std::iswspace(character) != 0;
 }
 
-std::size_t LeadingBlanks(std::wstring_view text) noexcept {
+std::size_t LeadingWhiteSpace(std::wstring_view text) noexcept {
     return static_cast<std::size_t>(std::ranges::find_if_not(text, IsWhiteSpace) - text.begin());
 }
 
-std::size_t LengthWithoutTrailingBlanks(std::wstring_view text) noexcept {
+std::size_t LengthWithoutTrailingWhiteSpace(std::wstring_view text) noexcept {
     while (!text.empty() && IsWhiteSpace(text.back())) {
         text.remove_suffix(1);
     }
@@ -198,18 +198,18 @@ CNKString& CNKString::KeepRange(std::size_t start, std::size_t end) {
 
 CNKString& CNKString::TrimLeft() {
     const std::wstring_view text = View();
-    return KeepRange(LeadingBlanks(text), text.size());
+    return KeepRange(LeadingWhiteSpace(text), text.size());
 }
 
 CNKString& CNKString::TrimRight() {
-    return KeepRange(0, LengthWithoutTrailingBlanks(View()));
+    return KeepRange(0, LengthWithoutTrailingWhiteSpace(View()));
 }
 
 CNKString& CNKString::Trim() {
     std::wstring_view text = View();
-    const std::size_t start = LeadingBlanks(text);
+    const std::size_t start = LeadingWhiteSpace(text);
     text.remove_prefix(start);
-    return KeepRange(start, start + LengthWithoutTrailingBlanks(text));
+    return KeepRange(start, start + LengthWithoutTrailingWhiteSpace(text));
 }
 
 CNKString& CNKString::Truncate(std::size_t count) {

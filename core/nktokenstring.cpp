@@ -207,7 +207,7 @@ CNKTokenString& CNKTokenString::SetSeparator(const CNKString& separator, bool mu
 }
 
 CNKTokenString& CNKTokenString::Add(const CNKString& token) {
-    // The token is added unsplit. Splitting it here keeps the out-of-memory behaviour of the other members.
+    // Split and discard: so Add throws when out of memory in the same cases as Insert.
     const CNKTokenString probe(token, m_separator, m_multiCharacter);
     push_back(token);
     return *this;
@@ -265,13 +265,13 @@ void CNKTokenString::Split(const wchar_t* begin, const wchar_t* end, const CNKSt
 
     const Value value = {begin, end, shared};
     const std::wstring_view separator = m_separator.View();
-    const bool wholeText = m_multiCharacter && separator.size() > 1;
+    const bool wholeSeparator = m_multiCharacter && separator.size() > 1;
     const std::size_t nul = separator.find(L'\0');
-    if (separator.empty() || (wholeText && nul != std::wstring_view::npos)) {
-        AppendUnsplit(value, *this); // searches end at a NUL, so they never find this one
+    if (separator.empty() || (wholeSeparator && nul != std::wstring_view::npos)) {
+        AppendUnsplit(value, *this); // searches stop at the first NUL of the value
     } else if (separator.size() == 1) {
         SplitAt(value, 1, *this, FindCharacter(separator.front()));
-    } else if (!wholeText) {
+    } else if (!wholeSeparator) {
         SplitAt(value, 1, *this, FindAnyOf(separator.substr(0, nul)));
     } else if (separator.size() <= maxShortText) {
         SplitAt(value, separator.size(), *this, FindShortText(separator.data()));

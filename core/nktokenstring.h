@@ -9,9 +9,9 @@
 ///     path.GetToken(1);                                      // local
 ///     path.GetValue();                                       // usr;local;bin
 ///
-/// Each character of the separator separates or, in multi-character mode, the separator as a whole. Adjacent separators
-/// enclose an empty token, and so does one at the start or end. Tokens are never trimmed. Positions are 0-based, and
-/// any position is valid unless noted.
+/// Each character of the separator string is a separator; in multi-character mode the whole string is one. There is an
+/// empty token between adjacent separators, and before or after one at the start or end. Tokens are never trimmed.
+/// Positions are 0-based, and any position is valid unless noted.
 ///
 /// Arguments may be parts of the object itself. Out of memory raises _com_error (E_OUTOFMEMORY) or std::bad_alloc; if
 /// splitting fails, the object keeps the tokens split so far.
@@ -26,14 +26,14 @@ class CNKTokenString : public CNKStringList {
     /// Replaces the tokens with the strings of `tokens`, unsplit. Keeps separator and mode.
     CNKTokenString& operator=(const CNKStringList& tokens);
 
-    /// The tokens joined with the separator or, unless in multi-character mode, its first character. Null without
-    /// tokens.
+    /// The tokens, joined with the first character of the separator; in multi-character mode with all of it. Null
+    /// without tokens.
     [[nodiscard]] CNKString GetValue() const;
     /// The same as a BSTR that the caller frees.
     [[nodiscard]] BSTR CopyValue() const;
     /// Replaces the tokens with those of `value`. A value of length zero has none.
     CNKTokenString& SetValue(const CNKString& value);
-    /// The same up to the first NUL of `value`, which must not point into a token. Saves a copy of `value`.
+    /// The same up to the first NUL of `value`, which must not point into a token. Does not copy `value`.
     CNKTokenString& SetValue(const wchar_t* value);
 
     [[nodiscard]] CNKString GetSeparator() const noexcept { return m_separator; }

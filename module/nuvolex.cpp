@@ -15,7 +15,8 @@
 CComModule _Module;
 
 namespace __gnu_cxx {
-/// Frees libstdc++'s emergency memory for exceptions. It is linked statically and would leak with each unload.
+/// Frees libstdc++'s emergency memory for exceptions. libstdc++ is linked statically, so it would leak with each
+/// unload.
 void __freeres(); // NOLINT(bugprone-reserved-identifier): libstdc++'s name
 } // namespace __gnu_cxx
 

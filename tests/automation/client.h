@@ -260,9 +260,9 @@ template <class Interface> class Client {
     CComPtr<Interface> m_object;
 };
 
-/// Follows the DLL's allocations, and makes those that happen once in a process before the tests count: the type of the
-/// class is loaded, an error is reported, the C runtime prepares for exceptions. `failing` is a call that fails or
-/// returns null; `raising` is one whose first allocation is the DLL's.
+/// Hooks the DLL's allocator, then triggers the allocations that happen once in a process, so that no test counts them:
+/// the type of the class is loaded, an error is reported, the C runtime prepares for exceptions. `failing` is a call
+/// that fails or returns null; `raising` is one whose first allocation is the DLL's.
 inline void WarmUp(REFCLSID clsid, const Invocation& failing, const Invocation& raising) {
     const DispatchObject object = Create(clsid);
     FollowAllocations(LoadedDll());

@@ -28,7 +28,6 @@ using support::StringOf;
 using support::TextOf;
 using support::Variant;
 
-constexpr WORD method = DISPATCH_METHOD;
 constexpr WORD get = DISPATCH_PROPERTYGET;
 constexpr WORD put = DISPATCH_PROPERTYPUT;
 
