@@ -253,8 +253,8 @@ HRESULT NXInvoke(std::span<const CNXMember> members, IDispatch* object, DISPID d
         }
         hr = member->call(object, arguments.data(), result);
         if (FAILED(hr)) {
-            return ReportFailure(
-                hr, pexcepinfo); // before releasing the arguments, which may run code that sets error records
+            // Before the arguments are released, which may run code that sets error records.
+            return ReportFailure(hr, pexcepinfo);
         }
     } catch (...) {
         return HResultFromCurrentException();

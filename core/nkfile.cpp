@@ -123,9 +123,9 @@ bool CNKFile::SetPosition(std::int64_t position) noexcept {
     if (position < 0) {
         return false;
     }
-    const std::int64_t inBlock = position - m_bufferStart;
-    if (inBlock >= 0 && inBlock <= static_cast<std::int64_t>(m_end)) {
-        m_next = static_cast<std::size_t>(inBlock);
+    const std::int64_t inBuffer = position - m_bufferStart;
+    if (inBuffer >= 0 && inBuffer <= static_cast<std::int64_t>(m_end)) {
+        m_next = static_cast<std::size_t>(inBuffer);
     } else {
         m_bufferStart = position;
         m_next = m_end = 0;

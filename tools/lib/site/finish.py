@@ -4,6 +4,7 @@ import pathlib
 import re
 import sys
 
+# conf.py leaves the scripts among them out of the pages.
 UNUSED = ('.buildinfo', 'objects.inv', '_static/jquery.js', '_static/underscore.js', '_static/debug.css',
           '_static/_sphinx_javascript_frameworks_compat.js', '_static/skeleton.css')
 NORMALIZE = pathlib.Path('/usr/share/javascript/normalize.css/normalize.min.css')
