@@ -12,5 +12,13 @@ die() {
     exit 1
 }
 
+# compile PRESET [TARGET...]: builds targets of a configured preset, by default all. Prints only errors. One at a time,
+# since Ninja does not lock its folder.
+compile() (
+    preset=$1
+    shift
+    log=$(flock "build/$preset.lock" cmake --build --preset "$preset" ${1:+--target "$@"} 2>&1) || die "$log"
+)
+
 # wine PREFIX PROGRAM [ARGUMENT...]: see tools/lib/wine.
 wine() { "$root/tools/lib/wine" "$@"; }
