@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include "doctor/entries.h"
+#include "doctor/handle.h"
 #include "doctor/text.h"
 #include "tests/doctor/jsonvalue.h"
 #include "tests/module/dll.h"
@@ -122,25 +123,25 @@ class WithDoctor : public testing::Test {
     [[nodiscard]] Report DoctorAt(const std::filesystem::path& program, const std::wstring& arguments) const {
         const std::filesystem::path outputPath = m_folder / L"output.txt";
         SECURITY_ATTRIBUTES inherited = {sizeof(inherited), nullptr, TRUE};
-        HANDLE const file = CreateFileW(outputPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS,
-                                        FILE_ATTRIBUTE_NORMAL, nullptr);
+        doctor::HandleOwner output(CreateFileW(outputPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited,
+                                               CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
         std::wstring commandLine = L"\"" + program.wstring() + L"\" " + arguments;
         STARTUPINFOW startup = {};
         startup.cb = sizeof(startup);
         startup.dwFlags = STARTF_USESTDHANDLES;
-        startup.hStdOutput = file;
-        startup.hStdError = file;
-        PROCESS_INFORMATION process = {};
+        startup.hStdOutput = output.get();
+        startup.hStdError = output.get();
+        PROCESS_INFORMATION started = {};
         if (CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                           &process) == FALSE) {
-            throw std::runtime_error("cannot start the doctor");
+                           &started) == FALSE) {
+            throw std::runtime_error("cannot start the doctor, error " + std::to_string(GetLastError()));
         }
+        CloseHandle(started.hThread);
+        const doctor::HandleOwner process(started.hProcess);
+        WaitForSingleObject(process.get(), INFINITE);
         Report run;
-        WaitForSingleObject(process.hProcess, INFINITE);
-        GetExitCodeProcess(process.hProcess, &run.exitCode);
-        CloseHandle(process.hThread);
-        CloseHandle(process.hProcess);
-        CloseHandle(file);
+        GetExitCodeProcess(process.get(), &run.exitCode);
+        output.reset();
         std::ifstream in(outputPath, std::ios::binary);
         run.output = {std::istreambuf_iterator<char>(in), {}};
         return run;
