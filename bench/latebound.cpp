@@ -29,7 +29,7 @@ _variant_t Text(std::size_t i) {
     return text;
 }
 
-const Collection list = {
+const Collection ourList = {
     L"Nuvolex.NXStringList",
     [](std::size_t i) { return Arguments{Text(i)}; },
     [](std::size_t i) { return Arguments{static_cast<long>(i)}; },
@@ -134,7 +134,7 @@ Side Add(const Collection& collection) {
 /// Reads the second string of a list by an index of any type.
 Side ItemAt(const _variant_t& index) {
     return [index](std::size_t calls) {
-        const Call item(Filled(list, fewStrings), L"Item", valueFlags);
+        const Call item(Filled(ourList, fewStrings), L"Item", valueFlags);
         const Arguments arguments = {index};
         Check(AreEqual(item.Value(arguments), Text(1)));
         return Read(item, {arguments}, calls);
@@ -145,7 +145,7 @@ Side ItemAt(const _variant_t& index) {
 Side AddOf(const _variant_t& value, const _variant_t& string) {
     return [=](std::size_t count) {
         return [=] {
-            const auto object = Create(list.progId);
+            const auto object = Create(ourList.progId);
             const Call add(object, L"Add", DISPATCH_METHOD);
             Arguments arguments = {value};
             const Nanoseconds time = Time([&] {
@@ -225,13 +225,13 @@ std::vector<Case> LateBoundCases() {
     constexpr std::size_t calls = 10'000;
     constexpr std::size_t many = 100'000;
     std::vector<Case> cases = {
-        {"list.Count", "Dictionary.Count", Count(list), Count(dictionary), 0.12, calls},
-        {"list.Item", "Dictionary.Item by key", Item(list), Item(dictionary), 0.30, calls},
-        {"list.GetIDsOfNames", "the Dictionary's", GetIDsOfNames(list), GetIDsOfNames(dictionary), 0.04, calls},
-        {"list.Add", "Dictionary.Add", Add(list), Add(dictionary), 0.20, many},
-        {"list.Next(1)", "the Dictionary's enumerator of keys", Enumerate(list, 1), Enumerate(dictionary, 1), 0.97,
+        {"list.Count", "Dictionary.Count", Count(ourList), Count(dictionary), 0.12, calls},
+        {"list.Item", "Dictionary.Item by key", Item(ourList), Item(dictionary), 0.30, calls},
+        {"list.GetIDsOfNames", "the Dictionary's", GetIDsOfNames(ourList), GetIDsOfNames(dictionary), 0.04, calls},
+        {"list.Add", "Dictionary.Add", Add(ourList), Add(dictionary), 0.20, many},
+        {"list.Next(1)", "the Dictionary's enumerator of keys", Enumerate(ourList, 1), Enumerate(dictionary, 1), 0.97,
          many},
-        {"list.Next(100)", "likewise", Enumerate(list, 100), Enumerate(dictionary, 100), 1.0, many},
+        {"list.Next(100)", "likewise", Enumerate(ourList, 100), Enumerate(dictionary, 100), 1.0, many},
     };
     std::ranges::copy(ConversionCases(), std::back_inserter(cases));
     return cases;
