@@ -113,8 +113,8 @@ GrowthResult MeasureGrowth(const Growth& growth, const Effort& effort) {
     return result;
 }
 
-CaseResult MeasureCase(const Case& what, const Effort& effort) {
-    return {what, Measure(what.ours(what.elements), what.theirs(what.elements), what.elements, effort)};
+CaseResult MeasureCase(const Case& what, std::size_t elements, const Effort& effort) {
+    return {what, Measure(what.ours(elements), what.theirs(elements), elements, effort)};
 }
 
 /// Selects the benchmarks whose names start with a given one; all if none is given.
@@ -186,10 +186,13 @@ bool MeasureAll(const Options& options) {
     Runner runner(cases.size() + growths.size() + scripts.size());
     const Results results = {
         .quick = options.quick,
-        .cases = runner.Run(cases, [&](const Case& what) { return MeasureCase(what, effort); }),
+        .cases = runner.Run(cases, [&](const Case& what) { return MeasureCase(what, what.elements, effort); }),
         .growths = runner.Run(growths, [&](const Growth& growth) { return MeasureGrowth(growth, effort); }),
-        .scripts = runner.Run(
-            scripts, [&](const Case& what) { return MeasureCase(what, options.quick ? quickEffort : scriptEffort); }),
+        .scripts = runner.Run(scripts,
+                              [&](const Case& what) {
+                                  return options.quick ? MeasureCase(what, 1, quickEffort)
+                                                       : MeasureCase(what, what.elements, scriptEffort);
+                              }),
     };
     Print(results);
     if (!options.json.empty()) {
