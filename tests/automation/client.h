@@ -37,10 +37,10 @@ inline bool DllHoldsObjects() {
     return canUnloadNow() != S_OK;
 }
 
-enum class Way { Vtable, LateBound };
+enum class Binding { Vtable, LateBound };
 
-inline std::string NameOfWay(const ::testing::TestParamInfo<Way>& test) {
-    return test.param == Way::Vtable ? "Vtable" : "LateBound";
+inline std::string NameOfBinding(const ::testing::TestParamInfo<Binding>& test) {
+    return test.param == Binding::Vtable ? "Vtable" : "LateBound";
 }
 
 /// The text of a BSTR. It is empty for a null BSTR as well; assert with EXPECT_BSTR or IsText where that matters.
@@ -151,13 +151,13 @@ inline Variant Packed(IDispatch* argument) {
     return {argument};
 }
 
-/// An object and the way to call it. A call that fails throws a CallFailure.
+/// An object and how it is called. A call that fails throws a CallFailure.
 template <class Interface> class Client {
   public:
     using Type = Interface;
 
-    Client(Way way, REFCLSID clsid) : m_way(way), m_object(CreateInstance<Interface>(clsid)) {}
-    Client(Way way, Interface* object) : m_way(way), m_object(object) {}
+    Client(Binding binding, REFCLSID clsid) : m_binding(binding), m_object(CreateInstance<Interface>(clsid)) {}
+    Client(Binding binding, Interface* object) : m_binding(binding), m_object(object) {}
 
     [[nodiscard]] Interface* Raw() const noexcept { return m_object; }
     [[nodiscard]] DispatchObject LateBound() const { return DispatchObject(m_object); }
@@ -171,7 +171,7 @@ template <class Interface> class Client {
         try {
             action();
         } catch (const CallFailure& failure) {
-            const bool rightInterface = m_way == Way::LateBound || IsEqualIID(failure.iid, __uuidof(Interface));
+            const bool rightInterface = m_binding == Binding::LateBound || IsEqualIID(failure.iid, __uuidof(Interface));
             if (failure.hr == E_FAIL && failure.explained && failure.description == description &&
                 failure.source == source && failure.helpFile.empty() && failure.helpContext == 0 && rightInterface) {
                 return ::testing::AssertionSuccess();
@@ -196,21 +196,21 @@ template <class Interface> class Client {
         return ResultOf<Result>([&] { return LateBound().Call(member, Packed(arguments)...); }, method, arguments...);
     }
     template <class Method, class... Arguments> void Put(Member member, Method method, Arguments... arguments) const {
-        if (m_way == Way::Vtable) {
+        if (m_binding == Binding::Vtable) {
             CallVtable(method, arguments...);
         } else {
             EXPECT_EQ(ValueOf(LateBound().Put(member, Packed(arguments)...)).Type(), VT_EMPTY);
         }
     }
     template <class Method, class... Arguments> void Call(Member member, Method method, Arguments... arguments) const {
-        if (m_way == Way::Vtable) {
+        if (m_binding == Binding::Vtable) {
             CallVtable(method, arguments...);
         } else {
             EXPECT_EQ(ValueOf(LateBound().Call(member, Packed(arguments)...)).Type(), VT_EMPTY);
         }
     }
 
-    [[nodiscard]] Way WayToCall() const noexcept { return m_way; }
+    [[nodiscard]] Binding GetBinding() const noexcept { return m_binding; }
 
     static Variant ValueOf(Reply reply) {
         if (reply.hr != S_OK) {
@@ -223,7 +223,7 @@ template <class Interface> class Client {
     template <class Result, class CallLateBound, class Method, class... Arguments>
     auto ResultOf(CallLateBound callLateBound, Method method, Arguments... arguments) const {
         Result result = {};
-        if (m_way == Way::Vtable) {
+        if (m_binding == Binding::Vtable) {
             CallVtable(method, arguments..., &result);
         } else {
             Variant value = ValueOf(callLateBound());
@@ -256,7 +256,7 @@ template <class Interface> class Client {
         }
     }
 
-    Way m_way;
+    Binding m_binding;
     CComPtr<Interface> m_object;
 };
 
@@ -265,7 +265,7 @@ template <class Interface> class Client {
 /// that fails or returns null; `raising` is one whose first allocation is the DLL's.
 inline void WarmUp(REFCLSID clsid, const Invocation& failing, const Invocation& raising) {
     const DispatchObject object = Create(clsid);
-    FollowAllocations(LoadedDll());
+    TrackAllocations(LoadedDll());
     CComPtr<ITypeInfo> info;
     static_cast<void>(object.Raw()->GetTypeInfo(0, LOCALE_USER_DEFAULT, &info));
     static_cast<void>(object.Invoke(failing));
@@ -285,8 +285,9 @@ template <class Tested> class ClassTest : public ::testing::Test {
     const ExpectNoLeaks m_noLeaks;
 };
 
-/// The same, for tests that run once for each way to call.
-template <class Tested> class EitherWayTest : public ClassTest<Tested>, public ::testing::WithParamInterface<Way> {};
+/// The same, for tests that run once for each binding.
+template <class Tested>
+class BothBindingsTest : public ClassTest<Tested>, public ::testing::WithParamInterface<Binding> {};
 
 /// Expects GetIDsOfNames to find each name.
 inline void ExpectIds(const DispatchObject& object, std::initializer_list<std::pair<const wchar_t*, DISPID>> members) {

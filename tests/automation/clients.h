@@ -1,5 +1,5 @@
-/// The classes of the registered DLL as clients whose members a test calls either way; see tests/automation/client.h.
-/// The lists of automation objects are in tests/automation/objectlist.h.
+/// The classes of the registered DLL as clients whose members a test calls with either binding; see
+/// tests/automation/client.h. The lists of automation objects are in tests/automation/objectlist.h.
 #pragma once
 
 #include <initializer_list>
@@ -28,8 +28,8 @@ class String : public Client<INXString> {
                         {.member = StringId::Left, .arguments = {1}});
     }
 
-    explicit String(Way way) : Client(way, Clsid()) {}
-    String(Way way, const wchar_t* value) : String(way) { SetValue(value); }
+    explicit String(Binding binding) : Client(binding, Clsid()) {}
+    String(Binding binding, const wchar_t* value) : String(binding) { SetValue(value); }
 
     int TrimLeft() const { return CallFor<int>(L"TrimLeft", &INXString::TrimLeft); }
     int TrimRight() const { return CallFor<int>(L"TrimRight", &INXString::TrimRight); }
@@ -55,8 +55,8 @@ class TokenString : public Client<INXTokenString> {
                         {.member = TokenStringId::Add, .arguments = {L"x"}});
     }
 
-    explicit TokenString(Way way) : Client(way, Clsid()) {}
-    TokenString(Way way, const wchar_t* separator, const wchar_t* value) : TokenString(way) {
+    explicit TokenString(Binding binding) : Client(binding, Clsid()) {}
+    TokenString(Binding binding, const wchar_t* separator, const wchar_t* value) : TokenString(binding) {
         SetSeparator(separator);
         SetValue(value);
     }
@@ -103,7 +103,8 @@ class StringList : public Client<INXStringList> {
                         {.member = StringListId::Add, .arguments = {L"x"}});
     }
 
-    explicit StringList(Way way, std::initializer_list<const wchar_t*> strings = {}) : Client(way, Clsid()) {
+    explicit StringList(Binding binding, std::initializer_list<const wchar_t*> strings = {})
+        : Client(binding, Clsid()) {
         for (const wchar_t* const string : strings) {
             Add(string);
         }
@@ -149,7 +150,7 @@ class FileStream : public Client<INXFileStream> {
                         {.member = FileStreamId::IsCommentLine, .arguments = {L"x"}});
     }
 
-    explicit FileStream(Way way) : Client(way, Clsid()) {}
+    explicit FileStream(Binding binding) : Client(binding, Clsid()) {}
 
     void Clear() const { Call(L"Clear", &INXFileStream::Clear); }
     void Close() const { Call(L"Close", &INXFileStream::Close); }
@@ -160,9 +161,9 @@ class FileStream : public Client<INXFileStream> {
     VARIANT_BOOL IsCommentLine(std::wstring_view line) const { return IsCommentLine(Bstr(line)); }
     VARIANT_BOOL IsEOF() const { return CallFor<VARIANT_BOOL>(L"IsEOF", &INXFileStream::IsEOF); }
     VARIANT_BOOL IsOpen() const { return CallFor<VARIANT_BOOL>(L"IsOpen", &INXFileStream::IsOpen); }
-    /// A copy that the caller owns, either way.
+    /// A copy that the caller owns, with either binding.
     Bstr ReadNextLine() const {
-        if (WayToCall() == Way::LateBound) {
+        if (GetBinding() == Binding::LateBound) {
             return CallFor<BSTR>(L"ReadNextLine", &INXFileStream::ReadNextLine);
         }
         const BSTR lent = LentLine();
@@ -226,7 +227,7 @@ class VariantCollection : public Client<INXVariantCollection> {
                         {.member = CollectionId::Add, .arguments = {5}});
     }
 
-    explicit VariantCollection(Way way, const std::vector<int>& numbers = {}) : Client(way, Clsid()) {
+    explicit VariantCollection(Binding binding, const std::vector<int>& numbers = {}) : Client(binding, Clsid()) {
         for (const int number : numbers) {
             Add(number);
         }

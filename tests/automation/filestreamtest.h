@@ -24,8 +24,8 @@ class FileTest : public ClassTest<FileStream> {
     const std::wstring path = folder / L"file.txt";
 };
 
-/// With a stream that is called either way.
-class FileStreamTest : public FileTest, public ::testing::WithParamInterface<Way> {
+/// With a stream that is called with either binding.
+class FileStreamTest : public FileTest, public ::testing::WithParamInterface<Binding> {
   protected:
     /// Writes the file and opens it.
     void OpenWith(std::string_view bytes, VARIANT_BOOL mode = FileStream::textMode) const {
@@ -37,8 +37,8 @@ class FileStreamTest : public FileTest, public ::testing::WithParamInterface<Way
 };
 
 /// A stream that has opened the file and read its first line, which is "one".
-inline FileStream StreamWithOneLineRead(Way way, const std::wstring& path) {
-    FileStream stream(way);
+inline FileStream StreamWithOneLineRead(Binding binding, const std::wstring& path) {
+    FileStream stream(binding);
     EXPECT_EQ(stream.Open(path), VARIANT_TRUE);
     EXPECT_BSTR(stream.ReadNextLine(), L"one");
     return stream;

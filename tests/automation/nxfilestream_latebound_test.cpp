@@ -18,6 +18,7 @@
 
 namespace {
 
+using support::Binding;
 using support::Bstr;
 using support::Create;
 using support::DispatchObject;
@@ -30,14 +31,13 @@ using support::Lines;
 using support::ReadBytes;
 using support::StreamWithOneLineRead;
 using support::Variant;
-using support::Way;
 using support::WriteBytes;
 
 class NXFileStreamLateBoundTest : public support::FileTest {
   protected:
     NXFileStreamLateBoundTest() { WriteBytes(path, "one\r\ntwo\r\nthree"); }
 
-    const FileStream file{Way::LateBound};
+    const FileStream file{Binding::LateBound};
     const DispatchObject stream = file.LateBound();
 };
 
@@ -58,7 +58,7 @@ TEST_F(NXFileStreamLateBoundTest, GetIDsOfNames_FindsEveryMember) {
     support::ExpectNoIds(stream, {L"Create", L"Reopen", L"SeekRead", L"TellRead", L"RewindRead", L"_NewEnum"});
 }
 
-TEST_F(NXFileStreamLateBoundTest, BothWaysToCall_ReachTheSameFile) {
+TEST_F(NXFileStreamLateBoundTest, BothBindings_ReachTheSameFile) {
     WriteBytes(path, "one\r\ntwo\r\n");
     const DispatchObject lateBound = Create(CLSID_NXFileStream);
     const CComPtr<INXFileStream> vtable = lateBound.As<INXFileStream>();
@@ -94,7 +94,7 @@ TEST_F(NXFileStreamLateBoundTest, Members_AreReachedByDispid) {
 }
 
 TEST_F(NXFileStreamLateBoundTest, ReadNextLine_TenThousandTimes_LeaksNothing) {
-    const FileStream one = StreamWithOneLineRead(Way::LateBound, path);
+    const FileStream one = StreamWithOneLineRead(Binding::LateBound, path);
     {
         const ExpectNoLeaks noLeaks;
         for (int count = 0; count < 10000; ++count) {
@@ -111,7 +111,7 @@ TEST_F(NXFileStreamLateBoundTest, ReadNextLine_TenThousandTimes_LeaksNothing) {
 
 /// Some script engines ask for the result of a statement and discard it; others pass no VARIANT.
 TEST_F(NXFileStreamLateBoundTest, ReadNextLine_AsAStatement_LeaksNothing) {
-    const FileStream one = StreamWithOneLineRead(Way::LateBound, path);
+    const FileStream one = StreamWithOneLineRead(Binding::LateBound, path);
     one.Close();
     for (const bool wantsValue : {false, true}) {
         SCOPED_TRACE(wantsValue ? "result discarded" : "no result");
@@ -125,7 +125,7 @@ TEST_F(NXFileStreamLateBoundTest, ReadNextLine_AsAStatement_LeaksNothing) {
 }
 
 TEST_F(NXFileStreamLateBoundTest, ReadNextLine_OutlivesTheStream) {
-    FileStream one = StreamWithOneLineRead(Way::LateBound, path);
+    FileStream one = StreamWithOneLineRead(Binding::LateBound, path);
     const Bstr line = one.ReadNextLine();
     one.Release();
     EXPECT_BSTR(line, L"two");
@@ -201,7 +201,7 @@ TEST_F(NXFileStreamLateBoundTest, OutOfMemory_IsAnHresultAndLeavesTheFile) {
         ForEachAllocationFailure(
             [&] {
                 WriteBytes(path, "one\r\ntwo\r\nthree");
-                return StreamWithOneLineRead(Way::LateBound, path);
+                return StreamWithOneLineRead(Binding::LateBound, path);
             },
             [&call = call](const FileStream& made) { return made.LateBound().Invoke(call).Failure(); },
             [&](const FileStream& made) {

@@ -17,19 +17,19 @@
 namespace {
 
 using namespace std::string_view_literals;
+using support::Binding;
 using support::Bstr;
 using support::Exists;
 using support::FileStream;
 using support::IsClosed;
 using support::Lines;
 using support::ReadBytes;
-using support::Way;
 using support::WriteBytes;
 
 using NXFileStreamOpenTest = support::FileStreamTest;
 
-INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXFileStreamOpenTest, ::testing::Values(Way::Vtable, Way::LateBound),
-                         support::NameOfWay);
+INSTANTIATE_TEST_SUITE_P(ByBinding, NXFileStreamOpenTest, ::testing::Values(Binding::Vtable, Binding::LateBound),
+                         support::NameOfBinding);
 
 TEST_P(NXFileStreamOpenTest, New_IsClosedWithoutAName) {
     EXPECT_EQ(stream.IsOpen(), VARIANT_FALSE);

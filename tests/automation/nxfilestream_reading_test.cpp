@@ -18,16 +18,16 @@
 namespace {
 
 using namespace std::string_view_literals;
+using support::Binding;
 using support::Bstr;
 using support::FileStream;
 using support::Lines;
 using support::ReadBytes;
-using support::Way;
 
 using NXFileStreamReadingTest = support::FileStreamTest;
 
-INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXFileStreamReadingTest, ::testing::Values(Way::Vtable, Way::LateBound),
-                         support::NameOfWay);
+INSTANTIATE_TEST_SUITE_P(ByBinding, NXFileStreamReadingTest, ::testing::Values(Binding::Vtable, Binding::LateBound),
+                         support::NameOfBinding);
 
 /// The characters of a file in the code page of the process.
 std::wstring Wide(std::string_view narrow) {

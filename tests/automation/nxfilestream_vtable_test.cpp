@@ -17,6 +17,7 @@
 
 namespace {
 
+using support::Binding;
 using support::Bstr;
 using support::FileStream;
 using support::ForEachAllocationFailure;
@@ -25,14 +26,13 @@ using support::ReadBytes;
 using support::Require;
 using support::StreamWithOneLineRead;
 using support::Variant;
-using support::Way;
 using support::WriteBytes;
 
 class NXFileStreamVtableTest : public support::FileTest {
   protected:
     NXFileStreamVtableTest() { WriteBytes(path, "one\r\ntwo\r\nthree"); }
 
-    FileStream stream{Way::Vtable};
+    FileStream stream{Binding::Vtable};
 };
 
 TEST_F(NXFileStreamVtableTest, ReadNextLine_BeforeTheFirstRead_IsNull) {
@@ -174,7 +174,7 @@ TEST_F(NXFileStreamVtableTest, OutOfMemory_RaisesAndLeavesTheFile) {
         ForEachAllocationFailure(
             [&] {
                 WriteBytes(path, "one\r\ntwo\r\nthree");
-                return World{StreamWithOneLineRead(Way::Vtable, path), Bstr(path)};
+                return World{StreamWithOneLineRead(Binding::Vtable, path), Bstr(path)};
             },
             member,
             [&](World& world) {
@@ -198,7 +198,7 @@ TEST_F(NXFileStreamVtableTest, FileName_OutOfMemory_ReturnsTheFailure) {
     };
     ForEachAllocationFailure(
         [&] {
-            return World{StreamWithOneLineRead(Way::Vtable, path), untouched};
+            return World{StreamWithOneLineRead(Binding::Vtable, path), untouched};
         },
         [](World& world) {
             world.hr = world.stream.Raw()->get_fileName(&world.result);

@@ -15,16 +15,16 @@
 namespace {
 
 using namespace std::string_view_literals;
+using support::Binding;
 using support::Bstr;
 using support::FileStream;
 using support::Lines;
 using support::ReadBytes;
-using support::Way;
 
 using NXFileStreamWritingTest = support::FileStreamTest;
 
-INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXFileStreamWritingTest, ::testing::Values(Way::Vtable, Way::LateBound),
-                         support::NameOfWay);
+INSTANTIATE_TEST_SUITE_P(ByBinding, NXFileStreamWritingTest, ::testing::Values(Binding::Vtable, Binding::LateBound),
+                         support::NameOfBinding);
 
 /// Characters in the code page of the process, as they are written to a file.
 std::string Narrow(std::wstring_view wide) {

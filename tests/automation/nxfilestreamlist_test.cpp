@@ -15,10 +15,10 @@
 namespace {
 
 using support::AreSame;
+using support::Binding;
 using support::Bstr;
 using support::IsClosed;
 using support::ReferencesOf;
-using support::Way;
 
 using FileStreamList = support::ObjectList<support::FileStreams>;
 using Stream = CComPtr<INXFileStream>;
@@ -30,7 +30,7 @@ void Open(INXFileStream* stream, const std::wstring& path) {
     EXPECT_EQ(open, VARIANT_TRUE);
 }
 
-class NXFileStreamListTest : public support::EitherWayTest<FileStreamList> {
+class NXFileStreamListTest : public support::BothBindingsTest<FileStreamList> {
   protected:
     NXFileStreamListTest() { support::WriteBytes(path, "line\r\n"); }
 
@@ -44,8 +44,8 @@ class NXFileStreamListTest : public support::EitherWayTest<FileStreamList> {
     const Stream b = FileStreamList::NewElement();
 };
 
-INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXFileStreamListTest, ::testing::Values(Way::Vtable, Way::LateBound),
-                         support::NameOfWay);
+INSTANTIATE_TEST_SUITE_P(ByBinding, NXFileStreamListTest, ::testing::Values(Binding::Vtable, Binding::LateBound),
+                         support::NameOfBinding);
 
 TEST_P(NXFileStreamListTest, Item_WrittenAfterTheLast_IsRefused) {
     EXPECT_TRUE(list.RefusesIndex([&] { list.SetItem(0, a); }));
@@ -120,7 +120,7 @@ TEST_P(NXFileStreamListTest, Files_OfStreamsThatOthersHold_StayOpen) {
 
 class NXFileStreamListVtableTest : public support::ClassTest<FileStreamList> {
   protected:
-    const FileStreamList list{Way::Vtable};
+    const FileStreamList list{Binding::Vtable};
 };
 
 TEST_F(NXFileStreamListVtableTest, AddNew_GivesTheCallerAReference) {

@@ -16,6 +16,7 @@
 namespace {
 
 using support::AreSame;
+using support::Binding;
 using support::DispatchObject;
 using support::EnumeratorOf;
 using support::ExpectNoLeaks;
@@ -25,11 +26,10 @@ using support::ObjectList;
 using support::ReferencesOf;
 using support::Reply;
 using support::RestOf;
-using support::Way;
 
 template <class Kind> class NXObjectListLateBoundTest : public support::ClassTest<ObjectList<Kind>> {
   protected:
-    const ObjectList<Kind> entries{Way::LateBound};
+    const ObjectList<Kind> entries{Binding::LateBound};
     const DispatchObject list = entries.LateBound();
 };
 TYPED_TEST_SUITE(NXObjectListLateBoundTest, support::ListKinds, support::ListNames);
@@ -71,7 +71,7 @@ TYPED_TEST(NXObjectListLateBoundTest, AddNew_TenThousandStatements_LeakNothing) 
     for (const bool wantsValue : {false, true}) {
         SCOPED_TRACE(wantsValue ? "result discarded" : "no result");
         const ExpectNoLeaks noLeaks;
-        ObjectList<TypeParam> many(Way::LateBound);
+        ObjectList<TypeParam> many(Binding::LateBound);
         const DispatchObject object = many.LateBound();
         const Invocation addNew = {.member = TypeParam::idAddNew, .wantsValue = wantsValue};
         for (int count = 0; count < 10000; ++count) {
@@ -136,7 +136,7 @@ TYPED_TEST(NXObjectListLateBoundTest, OutOfMemory_IsAnHresult) {
     };
     for (const auto& [call, entriesAtMost] : calls) {
         SCOPED_TRACE(call.member);
-        ForEachAllocationFailure([] { return Lists(Way::LateBound); },
+        ForEachAllocationFailure([] { return Lists(Binding::LateBound); },
                                  [&call = call](const Lists& made) { return made.LateBound().Invoke(call).Failure(); },
                                  [&call = call, &entriesAtMost = entriesAtMost](const Lists& made) {
                                      EXPECT_LE(made.Count(), entriesAtMost);

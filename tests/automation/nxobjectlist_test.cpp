@@ -97,7 +97,7 @@ TYPED_TEST(NXObjectListTest, SameObjectTwice_IsListedAndReferencedTwice) {
 }
 
 TYPED_TEST(NXObjectListTest, Entries_AreShared) {
-    typename TestFixture::List other(TypeParam::way);
+    typename TestFixture::List other(TypeParam::binding);
     this->list.Add(this->a);
     other.Add(this->a);
     TestFixture::Kind::Mark(this->list.Item(0), L"seen by all");
@@ -196,8 +196,8 @@ TYPED_TEST(NXObjectListTest, Entries_AreKeptAliveByTheList) {
 
 TYPED_TEST(NXObjectListTest, Lists_AreReleasedInAnyOrder) {
     for (const bool firstFirst : {true, false}) {
-        typename TestFixture::List first(TypeParam::way);
-        typename TestFixture::List second(TypeParam::way);
+        typename TestFixture::List first(TypeParam::binding);
+        typename TestFixture::List second(TypeParam::binding);
         const auto created = first.New();
         second.Add(created);
         second.Add(this->a);

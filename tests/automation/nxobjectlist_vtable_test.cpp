@@ -13,15 +13,15 @@
 
 namespace {
 
+using support::Binding;
 using support::ForEachAllocationFailure;
 using support::ObjectList;
 using support::ReferencesOf;
 using support::Require;
-using support::Way;
 
 template <class Kind> class NXObjectListVtableTest : public support::ClassTest<ObjectList<Kind>> {
   protected:
-    ObjectList<Kind> list{Way::Vtable};
+    ObjectList<Kind> list{Binding::Vtable};
 };
 TYPED_TEST_SUITE(NXObjectListVtableTest, support::ListKinds, support::ListNames);
 
@@ -57,7 +57,7 @@ TYPED_TEST(NXObjectListVtableTest, InvalidIndex_LeavesTheResult) {
 
 /// A list and an object to add.
 template <class Kind> struct Adding {
-    ObjectList<Kind> list{Way::Vtable};
+    ObjectList<Kind> list{Binding::Vtable};
     CComPtr<typename Kind::Element> element = list.NewElement();
 };
 
@@ -78,7 +78,7 @@ TYPED_TEST(NXObjectListVtableTest, Append_OutOfMemory_Raises_AppendsNothing) {
 
 /// A list, and the results of a call that creates an entry.
 template <class Kind> struct Creating {
-    ObjectList<Kind> list{Way::Vtable};
+    ObjectList<Kind> list{Binding::Vtable};
     typename Kind::Element* result = reinterpret_cast<typename Kind::Element*>(list.Raw());
     HRESULT hr = E_UNEXPECTED; ///< stays when the call raises an exception
 };

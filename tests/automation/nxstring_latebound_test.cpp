@@ -154,7 +154,7 @@ TEST_F(NXStringLateBoundTest, Results_HaveTheMembersTypes) {
     EXPECT_EQ(text.Call(L"Clear").value.Type(), VT_EMPTY);
 }
 
-TEST_F(NXStringLateBoundTest, BothWaysToCall_ReachTheSameText) {
+TEST_F(NXStringLateBoundTest, BothBindings_ReachTheSameText) {
     const DispatchObject lateBound = Create(CLSID_NXString);
     const CComPtr<INXString> vtable = lateBound.As<INXString>();
     vtable->put_Value(Bstr(L"one"));

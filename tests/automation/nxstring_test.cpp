@@ -16,17 +16,18 @@
 namespace {
 
 using namespace std::string_view_literals;
+using support::Binding;
 using support::Bstr;
 using support::IsText;
 using support::String;
-using support::Way;
 
-class NXStringTest : public support::EitherWayTest<String> {
+class NXStringTest : public support::BothBindingsTest<String> {
   protected:
     const String text{GetParam()};
 };
 
-INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXStringTest, ::testing::Values(Way::Vtable, Way::LateBound), support::NameOfWay);
+INSTANTIATE_TEST_SUITE_P(ByBinding, NXStringTest, ::testing::Values(Binding::Vtable, Binding::LateBound),
+                         support::NameOfBinding);
 
 TEST_P(NXStringTest, New_ValueIsNull_LengthIsZero) {
     EXPECT_NULL_BSTR(text.Value());

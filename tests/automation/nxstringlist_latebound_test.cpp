@@ -18,6 +18,7 @@
 
 namespace {
 
+using support::Binding;
 using support::Bstr;
 using support::Create;
 using support::DispatchObject;
@@ -29,13 +30,12 @@ using support::StringList;
 using support::StringListId;
 using support::StringsOf;
 using support::Variant;
-using support::Way;
 
 using Strings = std::vector<std::wstring>;
 
 class NXStringListLateBoundTest : public support::ClassTest<StringList> {
   protected:
-    static StringList NewList() { return StringList(Way::LateBound, {L"a", L"b"}); }
+    static StringList NewList() { return StringList(Binding::LateBound, {L"a", L"b"}); }
 
     const StringList strings = NewList();
     const DispatchObject list = strings.LateBound();
@@ -53,7 +53,7 @@ TEST_F(NXStringListLateBoundTest, GetIDsOfNames_FindsEveryMember) {
     support::ExpectNoIds(list, {L"Clear"});
 }
 
-TEST_F(NXStringListLateBoundTest, BothWaysToCall_ReachTheSameStrings) {
+TEST_F(NXStringListLateBoundTest, BothBindings_ReachTheSameStrings) {
     const DispatchObject lateBound = Create(CLSID_NXStringList);
     const CComPtr<INXStringList> vtable = lateBound.As<INXStringList>();
     vtable->Add(Bstr(L"one"));

@@ -16,25 +16,25 @@
 namespace {
 
 using namespace std::string_view_literals;
+using support::Binding;
 using support::Bstr;
 using support::NextOf;
 using support::StringList;
 using support::StringsOf;
 using support::Variant;
-using support::Way;
 
 using Strings = std::vector<std::wstring>;
 
 constexpr BSTR nullText = nullptr;
 
-class NXStringListTest : public support::EitherWayTest<StringList> {
+class NXStringListTest : public support::BothBindingsTest<StringList> {
   protected:
     const StringList list{GetParam()};
     const StringList abc{GetParam(), {L"a", L"b", L"c"}};
 };
 
-INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXStringListTest, ::testing::Values(Way::Vtable, Way::LateBound),
-                         support::NameOfWay);
+INSTANTIATE_TEST_SUITE_P(ByBinding, NXStringListTest, ::testing::Values(Binding::Vtable, Binding::LateBound),
+                         support::NameOfBinding);
 
 // Count, Add, New
 

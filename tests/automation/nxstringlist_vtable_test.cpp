@@ -18,17 +18,17 @@
 
 namespace {
 
+using support::Binding;
 using support::Bstr;
 using support::ForEachAllocationFailure;
 using support::Require;
 using support::StringList;
-using support::Way;
 
 using Strings = std::vector<std::wstring>;
 
 class NXStringListVtableTest : public support::ClassTest<StringList> {
   protected:
-    static StringList NewList() { return StringList(Way::Vtable, {L"a", L"b"}); }
+    static StringList NewList() { return StringList(Binding::Vtable, {L"a", L"b"}); }
 };
 
 TEST_F(NXStringListVtableTest, InvalidIndex_LeavesTheResult) {
@@ -120,7 +120,7 @@ TEST_F(NXStringListVtableTest, Replace_OutOfMemory_Raises_StringIsNull) {
 }
 
 TEST_F(NXStringListVtableTest, ManyStrings_GrowTheListByFactors) {
-    const StringList list(Way::Vtable);
+    const StringList list(Binding::Vtable);
     const Bstr text(L"text");
     constexpr std::size_t count = 10'000;
     EXPECT_LT(support::CountRequests([&] {

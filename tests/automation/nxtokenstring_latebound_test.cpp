@@ -18,6 +18,7 @@
 
 namespace {
 
+using support::Binding;
 using support::Bstr;
 using support::Create;
 using support::DispatchObject;
@@ -29,13 +30,12 @@ using support::StringsOf;
 using support::TokenString;
 using support::TokenStringId;
 using support::Variant;
-using support::Way;
 
 using Strings = std::vector<std::wstring>;
 
 class NXTokenStringLateBoundTest : public support::ClassTest<TokenString> {
   protected:
-    static TokenString NewTokens() { return TokenString(Way::LateBound, L";,", L"a,b"); }
+    static TokenString NewTokens() { return TokenString(Binding::LateBound, L";,", L"a,b"); }
 
     const TokenString tokens = NewTokens();
     const DispatchObject object = tokens.LateBound();
@@ -53,7 +53,7 @@ TEST_F(NXTokenStringLateBoundTest, GetIDsOfNames_FindsEveryMember) {
     support::ExpectNoIds(object, {L"Item"});
 }
 
-TEST_F(NXTokenStringLateBoundTest, BothWaysToCall_ReachTheSameTokens) {
+TEST_F(NXTokenStringLateBoundTest, BothBindings_ReachTheSameTokens) {
     const DispatchObject lateBound = Create(CLSID_NXTokenString);
     const CComPtr<INXTokenString> vtable = lateBound.As<INXTokenString>();
     vtable->put_Value(Bstr(L"a,b"));

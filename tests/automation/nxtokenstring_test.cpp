@@ -17,25 +17,25 @@
 namespace {
 
 using namespace std::string_view_literals;
+using support::Binding;
 using support::Bstr;
 using support::IsText;
 using support::NextOf;
 using support::StringsOf;
 using support::TokenString;
-using support::Way;
 
 using Strings = std::vector<std::wstring>;
 
 constexpr BSTR nullText = nullptr;
 
-class NXTokenStringTest : public support::EitherWayTest<TokenString> {
+class NXTokenStringTest : public support::BothBindingsTest<TokenString> {
   protected:
     const TokenString tokens{GetParam()};
     const TokenString abc{GetParam(), L",", L"a,b,c"};
 };
 
-INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXTokenStringTest, ::testing::Values(Way::Vtable, Way::LateBound),
-                         support::NameOfWay);
+INSTANTIATE_TEST_SUITE_P(ByBinding, NXTokenStringTest, ::testing::Values(Binding::Vtable, Binding::LateBound),
+                         support::NameOfBinding);
 
 TEST_P(NXTokenStringTest, New_HasNothing) {
     EXPECT_EQ(tokens.Count(), 0);

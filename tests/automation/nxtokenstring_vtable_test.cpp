@@ -15,17 +15,17 @@
 
 namespace {
 
+using support::Binding;
 using support::Bstr;
 using support::ForEachAllocationFailure;
 using support::Require;
 using support::TokenString;
-using support::Way;
 
 using Strings = std::vector<std::wstring>;
 
 class NXTokenStringVtableTest : public support::ClassTest<TokenString> {
   protected:
-    static TokenString NewTokens() { return TokenString(Way::Vtable, L";,", L"a,b"); }
+    static TokenString NewTokens() { return TokenString(Binding::Vtable, L";,", L"a,b"); }
 };
 
 TEST_F(NXTokenStringVtableTest, InvalidIndex_LeavesTheResult) {

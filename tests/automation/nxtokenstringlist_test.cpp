@@ -15,23 +15,23 @@
 namespace {
 
 using support::AreSame;
+using support::Binding;
 using support::Bstr;
 using support::ForEachAllocationFailure;
 using support::ReferencesOf;
-using support::Way;
 
 using TokenStringList = support::ObjectList<support::TokenStrings>;
 using Tokens = CComPtr<INXTokenString>;
 
-class NXTokenStringListTest : public support::EitherWayTest<TokenStringList> {
+class NXTokenStringListTest : public support::BothBindingsTest<TokenStringList> {
   protected:
     const TokenStringList list{GetParam()};
     const Tokens a = TokenStringList::NewElement();
     const Tokens b = TokenStringList::NewElement();
 };
 
-INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXTokenStringListTest, ::testing::Values(Way::Vtable, Way::LateBound),
-                         support::NameOfWay);
+INSTANTIATE_TEST_SUITE_P(ByBinding, NXTokenStringListTest, ::testing::Values(Binding::Vtable, Binding::LateBound),
+                         support::NameOfBinding);
 
 TEST_P(NXTokenStringListTest, Item_WrittenAfterTheLast_IsAppended) {
     list.SetItem(0, a);
@@ -67,7 +67,7 @@ TEST_P(NXTokenStringListTest, AddNew_GivesAnEmptyTokenString) {
 
 class NXTokenStringListVtableTest : public support::ClassTest<TokenStringList> {
   protected:
-    const TokenStringList list{Way::Vtable};
+    const TokenStringList list{Binding::Vtable};
 };
 
 TEST_F(NXTokenStringListVtableTest, AddNew_LendsAPointerWithoutAReference) {
@@ -126,7 +126,7 @@ TEST_F(NXTokenStringListVtableTest, AddNew_WithoutAResult_Appends) {
 }
 
 TEST_F(NXTokenStringListVtableTest, AddNew_WithoutAResult_OutOfMemory_AppendsNothing) {
-    ForEachAllocationFailure([] { return TokenStringList(Way::Vtable); },
+    ForEachAllocationFailure([] { return TokenStringList(Binding::Vtable); },
                              [](const TokenStringList& made) { return made.Raw()->AddNew(nullptr); },
                              [](const TokenStringList& made) { EXPECT_EQ(made.Count(), 0); },
                              support::OutOfMemory::ComErrorOrBadAlloc);
@@ -134,7 +134,7 @@ TEST_F(NXTokenStringListVtableTest, AddNew_WithoutAResult_OutOfMemory_AppendsNot
 
 TEST_F(NXTokenStringListVtableTest, Item_WrittenAfterTheLast_OutOfMemory_Raises_AppendsNothing) {
     struct World {
-        TokenStringList list{Way::Vtable};
+        TokenStringList list{Binding::Vtable};
         Tokens tokens = TokenStringList::NewElement();
     };
     ForEachAllocationFailure(

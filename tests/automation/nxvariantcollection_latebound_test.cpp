@@ -25,6 +25,7 @@ using support::AllKinds;
 using support::AllocationFault;
 using support::ArrayOfObjects;
 using support::ArrayOfValues;
+using support::Binding;
 using support::Bytes;
 using support::CanBeReferred;
 using support::CollectionId;
@@ -43,7 +44,6 @@ using support::RestOf;
 using support::UnknownOf;
 using support::Variant;
 using support::VariantCollection;
-using support::Way;
 
 using Ints = std::vector<int>;
 using Object = support::StackAutomationObject<IDispatch>;
@@ -67,7 +67,7 @@ class NXVariantCollectionLateBoundTest : public support::ClassTest<VariantCollec
 
     Object element;
     support::StackObject<IUnknown> unknown;
-    VariantCollection collection{Way::LateBound};
+    VariantCollection collection{Binding::LateBound};
     DispatchObject object = collection.LateBound();
 
     void ReleaseCollection() {
@@ -182,7 +182,7 @@ TEST_F(NXVariantCollectionLateBoundTest, Arguments_ThatDoNotFit_ChangeNothing) {
     EXPECT_EQ(collection.All(), Ints{1});
 }
 
-TEST_F(NXVariantCollectionLateBoundTest, BothWaysToCall_ReachTheSameElements) {
+TEST_F(NXVariantCollectionLateBoundTest, BothBindings_ReachTheSameElements) {
     const DispatchObject& lateBound = object;
     const CComPtr<INXVariantCollection> vtable = lateBound.As<INXVariantCollection>();
     EXPECT_HR(vtable->Add(*Variant(1).Raw(), 0), S_OK);
@@ -394,7 +394,7 @@ TEST_F(NXVariantCollectionLateBoundTest, OutOfMemory_IsAnHresult) {
         const ULONG references = element.references;
         ForEachAllocationFailure(
             [] {
-                return VariantCollection(Way::LateBound, {1, 2});
+                return VariantCollection(Binding::LateBound, {1, 2});
             },
             [&](const VariantCollection& made) { return made.LateBound().Invoke(call).Failure(); },
             [&](const VariantCollection& made) {

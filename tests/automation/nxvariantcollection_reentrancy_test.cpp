@@ -19,19 +19,19 @@
 
 namespace {
 
+using support::Binding;
 using support::CollectionId;
 using support::DispatchObject;
 using support::IntsOf;
 using support::Variant;
 using support::VariantCollection;
-using support::Way;
 
 using Ints = std::vector<int>;
 using Object = support::StackAutomationObject<IDispatch>;
 
 class NXVariantCollectionReentrancyTest : public support::ClassTest<VariantCollection> {
   protected:
-    VariantCollection collection{Way::LateBound};
+    VariantCollection collection{Binding::LateBound};
     DispatchObject object = collection.LateBound();
 
     void ReleaseCollection() {
@@ -120,7 +120,7 @@ TEST_F(NXVariantCollectionReentrancyTest, Element_Removed_MayReleaseTheCollectio
         INXVariantCollection* last = nullptr;
         Parting parting([&] { last->Release(); });
         {
-            const VariantCollection own(Way::LateBound);
+            const VariantCollection own(Binding::LateBound);
             own.Add(static_cast<IDispatch*>(&parting));
             own.Add(L"text");
             last = own.Raw();

@@ -22,6 +22,7 @@ namespace {
 using support::AllKinds;
 using support::ArrayOfStrings;
 using support::ArrayOfValues;
+using support::Binding;
 using support::CountLiveAllocations;
 using support::IntsOf;
 using support::Is;
@@ -30,11 +31,10 @@ using support::NextOf;
 using support::RestOf;
 using support::Variant;
 using support::VariantCollection;
-using support::Way;
 
 using Ints = std::vector<int>;
 
-class NXVariantCollectionTest : public support::EitherWayTest<VariantCollection> {
+class NXVariantCollectionTest : public support::BothBindingsTest<VariantCollection> {
   protected:
     support::StackAutomationObject<IDispatch> object;
     support::StackObject<IUnknown> unknown;
@@ -42,8 +42,8 @@ class NXVariantCollectionTest : public support::EitherWayTest<VariantCollection>
     const VariantCollection numbers{GetParam(), {1, 2, 3}};
 };
 
-INSTANTIATE_TEST_SUITE_P(ByWayToCall, NXVariantCollectionTest, ::testing::Values(Way::Vtable, Way::LateBound),
-                         support::NameOfWay);
+INSTANTIATE_TEST_SUITE_P(ByBinding, NXVariantCollectionTest, ::testing::Values(Binding::Vtable, Binding::LateBound),
+                         support::NameOfBinding);
 
 // Add, Remove, Item, Count
 

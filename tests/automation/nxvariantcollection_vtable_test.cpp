@@ -23,6 +23,7 @@ namespace {
 
 using support::AllKinds;
 using support::AllocationFault;
+using support::Binding;
 using support::Bytes;
 using support::CanBeReferred;
 using support::CollectionId;
@@ -37,7 +38,6 @@ using support::ReferenceTo;
 using support::Require;
 using support::Variant;
 using support::VariantCollection;
-using support::Way;
 
 using Ints = std::vector<int>;
 
@@ -45,7 +45,7 @@ class NXVariantCollectionVtableTest : public support::ClassTest<VariantCollectio
   protected:
     support::StackAutomationObject<IDispatch> object;
     support::StackObject<IUnknown> unknown;
-    VariantCollection collection{Way::Vtable};
+    VariantCollection collection{Binding::Vtable};
     INXVariantCollection* const raw = collection.Raw();
 };
 
@@ -113,7 +113,7 @@ TEST_F(NXVariantCollectionVtableTest, Reference_IsKept) {
 TEST_F(NXVariantCollectionVtableTest, References_OfEveryKind_AreKeptAndNeverCleared) {
     for (const Kind& kind : AllKinds(&object, &unknown)) {
         SCOPED_TRACE(kind.name);
-        VariantCollection own(Way::Vtable);
+        VariantCollection own(Binding::Vtable);
         Variant variable = kind.make();
         std::vector<Variant> references = {Variant::To(variable)};
         if (CanBeReferred(variable)) {
@@ -243,7 +243,7 @@ TEST_F(NXVariantCollectionVtableTest, Success_LeavesTheErrorRecord) {
 
 TEST_F(NXVariantCollectionVtableTest, Add_OutOfMemory_Raises_AddsNothing) {
     struct World {
-        VariantCollection collection{Way::Vtable, {1, 2}};
+        VariantCollection collection{Binding::Vtable, {1, 2}};
         Variant text{L"new"};
     };
     for (const long position : {0L, 1L, 2L}) {

@@ -93,7 +93,7 @@ template <class Kind> class ObjectList : public Client<typename Kind::List> {
   public:
     static REFCLSID Clsid() { return Kind::ListClass(); }
 
-    explicit ObjectList(Way way) : Client<List>(way, Clsid()) {}
+    explicit ObjectList(Binding binding) : Client<List>(binding, Clsid()) {}
 
     CComPtr<Element> Item(long index) const { return this->template Get<Element*>(L"Item", &List::get_Item, index); }
     void SetItem(long index, Element* element) const { this->Put(L"Item", &List::put_Item, index, element); }
@@ -108,9 +108,9 @@ template <class Kind> class ObjectList : public Client<typename Kind::List> {
     CComPtr<IEnumVARIANT> NewEnum() const {
         return EnumeratorOf(this->template Get<IUnknown*>(DISPID_NEWENUM, &List::get__NewEnum));
     }
-    /// The caller owns a reference, either way.
+    /// The caller owns a reference, with either binding.
     CComPtr<Element> AddNew() const {
-        if (this->WayToCall() == Way::LateBound) {
+        if (this->GetBinding() == Binding::LateBound) {
             return this->template CallFor<Element*>(L"AddNew", &List::AddNew);
         }
         Element* added = nullptr;

@@ -19,10 +19,10 @@ struct ListNames {
 };
 using ListKinds = ::testing::Types<TokenStrings, FileStreams>;
 
-/// A list class and the way to call its objects.
-template <class TheKind, Way theWay> struct ListCase {
+/// A list class and the binding of its objects.
+template <class TheKind, Binding theBinding> struct ListCase {
     using Kind = TheKind;
-    static constexpr Way way = theWay;
+    static constexpr Binding binding = theBinding;
 };
 
 struct ListCaseNames {
@@ -32,8 +32,8 @@ struct ListCaseNames {
         return names[index];
     }
 };
-using ListCases = ::testing::Types<ListCase<TokenStrings, Way::Vtable>, ListCase<TokenStrings, Way::LateBound>,
-                                   ListCase<FileStreams, Way::Vtable>, ListCase<FileStreams, Way::LateBound>>;
+using ListCases = ::testing::Types<ListCase<TokenStrings, Binding::Vtable>, ListCase<TokenStrings, Binding::LateBound>,
+                                   ListCase<FileStreams, Binding::Vtable>, ListCase<FileStreams, Binding::LateBound>>;
 
 /// A list of one of the cases, and objects for it.
 template <class Case> class ObjectListTest : public ClassTest<ObjectList<typename Case::Kind>> {
@@ -43,7 +43,7 @@ template <class Case> class ObjectListTest : public ClassTest<ObjectList<typenam
     using StackElement = typename Kind::StackElement;
     using List = ObjectList<Kind>;
 
-    List list{Case::way};
+    List list{Case::binding};
     const CComPtr<Element> a = List::NewElement();
     const CComPtr<Element> b = List::NewElement();
     const CComPtr<Element> c = List::NewElement();

@@ -16,12 +16,12 @@
 
 namespace {
 
+using support::Binding;
 using support::CreateInstance;
 using support::DispatchObject;
 using support::DllHoldsObjects;
 using support::ExpectNoLeaks;
 using support::ForEachAllocationFailure;
-using support::Way;
 
 using TokenStringList = support::ObjectList<support::TokenStrings>;
 using FileStreamList = support::ObjectList<support::FileStreams>;
@@ -113,7 +113,7 @@ TYPED_TEST_SUITE(DllLifetimeTest, Classes, ClassNames);
 
 TYPED_TEST(DllLifetimeTest, Object_KeepsTheDllLoaded) {
     ASSERT_FALSE(DllHoldsObjects());
-    TypeParam object(Way::Vtable);
+    TypeParam object(Binding::Vtable);
     EXPECT_TRUE(DllHoldsObjects());
     object.Release();
     EXPECT_FALSE(DllHoldsObjects());
@@ -127,7 +127,7 @@ TYPED_TEST_SUITE(AutomationCollectionTest, CollectionClasses);
 
 TYPED_TEST(AutomationCollectionTest, NewEnum_OutOfMemory_ReturnsTheFailure) {
     struct World {
-        TypeParam collection{Way::Vtable};
+        TypeParam collection{Binding::Vtable};
         IUnknown* result = collection.Raw();
     };
     ForEachAllocationFailure([] { return World{}; },
@@ -143,7 +143,7 @@ TYPED_TEST(AutomationCollectionTest, NewEnum_OutOfMemory_ReturnsTheFailure) {
 
 TYPED_TEST(AutomationCollectionTest, Enumerator_KeepsTheDllLoaded) {
     ASSERT_FALSE(DllHoldsObjects());
-    TypeParam object(Way::Vtable);
+    TypeParam object(Binding::Vtable);
     auto enumerator = object.NewEnum();
     object.Release();
     EXPECT_TRUE(DllHoldsObjects());
@@ -157,7 +157,7 @@ TYPED_TEST_SUITE(DllLifetimeOfListTest, ListClasses);
 
 TYPED_TEST(DllLifetimeOfListTest, Entry_KeepsTheDllLoaded) {
     ASSERT_FALSE(DllHoldsObjects());
-    TypeParam list(Way::LateBound);
+    TypeParam list(Binding::LateBound);
     auto entry = list.AddNew();
     auto enumerator = list.NewEnum();
     list.Release();

@@ -71,7 +71,7 @@ TEST_F(UnregisteredDllTest, TypeInformation_OutOfMemoryInTheDll_IsAnHresult_AndT
     for (; fired; ++number) {
         SCOPED_TRACE(number);
         const Dll dll;
-        support::FollowAllocations(dll.Module());
+        support::TrackAllocations(dll.Module());
         const DispatchObject text = NewString(dll);
         {
             const support::ModuleAllocationFault fault(number);
@@ -89,7 +89,7 @@ TEST_F(UnregisteredDllTest, TypeInformation_OutOfMemoryInTheDll_IsAnHresult_AndT
 
 TEST_F(UnregisteredDllTest, FirstCall_AllocatesOnlyItsResult) {
     const Dll dll;
-    support::FollowAllocations(dll.Module());
+    support::TrackAllocations(dll.Module());
     const DispatchObject text = NewString(dll);
     const support::ModuleAllocationFault fault(1);
     EXPECT_EQ(text.Get(L"Length").value.Int(), 0);

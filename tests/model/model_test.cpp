@@ -168,7 +168,7 @@ TEST(Model, RandomCalls_GiveWhatTheModelGives) {
         std::size_t callsMade = 0;
         std::vector<Call> warmUp; // one-time allocations of a process are not counted
         Explore(folder, 4711, warmUp, callsMade);
-        support::FollowAllocations(support::LoadedDll());
+        support::TrackAllocations(support::LoadedDll());
         callsMade = 0;
 
         const Clock::time_point start = Clock::now();

@@ -240,7 +240,7 @@ class Allocations : public testing::Test {
     void SetUp() override {
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         static_cast<void>(support::CountLiveAllocations()); // BSTRs are counted from now on
-        support::FollowAllocations(m_dll.Module());
+        support::TrackAllocations(m_dll.Module());
     }
     void TearDown() override { CoUninitialize(); }
 

@@ -178,7 +178,7 @@ TEST_P(ClassObjectOf, FirstRequestsFromManyThreads_GiveTheSame) {
     constexpr int rounds = 10;
     for (int round = 0; round < rounds; ++round) {
         Reload();
-        support::FollowAllocations(TheDll().Module());
+        support::TrackAllocations(TheDll().Module());
         std::array<IClassFactory*, threadCount> factories{};
         std::ptrdiff_t made = -support::CountLiveAllocations().objects;
         {
@@ -283,7 +283,7 @@ TEST_P(LocksOf, FailedCreation_DoesNotLock) {
 
 TEST_P(LocksOf, TenThousandObjects_AreAllFreed) {
     constexpr int count = 10'000;
-    support::FollowAllocations(TheDll().Module());
+    support::TrackAllocations(TheDll().Module());
     ExpectWorksLateBound(TheDll().Object(GetParam()), GetParam()); // one-time allocations are done now
     {
         const support::ExpectNoLeaks noLeaks;
@@ -374,7 +374,7 @@ TEST_P(CreateInstanceOf, NullOutPointer_IsRefused) {
 }
 
 TEST_P(CreateInstanceOf, InterfaceThatTheClassLacks_LeavesNoObject) {
-    support::FollowAllocations(TheDll().Module());
+    support::TrackAllocations(TheDll().Module());
     const CComPtr<IClassFactory> factory = TheDll().Factory(GetParam());
     for (const IID& iid : {unknownId, IID_IClassFactory, IID_IEnumVARIANT, IID_IPersist}) {
         const support::ExpectNoLeaks noLeaks;
@@ -519,7 +519,7 @@ TEST_P(AggregateOf, InnerUnknown_LocksTheDllUntilItsLastReference) {
 }
 
 TEST_P(AggregateOf, Destruction_LeavesNothing) {
-    support::FollowAllocations(TheDll().Module());
+    support::TrackAllocations(TheDll().Module());
     const CComPtr<IClassFactory> factory = TheDll().Factory(GetParam());
     const support::ExpectNoLeaks noLeaks;
     Outer outer;
@@ -642,7 +642,7 @@ TEST_F(ClassObject, TypeInformationOfAllClasses_IsReleasedByUnloading) {
 TEST_P(UnloadingAfterUseOf, Objects_AreFreed) {
     UseAndReload(); // the platform's one-time allocations are done now
     const support::ExpectNoLeaks noLeaks;
-    support::FollowAllocations(TheDll().Module());
+    support::TrackAllocations(TheDll().Module());
     UseAndReload();
 }
 

@@ -39,7 +39,7 @@ class ClientExceptions : public testing::Test {
   protected:
     ClientExceptions() {
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-        support::FollowAllocations(m_dll.Module());
+        support::TrackAllocations(m_dll.Module());
         m_string = Create<INXString>(CLSID_NXString);
         EXPECT_HRESULT_SUCCEEDED(m_string->put_Value(Bstr(L"some text")));
         // At a thread's first exception, the runtimes allocate memory that they keep.

@@ -51,7 +51,7 @@ class ExceptionsTest : public testing::Test {
 
 TEST_F(ExceptionsTest, FirstOfAll_WithoutMemory_IsOutOfMemory) {
     const Dll dll;
-    support::FollowAllocations(dll.Module());
+    support::TrackAllocations(dll.Module());
     const CComPtr<IDispatch> object = NewString(dll);
     EXPECT_EQ(Result(PutValueWithoutMemory(object)), Result(E_OUTOFMEMORY));
     EXPECT_EQ(Result(PutValue(object)), Result(S_OK)) << "with memory again";
@@ -59,7 +59,7 @@ TEST_F(ExceptionsTest, FirstOfAll_WithoutMemory_IsOutOfMemory) {
 
 TEST_F(ExceptionsTest, FirstOfAThread_WithoutMemory_IsOutOfMemory) {
     const Dll dll;
-    support::FollowAllocations(dll.Module());
+    support::TrackAllocations(dll.Module());
     const CComPtr<IDispatch> object = NewString(dll);
     for (int i = 0; i < 3; ++i) {
         HRESULT hr = S_OK;
@@ -70,7 +70,7 @@ TEST_F(ExceptionsTest, FirstOfAThread_WithoutMemory_IsOutOfMemory) {
 
 TEST_F(ExceptionsTest, AfterOneWithMemory_WithoutMemory_AreOutOfMemory) {
     const Dll dll;
-    support::FollowAllocations(dll.Module());
+    support::TrackAllocations(dll.Module());
     const CComPtr<IDispatch> object = NewString(dll);
     {
         const ModuleAllocationFault once(1);
@@ -93,7 +93,7 @@ struct Resources {
 TEST_F(ExceptionsTest, LoadedAndUnloadedOften_LeaveNothing) {
     const auto cycle = [&] {
         const Dll dll;
-        support::FollowAllocations(dll.Module());
+        support::TrackAllocations(dll.Module());
         const CComPtr<IDispatch> object = NewString(dll);
         const ModuleAllocationFault once(1);
         return PutValue(object);

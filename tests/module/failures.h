@@ -23,7 +23,7 @@ void ForEachFailureInFreshDll(Prepare prepare, Operation operation,
     for (std::size_t number = 1;; ++number) {
         SCOPED_TRACE("failing allocation: " + std::to_string(number));
         const Dll dll;
-        support::FollowAllocations(dll.Module());
+        support::TrackAllocations(dll.Module());
         prepare(dll);
         const auto runWithFault = [&]() -> std::optional<HRESULT> {
             const support::ModuleAllocationFault fault(number, extent);

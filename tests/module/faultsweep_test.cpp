@@ -116,7 +116,7 @@ class FaultSweep : public testing::TestWithParam<Class> {
     FaultSweep() {
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         support::WriteBytes(m_path, "first\r\nsecond\r\n");
-        support::FollowAllocations(m_dll.Module());
+        support::TrackAllocations(m_dll.Module());
         const CComPtr<IDispatch> object = m_dll.Object(GetParam());
         m_members = MembersOf(object);
         for (const Member& member : m_members) { // one-time allocations of a process are not leaks

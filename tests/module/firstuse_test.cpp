@@ -69,7 +69,7 @@ class FirstUseOf : public testing::TestWithParam<Class> {
         const Class& row = GetParam();
         const DISPID id = IdOfMember(row);
         auto dll = std::make_unique<Dll>();
-        support::FollowAllocations(dll->Module());
+        support::TrackAllocations(dll->Module());
         std::array<FirstAnswers, threadCount> answers;
         std::ptrdiff_t made = 0;
         {

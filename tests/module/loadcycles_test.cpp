@@ -47,7 +47,7 @@ void Use(const Dll& dll, const Class& row) {
 
 /// Makes the DLL raise and catch an exception: its first allocation in a late-bound call fails.
 void RaiseException(const Dll& dll) {
-    support::FollowAllocations(dll.Module());
+    support::TrackAllocations(dll.Module());
     const CComPtr<IDispatch> list = dll.Object(classes[2]);
     ASSERT_NE(list, nullptr);
     const Bstr text(L"x");

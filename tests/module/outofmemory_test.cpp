@@ -62,7 +62,7 @@ TEST_P(OutOfMemoryIn, FirstGetTypeInfo_AtOneAllocation_FailsCleanly) {
 /// With all later allocations failing, not even the exception can be allocated.
 TEST_P(OutOfMemoryIn, GetClassObject_AtEveryAllocation_FailsCleanly) {
     const Dll dll;
-    support::FollowAllocations(dll.Module());
+    support::TrackAllocations(dll.Module());
     const support::ExpectNoLeaks noLeaks;
     {
         const support::ModuleAllocationFault noMemory(1, support::ModuleAllocationFault::Lasting);
@@ -73,7 +73,7 @@ TEST_P(OutOfMemoryIn, GetClassObject_AtEveryAllocation_FailsCleanly) {
 
 TEST_P(OutOfMemoryIn, CreateInstance_AtEveryAllocation_FailsCleanly) {
     const Dll dll;
-    support::FollowAllocations(dll.Module());
+    support::TrackAllocations(dll.Module());
     MakeClassObject(dll);
     const support::ExpectNoLeaks noLeaks;
     {
@@ -87,7 +87,7 @@ TEST_P(OutOfMemoryIn, CreateInstance_AtEveryAllocation_FailsCleanly) {
 /// It need not allocate, but if it does, it must fail cleanly.
 TEST_P(OutOfMemoryIn, FirstGetTypeInfo_AtEveryAllocation_FailsCleanly) {
     const Dll dll;
-    support::FollowAllocations(dll.Module());
+    support::TrackAllocations(dll.Module());
     const CComPtr<IDispatch> object = dll.Object(GetParam());
     ASSERT_NE(object, nullptr);
     const support::LiveAllocations before = support::CountLiveAllocations();

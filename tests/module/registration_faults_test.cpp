@@ -332,7 +332,7 @@ class RegistrationWithoutMemory : public DeniedAccess {
   protected:
     void SetUp() override {
         DeniedAccess::SetUp();
-        support::FollowAllocations(m_dll.Module());
+        support::TrackAllocations(m_dll.Module());
         platformHasMemory = true;
     }
 

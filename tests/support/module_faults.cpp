@@ -30,12 +30,12 @@ std::atomic<bool> slow;
 
 /// Ends the program after an invalid write of the DLL.
 [[noreturn]] void DieOfCorruption(const char* what) {
-    std::fprintf(stderr, "A followed DLL has written %s.\n", what);
+    std::fprintf(stderr, "A tracked DLL has written %s.\n", what);
     std::fflush(stderr);
     std::abort();
 }
 
-/// The live blocks of the followed DLLs, which may also free blocks from before they were followed. Its own memory
+/// The live blocks of the tracked DLLs, which may also free blocks from before they were tracked. Its own memory
 /// comes from malloc, because operator new is counted.
 class Blocks {
   public:
@@ -141,25 +141,25 @@ bool MustFail() noexcept {
     return AllocationMustFail();
 }
 
-void* FollowedMalloc(std::size_t size) {
+void* TrackedMalloc(std::size_t size) {
     return MustFail() ? nullptr : KnownBlocks().Allocate(size);
 }
 
-void* FollowedCalloc(std::size_t count, std::size_t size) {
-    void* const block = FollowedMalloc(count * size);
+void* TrackedCalloc(std::size_t count, std::size_t size) {
+    void* const block = TrackedMalloc(count * size);
     return block != nullptr ? std::memset(block, 0, count * size) : nullptr;
 }
 
-void FollowedFree(void* block) {
+void TrackedFree(void* block) {
     KnownBlocks().Free(block);
 }
 
-void* FollowedRealloc(void* block, std::size_t size) {
+void* TrackedRealloc(void* block, std::size_t size) {
     const std::optional<std::size_t> before = KnownBlocks().SizeOf(block);
     if (block != nullptr && !before.has_value()) {
         return MustFail() ? nullptr : std::realloc(block, size);
     }
-    void* const moved = FollowedMalloc(size);
+    void* const moved = TrackedMalloc(size);
     if (moved != nullptr && before.has_value()) {
         std::memcpy(moved, block, std::min(size, *before));
         KnownBlocks().Free(block);
@@ -175,10 +175,10 @@ struct Redirection {
 };
 
 const Redirection redirections[] = {
-    {"malloc", reinterpret_cast<ULONG_PTR>(&FollowedMalloc)},
-    {"calloc", reinterpret_cast<ULONG_PTR>(&FollowedCalloc)},
-    {"realloc", reinterpret_cast<ULONG_PTR>(&FollowedRealloc)},
-    {"free", reinterpret_cast<ULONG_PTR>(&FollowedFree)},
+    {"malloc", reinterpret_cast<ULONG_PTR>(&TrackedMalloc)},
+    {"calloc", reinterpret_cast<ULONG_PTR>(&TrackedCalloc)},
+    {"realloc", reinterpret_cast<ULONG_PTR>(&TrackedRealloc)},
+    {"free", reinterpret_cast<ULONG_PTR>(&TrackedFree)},
 };
 
 /// A part of a loaded module, by its offset from the module's start.
@@ -209,7 +209,7 @@ IMAGE_THUNK_DATA* ImportSlot(HMODULE module, const char* name) {
 
 } // namespace
 
-void FollowAllocations(HMODULE module) {
+void TrackAllocations(HMODULE module) {
     for (const Redirection& redirection : redirections) {
         IMAGE_THUNK_DATA* const slot = ImportSlot(module, redirection.name);
         if (slot == nullptr) {

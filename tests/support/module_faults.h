@@ -16,9 +16,9 @@ namespace support {
 ///
 /// Its blocks get guard bytes. Freed blocks are filled and kept for a while. A write outside a block or to a freed one
 /// ends the program with a message.
-void FollowAllocations(HMODULE module);
+void TrackAllocations(HMODULE module);
 
-/// While this lives, the `number`-th allocation (from 1) in the followed DLLs fails, on any thread; if `Lasting`, so do
+/// While this lives, the `number`-th allocation (from 1) in the tracked DLLs fails, on any thread; if `Lasting`, so do
 /// all after it. Unlike with an AllocationFault, COM's allocations never fail. There must be only one at a time.
 class ModuleAllocationFault {
   public:
@@ -33,7 +33,7 @@ class ModuleAllocationFault {
     [[nodiscard]] bool Fired() const noexcept;
 };
 
-/// While this lives, every allocation in the followed DLLs takes a millisecond or more, so that the calls of several
+/// While this lives, every allocation in the tracked DLLs takes a millisecond or more, so that the calls of several
 /// threads overlap.
 class SlowModuleAllocations {
   public:
