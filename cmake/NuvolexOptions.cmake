@@ -40,3 +40,11 @@ target_link_options(nuvolex_link INTERFACE
   -Wl,--gc-sections,--dynamicbase,--high-entropy-va,--nxcompat,--no-insert-timestamp
   $<$<CONFIG:Coverage>:--coverage>
   $<$<CONFIG:Release>:-s>)
+
+# nuvolex_compile_as_one(TARGET): compiles the sources of a target as one file, in a third of the time. Not in the preset
+# `tidy`: clang-tidy and editors (.clangd) need the command of each file.
+function(nuvolex_compile_as_one target)
+  if(NOT CMAKE_CXX_CLANG_TIDY)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
+  endif()
+endfunction()

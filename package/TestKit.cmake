@@ -5,7 +5,8 @@ add_executable(nuvolex_testrunner
   testkit/machine.cpp testkit/outcome.cpp testkit/process.cpp testkit/redaction.cpp testkit/testrunner.cpp)
 target_link_libraries(nuvolex_testrunner PRIVATE nuvolex_options nuvolex_link)
 target_link_options(nuvolex_testrunner PRIVATE -municode) # its main function is wmain
-set_target_properties(nuvolex_testrunner PROPERTIES OUTPUT_NAME testrunner UNITY_BUILD ON)
+set_target_properties(nuvolex_testrunner PROPERTIES OUTPUT_NAME testrunner)
+nuvolex_compile_as_one(nuvolex_testrunner)
 configure_file(testkit/README.txt.in testkit/README.txt @ONLY NEWLINE_STYLE WIN32)
 configure_file(testkit/run-tests.cmd testkit/run-tests.cmd @ONLY NEWLINE_STYLE WIN32)
 

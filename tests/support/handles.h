@@ -6,7 +6,7 @@
 
 #include <windows.h>
 
-extern "C" {
+extern "C" { // of ntdll.dll; <windows.h> does not declare them
 NTSTATUS NTAPI NtSuspendProcess(HANDLE process);
 NTSTATUS NTAPI NtResumeProcess(HANDLE process);
 }
